@@ -1,0 +1,23 @@
+#pragma once
+
+#include "http.h"
+
+class QNetworkAccessManager;
+
+namespace velotte {
+
+// HttpTransport on QNetworkAccessManager: per-request transfer time-out,
+// cookies switchable per request, certificate errors never ignored.
+class NetworkTransport final : public HttpTransport {
+public:
+    explicit NetworkTransport(QNetworkAccessManager *manager);
+    QCoro::Task<HttpResponse> send(HttpRequest request, CancelToken cancel = {}) override;
+
+    // One manager for the whole process, created on first use.
+    static NetworkTransport &shared();
+
+private:
+    QNetworkAccessManager *m_manager;
+};
+
+} // namespace velotte

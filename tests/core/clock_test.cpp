@@ -1,0 +1,97 @@
+#include "core/clock.h"
+#include "testkit/testkit.h"
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace std::chrono_literals;
+
+namespace {
+QCoro::Task<void> sleeper(Clock &clock, Millis d, std::vector<int> &order, int id, CancelToken cancel = {})
+{
+    co_await clock.sleep(d, cancel);
+    order.push_back(cancel.isCancelled() ? -id : id);
+}
+} // namespace
+
+TEST(VirtualClock, WakesSleepersInDeadlineOrderAtTheirOwnTime)
+{
+    VirtualClock clock;
+    const QDateTime start = clock.now();
+    std::vector<int> order;
+    qint64 seenAt = -1;
+    auto a = sleeper(clock, 300ms, order, 1);
+    auto b = sleeper(clock, 100ms, order, 2);
+    auto c = [&]() -> QCoro::Task<void> {
+        co_await clock.sleep(200ms);
+        seenAt = clock.monotonicMillis();
+    }();
+    clock.advance(150ms);
+    EXPECT_EQ(order, (std::vector<int>{2}));
+    clock.advance(1000ms);
+    EXPECT_EQ(order, (std::vector<int>{2, 1}));
+    EXPECT_EQ(seenAt, 200);
+    EXPECT_EQ(clock.monotonicMillis(), 1150);
+    EXPECT_EQ(start.msecsTo(clock.now()), 1150);
+}
+
+TEST(VirtualClock, ChainedSleepsWithinOneAdvanceAllRun)
+{
+    VirtualClock clock;
+    int ticks = 0;
+    auto loop = [&]() -> QCoro::Task<void> {
+        for (int i = 0; i < 10; ++i) {
+            co_await clock.sleep(500ms);
+            ++ticks;
+        }
+    }();
+    clock.advance(2600ms);
+    EXPECT_EQ(ticks, 5);
+    clock.advance(10s);
+    EXPECT_EQ(ticks, 10);
+}
+
+TEST(VirtualClock, CancelWakesEarlyWithoutWaitingForTime)
+{
+    VirtualClock clock;
+    std::vector<int> order;
+    CancelToken cancel;
+    auto a = sleeper(clock, 10s, order, 7, cancel);
+    EXPECT_EQ(clock.sleepers(), 1);
+    cancel.cancel();
+    EXPECT_TRUE(order.empty()); // never resumed inside cancel()
+    test::drain();
+    EXPECT_EQ(order, (std::vector<int>{-7}));
+    EXPECT_EQ(clock.sleepers(), 0);
+}
+
+TEST(SystemClock, SleepsAndCancels)
+{
+    auto &clock = Clock::system();
+    const qint64 before = clock.monotonicMillis();
+    test::await(clock.sleep(30ms));
+    EXPECT_GE(clock.monotonicMillis() - before, 29);
+
+    CancelToken cancel;
+    QTimer::singleShot(10, [&] { cancel.cancel(); });
+    const qint64 start = clock.monotonicMillis();
+    test::await(clock.sleep(10s, cancel));
+    EXPECT_LT(clock.monotonicMillis() - start, 5000);
+}
+
+TEST(CancelToken, CallbacksRunOnceAndCanBeRemoved)
+{
+    CancelToken token;
+    int runs = 0;
+    const int removed = token.onCancel([&] { runs += 100; });
+    token.onCancel([&] { ++runs; });
+    token.removeCallback(removed);
+    CancelToken copy = token;
+    copy.cancel();
+    token.cancel();
+    EXPECT_EQ(runs, 1);
+    EXPECT_TRUE(token.isCancelled());
+    EXPECT_THROW(token.throwIfCancelled(), Cancelled);
+    token.onCancel([&] { ++runs; }); // already cancelled: runs at once
+    EXPECT_EQ(runs, 2);
+}

@@ -1,0 +1,125 @@
+#include "core/networktransport.h"
+#include "kit/fakehttpserver.h"
+#include "testkit/testkit.h"
+
+#include <QNetworkAccessManager>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace std::chrono_literals;
+
+namespace {
+struct Transport : ::testing::Test {
+    std::vector<fake::Request> seen;
+    fake::Response next = fake::Response::json("{\"ok\":true}");
+    fake::HttpServer server{[this](const fake::Request &r) {
+        seen.push_back(r);
+        return next;
+    }};
+    QNetworkAccessManager manager;
+    NetworkTransport transport{&manager};
+
+    void SetUp() override { ASSERT_TRUE(server.listen(QHostAddress::LocalHost)); }
+    QUrl url(const QString &path) const
+    {
+        QUrl u = server.baseUrl();
+        u.setPath(path, QUrl::TolerantMode);
+        return u;
+    }
+};
+} // namespace
+
+TEST_F(Transport, SendsMethodHeadersAndBodyAndReturnsStatusAndHeaders)
+{
+    next = fake::Response::json("{\"late\":1}", 429).header("Retry-After", "120");
+    HttpRequest request;
+    request.method = "POST";
+    request.url = url(QStringLiteral("/control/api/v1/groups/G%3A1/playback/play"));
+    request.setHeader("Authorization", "Bearer abc");
+    request.setHeader("Content-Type", "application/json");
+    request.body = "{}";
+    const HttpResponse response = test::await(transport.send(request));
+    EXPECT_EQ(response.status, 429);
+    EXPECT_EQ(response.header("retry-after"), "120");
+    EXPECT_EQ(response.body, "{\"late\":1}");
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_EQ(seen[0].method, "POST");
+    EXPECT_EQ(seen[0].target, "/control/api/v1/groups/G%3A1/playback/play");
+    EXPECT_EQ(seen[0].header("Authorization"), "Bearer abc");
+    EXPECT_EQ(seen[0].body, "{}");
+}
+
+TEST_F(Transport, HeadReturnsLengthWithoutBody)
+{
+    next = fake::Response::text(QByteArray(5000, 'x'), "audio/mpeg");
+    HttpRequest request;
+    request.method = "HEAD";
+    request.url = url(QStringLiteral("/clip.mp3"));
+    const HttpResponse response = test::await(transport.send(request));
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.header("Content-Length"), "5000");
+    EXPECT_TRUE(response.body.isEmpty());
+}
+
+TEST_F(Transport, TimeOutBecomesTransportError)
+{
+    next.noAnswer = true;
+    HttpRequest request;
+    request.url = url(QStringLiteral("/slow"));
+    request.timeout = 150ms;
+    try {
+        test::await(transport.send(request));
+        FAIL() << "expected a time-out";
+    } catch (const TransportError &e) {
+        EXPECT_EQ(e.kind(), TransportError::Kind::Timeout);
+    }
+}
+
+TEST_F(Transport, RefusedConnectionAndBadAddressFailCleanly)
+{
+    HttpRequest request;
+    request.url = QUrl(QStringLiteral("http://127.0.0.1:1/"));
+    EXPECT_THROW(test::await(transport.send(request)), TransportError);
+    request.url = QUrl(QStringLiteral("not a url"));
+    EXPECT_THROW(test::await(transport.send(request)), TransportError);
+}
+
+TEST_F(Transport, CancelAbortsTheReplyInFlight)
+{
+    next.noAnswer = true;
+    HttpRequest request;
+    request.url = url(QStringLiteral("/never"));
+    CancelToken cancel;
+    QTimer::singleShot(30, [&] { cancel.cancel(); });
+    EXPECT_THROW(test::await(transport.send(request, cancel)), Cancelled);
+}
+
+TEST_F(Transport, OversizedReplyIsRefused)
+{
+    next = fake::Response::text(QByteArray(3 * 1024 * 1024, 'a'), "text/plain");
+    HttpRequest request;
+    request.url = url(QStringLiteral("/big"));
+    request.maxBytes = 1024 * 1024;
+    try {
+        test::await(transport.send(request));
+        FAIL() << "expected a refusal";
+    } catch (const TransportError &e) {
+        EXPECT_EQ(e.kind(), TransportError::Kind::TooLarge);
+    }
+    request.maxBytes = 8 * 1024 * 1024;
+    EXPECT_EQ(test::await(transport.send(request)).body.size(), 3 * 1024 * 1024);
+}
+
+TEST_F(Transport, CookiesAreNotSentWhenSwitchedOff)
+{
+    next = fake::Response::json("{}").header("Set-Cookie", "session=secret; Path=/");
+    HttpRequest request;
+    request.url = url(QStringLiteral("/a"));
+    test::await(transport.send(request));
+    test::await(transport.send(request));
+    EXPECT_EQ(seen.back().header("Cookie"), "session=secret");
+    request.cookies = false;
+    test::await(transport.send(request));
+    EXPECT_TRUE(seen.back().header("Cookie").isEmpty());
+}

@@ -1,0 +1,110 @@
+#pragma once
+
+#include "core/cancel.h"
+#include "core/http.h"
+
+#include <QCoreApplication>
+#include <QCoroTask>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
+
+#include <exception>
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+namespace velotte::test {
+
+namespace detail {
+template<typename T>
+QCoro::Task<void> capture(QCoro::Task<T> task, std::optional<T> &value, std::exception_ptr &error, bool &done)
+{
+    try {
+        value.emplace(co_await task);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    done = true;
+}
+inline QCoro::Task<void> captureVoid(QCoro::Task<void> task, std::exception_ptr &error, bool &done)
+{
+    try {
+        co_await task;
+    } catch (...) {
+        error = std::current_exception();
+    }
+    done = true;
+}
+inline void spin(bool &done, int limitMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+        if (timer.elapsed() > limitMs)
+            throw std::runtime_error("task did not finish in time");
+    }
+}
+} // namespace detail
+
+// Runs a task to its end on a nested event loop and returns its value or
+// rethrows its exception. Never hangs: gives up after limitMs of real time.
+template<typename T>
+T await(QCoro::Task<T> task, int limitMs = 20000)
+{
+    std::optional<T> value;
+    std::exception_ptr error;
+    bool done = false;
+    auto runner = detail::capture(std::move(task), value, error, done);
+    detail::spin(done, limitMs);
+    if (error)
+        std::rethrow_exception(error);
+    return std::move(*value);
+}
+
+inline void await(QCoro::Task<void> task, int limitMs = 20000)
+{
+    std::exception_ptr error;
+    bool done = false;
+    auto runner = detail::captureVoid(std::move(task), error, done);
+    detail::spin(done, limitMs);
+    if (error)
+        std::rethrow_exception(error);
+}
+
+// Lets queued events and zero-timers run.
+inline void drain(int rounds = 5)
+{
+    for (int i = 0; i < rounds; ++i)
+        QCoreApplication::processEvents();
+}
+
+// A transport that records every request and answers from a script.
+class RecordingTransport final : public HttpTransport {
+public:
+    using Handler = std::function<QCoro::Task<HttpResponse>(const HttpRequest &, CancelToken)>;
+    explicit RecordingTransport(Handler handler = {}) : m_handler(std::move(handler)) {}
+    void setHandler(Handler handler) { m_handler = std::move(handler); }
+
+    QCoro::Task<HttpResponse> send(HttpRequest request, CancelToken cancel = {}) override
+    {
+        requests.push_back(request);
+        cancel.throwIfCancelled();
+        if (!m_handler)
+            co_return HttpResponse{200, "{}", {}};
+        co_return co_await m_handler(requests.back(), cancel);
+    }
+
+    std::vector<HttpRequest> requests;
+
+private:
+    Handler m_handler;
+};
+
+inline HttpResponse reply(int status, QByteArray body = {}, Headers headers = {})
+{
+    return HttpResponse{status, std::move(body), std::move(headers)};
+}
+
+} // namespace velotte::test
