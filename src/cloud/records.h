@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/failure.h"
+
 #include <QByteArray>
 #include <QHashFunctions>
 #include <QJsonObject>
@@ -12,11 +14,6 @@
 
 namespace velotte {
 
-// A reply body that does not have the shape its record needs.
-class DecodeError : public std::runtime_error {
-public:
-    explicit DecodeError(const QString &what) : std::runtime_error(what.toStdString()) {}
-};
 
 struct SonosService {
     std::optional<QString> id;

@@ -40,4 +40,16 @@ bool HttpResponse::hasHeader(QByteArrayView name) const
     return found;
 }
 
+QString TransportError::sentence() const
+{
+    switch (m_kind) {
+    case Kind::Timeout: return QStringLiteral("The request timed out.");
+    case Kind::Tls: return QStringLiteral("A secure connection to the server couldn’t be made.");
+    case Kind::TooLarge: return QStringLiteral("The server sent more data than expected.");
+    case Kind::BadRequest: return QStringLiteral("The address of the request is not valid.");
+    case Kind::Network: break;
+    }
+    return QStringLiteral("Could not connect to the server.");
+}
+
 } // namespace velotte

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cancel.h"
+#include "failure.h"
 
 #include <QByteArray>
 #include <QCoroTask>
@@ -44,12 +45,12 @@ struct HttpResponse {
 
 // The request never produced an HTTP reply: no route, refused, time-out,
 // TLS failure, or a reply too large to take.
-class TransportError : public std::runtime_error {
+class TransportError : public Failure {
 public:
     enum class Kind { Network, Timeout, Tls, TooLarge, BadRequest };
-    TransportError(Kind kind, const QString &detail)
-        : std::runtime_error(detail.toStdString()), m_kind(kind) {}
+    TransportError(Kind kind, const QString &detail) : Failure(detail), m_kind(kind) {}
     Kind kind() const { return m_kind; }
+    QString sentence() const override;
 
 private:
     Kind m_kind;
