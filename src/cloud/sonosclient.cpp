@@ -62,7 +62,7 @@ QCoro::Task<HttpResponse> SonosClient::execute(const QByteArray &method, const Q
 {
     HttpRequest request;
     request.url = QUrl(m_config.apiRoot.toString() + QLatin1Char('/') + path, QUrl::StrictMode);
-    if (!request.url.isValid())
+    if (!request.url.isValid() || request.url.scheme().isEmpty() || request.url.host().isEmpty())
         throw SonosError::http(0);
     request.method = method;
     request.timeout = method == "GET" ? 12s : 30s;

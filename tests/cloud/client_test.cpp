@@ -1,0 +1,297 @@
+#include "fakes.h"
+
+#include "cloud/httpdate.h"
+#include "cloud/sonosclient.h"
+#include "core/wakeup.h"
+#include "testkit/testkit.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace std::chrono_literals;
+
+namespace {
+
+SonosConfig config(const QString &clientID = QStringLiteral("client-id"))
+{
+    SonosConfig c = SonosConfig::defaults();
+    c.clientID = clientID;
+    c.clientSecret = QStringLiteral("unused");
+    c.apiRoot = QUrl(QStringLiteral("https://api.example.test/control/api/v1"));
+    return c;
+}
+
+struct Client : ::testing::Test {
+    test::CountingTokens tokens;
+    test::RecordingTransport transport;
+    VirtualClock clock;
+    SonosClient client{config(), tokens, transport, clock};
+    std::vector<HttpResponse> script; // answered in order; then 200 "{}"
+
+    void SetUp() override
+    {
+        transport.setHandler([this](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+            if (script.empty())
+                co_return test::reply(200, "{}");
+            HttpResponse r = script.front();
+            script.erase(script.begin());
+            co_return r;
+        });
+    }
+    QString path(size_t i) const { return transport.requests.at(i).url.toString(QUrl::FullyEncoded); }
+    int sonosStatus(QCoro::Task<void> task)
+    {
+        try {
+            test::await(std::move(task));
+        } catch (const SonosError &e) {
+            return e.kind() == SonosError::Kind::rateLimited ? -429 : e.status();
+        }
+        return 0;
+    }
+};
+
+const QString root = QStringLiteral("https://api.example.test/control/api/v1/");
+
+} // namespace
+
+TEST_F(Client, BuildsRequestsWithHeadersTimeOutsAndBodies)
+{
+    test::await(client.playback(QStringLiteral("RINCON_1:2")));
+    test::await(client.setPlaying(QStringLiteral("G"), false));
+    test::await(client.setPlayModes(QStringLiteral("G"), true, std::nullopt, std::nullopt));
+    test::await(client.setPlayModes(QStringLiteral("G"), std::nullopt, std::nullopt, std::nullopt));
+    test::await(client.loadFavorite(QStringLiteral("G"), QStringLiteral("F1"), QStringLiteral("APPEND")));
+    test::await(client.command(QStringLiteral("G"), QStringLiteral("playback/skipToNextTrack")));
+
+    const auto &get = transport.requests[0];
+    EXPECT_EQ(get.method, "GET");
+    EXPECT_EQ(path(0), root + QStringLiteral("groups/RINCON_1%3A2/playback"));
+    EXPECT_EQ(get.timeout, 12s);
+    EXPECT_TRUE(get.body.isEmpty());
+    EXPECT_EQ(get.header("Authorization"), "Bearer token-1");
+    EXPECT_EQ(get.header("Content-Type"), "application/json");
+    EXPECT_EQ(get.header("X-Sonos-Api-Key"), "client-id");
+
+    EXPECT_EQ(path(1), root + QStringLiteral("groups/G/playback/pause"));
+    EXPECT_EQ(transport.requests[1].timeout, 30s);
+    EXPECT_EQ(transport.requests[1].body, "{}");
+    EXPECT_EQ(transport.requests[2].body, R"({"playModes":{"shuffle":true}})");
+    EXPECT_EQ(transport.requests[3].body, R"({"playModes":{}})");
+    EXPECT_EQ(QJsonDocument::fromJson(transport.requests[4].body).object(),
+              QJsonObject({{QStringLiteral("favoriteId"), QStringLiteral("F1")},
+                           {QStringLiteral("action"), QStringLiteral("APPEND")},
+                           {QStringLiteral("playOnCompletion"), false}}));
+    EXPECT_EQ(transport.requests[5].method, "POST");
+    EXPECT_EQ(transport.requests[5].body, "{}");
+    EXPECT_EQ(path(5), root + QStringLiteral("groups/G/playback/skipToNextTrack"));
+}
+
+TEST_F(Client, ApiKeyHeaderOnlyWithAClientID)
+{
+    SonosClient anonymous(config(QString()), tokens, transport, clock);
+    script = {test::reply(200, R"({"households":[]})")};
+    test::await(anonymous.households());
+    EXPECT_FALSE(transport.requests.back().headers.contains({"X-Sonos-Api-Key", ""}));
+    EXPECT_TRUE(transport.requests.back().header("X-Sonos-Api-Key").isEmpty());
+    bool found = false;
+    for (const auto &h : transport.requests.back().headers)
+        found |= h.first.compare("X-Sonos-Api-Key", Qt::CaseInsensitive) == 0;
+    EXPECT_FALSE(found);
+}
+
+TEST_F(Client, IdentifiersKeepOnlyUnreservedCharacters)
+{
+    script = {test::reply(200, R"({"groups":[],"players":[]})")};
+    test::await(client.groups(QStringLiteral("Sonos_a/b?c#d%e f~-._ü")));
+    EXPECT_EQ(path(0), root + QStringLiteral("households/Sonos_a%2Fb%3Fc%23d%25e%20f~-._%C3%BC/groups"));
+}
+
+TEST_F(Client, RateLimitHorizonWithholdsRequestsAndIsNeverShortened)
+{
+    script = {test::reply(429, {}, {{"Retry-After", "120"}})};
+    EXPECT_EQ(sonosStatus(client.setGroupVolume(QStringLiteral("G"), 10)), -429);
+    const QDateTime horizon = clock.now().addSecs(120);
+    EXPECT_EQ(client.rateLimitedUntil(), horizon);
+
+    // Inside the horizon nothing is sent.
+    clock.advance(60s);
+    EXPECT_EQ(sonosStatus(client.setGroupVolume(QStringLiteral("G"), 10)), -429);
+    EXPECT_EQ(transport.requests.size(), 1u);
+
+    clock.advance(61s);
+    EXPECT_EQ(sonosStatus(client.setGroupVolume(QStringLiteral("G"), 10)), 0);
+}
+
+TEST_F(Client, SecondRateLimitWithinTheHorizonDoesNotShortenIt)
+{
+    // Two requests in flight both meet a 429; the later, shorter one keeps the horizon.
+    std::vector<Wakeup> gates(2);
+    int n = 0;
+    transport.setHandler([&](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        const int mine = n++;
+        co_await gates[mine];
+        co_return test::reply(429, {}, {{"Retry-After", mine == 0 ? "120" : "5"}});
+    });
+    bool done1 = false, done2 = false;
+    auto a = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 1); } catch (...) {} done1 = true; }();
+    auto b = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 2); } catch (...) {} done2 = true; }();
+    gates[0].fire();
+    gates[1].fire();
+    EXPECT_TRUE(done1 && done2);
+    EXPECT_EQ(client.rateLimitedUntil(), clock.now().addSecs(120));
+}
+
+TEST_F(Client, RetryAfterValues)
+{
+    const QDateTime now(QDate(2026, 3, 2), QTime(8, 0), Qt::UTC);
+    EXPECT_EQ(SonosClient::retryDelay(std::nullopt, now), 60);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray("120"), now), 120);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray(" 0.2\r\n"), now), 1);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray("-3"), now), 60);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray("soon"), now), 60);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray(""), now), 60);
+    EXPECT_EQ(SonosClient::retryDelay(HttpDate::format(now.addSecs(90)).toLatin1(), now), 90);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray("Mon, 02 Mar 2026 08:01:30 GMT"), now), 90);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray("Mon, 02 Mar 2026 07:00:00 GMT"), now), 1);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray("Xyz, 02 Mar 2026 08:01:30 GMT"), now), 60);
+    EXPECT_EQ(SonosClient::retryDelay(QByteArray("Mon, 31 Feb 2026 08:01:30 GMT"), now), 60);
+}
+
+TEST_F(Client, UnauthorizedRefreshesOnceAndRetries)
+{
+    script = {test::reply(401)};
+    const auto status = test::await(client.playback(QStringLiteral("G")));
+    EXPECT_FALSE(status.isPlaying());
+    EXPECT_EQ(tokens.refreshes, 1);
+    ASSERT_EQ(transport.requests.size(), 2u);
+    EXPECT_EQ(transport.requests[1].header("Authorization"), "Bearer token-2");
+
+    script = {test::reply(401), test::reply(401)};
+    EXPECT_EQ(sonosStatus(client.setPlaying(QStringLiteral("G"), true)), 401);
+    EXPECT_EQ(tokens.refreshes, 2);
+    EXPECT_EQ(transport.requests.size(), 4u);
+    EXPECT_EQ(SonosError::http(401).sentence(), QStringLiteral("Connect to Sonos again to renew your sign-in."));
+}
+
+TEST_F(Client, MissingSignInFailsBeforeSending)
+{
+    tokens.failValid = true;
+    try {
+        test::await(client.households());
+        FAIL();
+    } catch (const SonosError &e) {
+        EXPECT_EQ(e.kind(), SonosError::Kind::authorization);
+    }
+    EXPECT_TRUE(transport.requests.empty());
+}
+
+TEST_F(Client, MovedGroupIsFollowedOnceAndReported)
+{
+    QStringList moves;
+    client.setOnGroupMoved([&](const QString &from, const QString &to) { moves << from + QStringLiteral(">") + to; });
+    script = {test::reply(410, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"RINCON_9:7"})")};
+    test::await(client.setGroupVolume(QStringLiteral("rincon_1:3"), 20));
+    ASSERT_EQ(transport.requests.size(), 2u);
+    EXPECT_EQ(path(1), root + QStringLiteral("groups/RINCON_9%3A7/groupVolume"));
+    EXPECT_EQ(moves, QStringList{QStringLiteral("rincon_1:3>RINCON_9:7")});
+
+    // The encoded id is replaced whatever the case of its escapes.
+    script = {test::reply(404, R"({"groupStatus":"GROUP_STATUS_MOVED","groupId":"N"})")};
+    test::await(client.send("GET", QStringLiteral("groups/a%3ab/playback"), std::nullopt, QStringLiteral("a:b")));
+    EXPECT_EQ(path(3), root + QStringLiteral("groups/N/playback"));
+
+    // A relocated request is not relocated again.
+    script = {test::reply(410, R"({"groupStatus":"GROUP_STATUS_UPDATED","groupId":"B"})"),
+              test::reply(410, R"({"groupStatus":"GROUP_STATUS_UPDATED","groupId":"C"})")};
+    EXPECT_EQ(sonosStatus(client.setMuted(QStringLiteral("A"), true)), 410);
+    EXPECT_EQ(transport.requests.size(), 6u);
+}
+
+TEST_F(Client, NotFoundWithoutMoveFailsWithItsSentence)
+{
+    for (const QByteArray &body : {QByteArray(), QByteArray("not json"), QByteArray(R"({"errorCode":"ERROR_RESOURCE_GONE"})"),
+                                  QByteArray(R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":""})")}) {
+        script = {test::reply(404, body)};
+        EXPECT_EQ(sonosStatus(client.setMuted(QStringLiteral("G"), true)), 404);
+    }
+    EXPECT_EQ(SonosError::http(410).sentence(),
+              QStringLiteral("This room or saved item is no longer available. Refresh Sonos and select it again."));
+    // Player routes are never relocated.
+    script = {test::reply(410, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})")};
+    EXPECT_EQ(sonosStatus(client.setPlayerVolume(QStringLiteral("P"), 3)), 410);
+}
+
+TEST_F(Client, RelocationRule)
+{
+    EXPECT_EQ(SonosClient::relocated(410, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})"), QStringLiteral("X"));
+    EXPECT_EQ(SonosClient::relocated(500, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})"), std::nullopt);
+    EXPECT_EQ(SonosClient::relocated(404, R"({"groupStatus":"GROUP_STATUS_GONE","groupId":"X"})"), std::nullopt);
+    EXPECT_EQ(SonosClient::relocated(404, R"({"groupId":5})"), std::nullopt);
+    EXPECT_EQ(SonosClient::relocated(404, R"([1,2])"), std::nullopt);
+}
+
+TEST_F(Client, ModifyGroupFallsBackToSetMembersOn405Only)
+{
+    script = {test::reply(405)};
+    test::await(client.modifyGroup(QStringLiteral("G"), {QStringLiteral("P2")}, {QStringLiteral("P3")},
+                                   {QStringLiteral("P1"), QStringLiteral("P2")}));
+    ASSERT_EQ(transport.requests.size(), 2u);
+    EXPECT_EQ(transport.requests[0].body, R"({"playerIdsToAdd":["P2"],"playerIdsToRemove":["P3"]})");
+    EXPECT_EQ(path(1), root + QStringLiteral("groups/G/groups/setGroupMembers"));
+    EXPECT_EQ(transport.requests[1].body, R"({"playerIds":["P1","P2"]})");
+
+    script = {test::reply(500)};
+    EXPECT_EQ(sonosStatus(client.modifyGroup(QStringLiteral("G"), {}, {}, {})), 500);
+    EXPECT_EQ(transport.requests.size(), 3u);
+}
+
+TEST_F(Client, CancellationIsCheckedBeforeEveryAttempt)
+{
+    CancelToken cancel;
+    cancel.cancel();
+    EXPECT_THROW(test::await(client.households(cancel)), Cancelled);
+    EXPECT_TRUE(transport.requests.empty());
+
+    // Cancelled while the first attempt was refused: the retry never leaves.
+    CancelToken later;
+    transport.setHandler([&](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        later.cancel();
+        co_return test::reply(401);
+    });
+    EXPECT_THROW(test::await(client.households(later)), Cancelled);
+    EXPECT_EQ(transport.requests.size(), 1u);
+}
+
+TEST_F(Client, FailuresCarryTheirSentences)
+{
+    EXPECT_EQ(SonosError::http(403).sentence(),
+              QStringLiteral("Sonos denied this command. Check the account and music-service connection in the Sonos app."));
+    EXPECT_EQ(SonosError::http(429).sentence(),
+              QStringLiteral("Sonos is temporarily limiting cloud requests. Your connection is saved; try again later."));
+    EXPECT_EQ(SonosError::http(503).sentence(),
+              QStringLiteral("The speaker cannot reach the music service. Check its connection in the Sonos app."));
+    EXPECT_EQ(SonosError::http(502).sentence(), QStringLiteral("Sonos rejected the request (502). Try again."));
+    EXPECT_EQ(SonosError::rateLimited({}).sentence(),
+              QStringLiteral("Sonos is temporarily limiting cloud requests. Your connection is saved; updates will resume automatically."));
+    EXPECT_EQ(SonosError::missingCredentials().sentence(), QStringLiteral("Sonos sign-in is not configured in this build."));
+
+    script = {test::reply(200, "{\"groups\":[")};
+    EXPECT_THROW(test::await(client.groups(QStringLiteral("H"))), DecodeError);
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        throw TransportError(TransportError::Kind::Timeout, QStringLiteral("late"));
+        co_return test::reply(200);
+    });
+    EXPECT_THROW(test::await(client.households()), TransportError);
+}
+
+TEST_F(Client, UnparsableApiRootFailsWithStatusZero)
+{
+    SonosConfig broken = config();
+    broken.apiRoot = QUrl(QStringLiteral("http://[::1/control"), QUrl::TolerantMode);
+    SonosClient bad(broken, tokens, transport, clock);
+    EXPECT_EQ(sonosStatus(bad.setMuted(QStringLiteral("G"), true)), 0);
+    EXPECT_TRUE(transport.requests.empty());
+}

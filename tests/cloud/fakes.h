@@ -1,0 +1,33 @@
+#pragma once
+
+#include "cloud/sonoserror.h"
+#include "cloud/tokenprovider.h"
+
+#include <QCoroTask>
+
+namespace velotte::test {
+
+// A token provider that counts what the client asks of it.
+class CountingTokens final : public TokenProvider {
+public:
+    QString token = QStringLiteral("token-1");
+    int valid = 0;
+    int refreshes = 0;
+    bool failValid = false;
+
+    QCoro::Task<QString> validToken() override
+    {
+        ++valid;
+        if (failValid)
+            throw SonosError::authorization();
+        co_return token;
+    }
+    QCoro::Task<QString> forceRefresh() override
+    {
+        ++refreshes;
+        token = QStringLiteral("token-%1").arg(refreshes + 1);
+        co_return token;
+    }
+};
+
+} // namespace velotte::test
