@@ -20,13 +20,13 @@ public:
         ++valid;
         if (failValid)
             throw SonosError::authorization();
-        co_return token;
+        co_return QString(token); // a copy: GCC 12 moves from members named in co_return
     }
     QCoro::Task<QString> forceRefresh() override
     {
         ++refreshes;
         token = QStringLiteral("token-%1").arg(refreshes + 1);
-        co_return token;
+        co_return QString(token);
     }
 };
 
