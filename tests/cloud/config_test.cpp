@@ -66,3 +66,8 @@ TEST(SonosConfig, EnvironmentNamesTheOneFileAndEmptyMeansNoCredentials)
     EXPECT_TRUE(files.first().endsWith(QLatin1String("velotte/SonosSecrets.plist")));
     EXPECT_TRUE(files.last().endsWith(QLatin1String("SonosSecrets.example.plist")));
 }
+
+TEST(SonosConfig, ShippedExampleHasNoCredentials)
+{
+    EXPECT_FALSE(SonosConfig::read(QStringLiteral(VELOTTE_TEST_DATA_DIR "/../../data/SonosSecrets.example.plist")).has_value());
+}
