@@ -221,12 +221,21 @@ Response FakeCloud::route(const QByteArray &method, const QString &path, const Q
 {
     const QStringList parts = path.split(QLatin1Char('/'));
     if (method == "GET" && path == QLatin1String("households")) {
-        return Response::json(compact({{QStringLiteral("households"),
-                                        QJsonArray{QJsonObject{{QStringLiteral("id"), m_householdID}, {QStringLiteral("name"), householdName}}}}}));
+        QJsonArray list;
+        for (const auto &[id, name] : otherHouseholds)
+            list.append(QJsonObject{{QStringLiteral("id"), id}, {QStringLiteral("name"), name}});
+        if (!listNoHouseholds)
+            list.append(QJsonObject{{QStringLiteral("id"), m_householdID}, {QStringLiteral("name"), householdName}});
+        return Response::json(compact({{QStringLiteral("households"), listNoHouseholds ? QJsonArray() : list}}));
     }
     if (parts.size() == 3 && parts[0] == QLatin1String("households") && method == "GET") {
-        if (percentDecoded(parts[1]) != m_householdID)
+        if (percentDecoded(parts[1]) != m_householdID) {
+            for (const auto &other : otherHouseholds) {
+                if (other.first == percentDecoded(parts[1]) && parts[2] == QLatin1String("groups"))
+                    return Response::json(R"({"groups":[],"players":[]})");
+            }
             return error(404, QStringLiteral("ERROR_RESOURCE_GONE"), QStringLiteral("Unknown household"));
+        }
         if (parts[2] == QLatin1String("groups")) {
             QJsonArray g, p;
             for (const auto &group : groups)

@@ -68,6 +68,8 @@ public:
     bool listen(const QHostAddress &address = QHostAddress::LocalHost, quint16 port = 0);
     QUrl apiRoot() const;
     QUrl baseUrl() const { return m_server.baseUrl(); }
+    // Answers a request without a socket (in-process tests).
+    Response respond(const Request &request) { return handle(request); }
 
     // Tokens the routes accept; an empty set accepts any non-empty bearer.
     void acceptTokens(QSet<QString> tokens) { m_tokens = std::move(tokens); }
@@ -79,6 +81,8 @@ public:
     // The household, for tests to inspect and arrange.
     QString householdID() const { return m_householdID; }
     QString householdName;
+    QList<QPair<QString, QString>> otherHouseholds; // listed before this one: (id, name)
+    bool listNoHouseholds = false;
     std::vector<Player> players;
     std::vector<Group> groups;
     std::vector<Track> catalogue;

@@ -1,0 +1,313 @@
+// Start-up, sign-in and sign-out, local discovery and household reads.
+#include "housesession.h"
+#include "localports.h"
+
+#include "cloud/sonosclient.h"
+#include "core/logging.h"
+
+#include <algorithm>
+
+namespace velotte {
+
+namespace {
+const QString noSpeakers = QStringLiteral("No Sonos speakers were found. Check that this computer and your speakers are on the same Wi-Fi network.");
+}
+
+QCoro::Task<void> HouseSession::bootstrap()
+{
+    if (m_demo || m_phase == Phase::ready)
+        co_return;
+    if (m_isBootstrapping) {
+        Wakeup done;
+        m_bootstrapWaiters.push_back(done);
+        co_await done; // a second caller shares the first start-up
+        co_return;
+    }
+    QPointer<HouseSession> self(this);
+    m_isBootstrapping = true;
+    m_bootstrapCancel = CancelToken();
+    co_await runBootstrap();
+    if (!self)
+        co_return;
+    m_isBootstrapping = false;
+    auto waiters = std::move(m_bootstrapWaiters);
+    m_bootstrapWaiters.clear();
+    if (m_pollingEnabled && m_phase == Phase::ready)
+        startClock();
+    for (const Wakeup &w : waiters)
+        w.fire();
+}
+
+QCoro::Task<void> HouseSession::runBootstrap()
+{
+    QPointer<HouseSession> self(this);
+    const CancelToken cancel = m_bootstrapCancel;
+    if (m_services.arguments.contains(QStringLiteral("-VelotteGuest"))) {
+        co_await enterGuest();
+        co_return;
+    }
+    bool restored = false;
+    if (m_services.auth && m_services.api) {
+        try {
+            restored = co_await m_services.auth->restore();
+        } catch (const std::exception &e) {
+            qCWarning(lcSession) << "restore failed:" << e.what();
+        }
+        if (!self)
+            co_return;
+    }
+    if (restored && !cancel.isCancelled() && !m_demo && m_phase == Phase::signedOut) {
+        setPhase(Phase::ready);
+        co_await refresh();
+        if (!self)
+            co_return;
+    }
+    if (!cancel.isCancelled() && !m_demo && m_phase == Phase::signedOut)
+        co_await enterGuest(); // no cloud sign-in: local-only operation by itself
+}
+
+QCoro::Task<void> HouseSession::connect()
+{
+    if (!m_services.auth)
+        co_return;
+    QPointer<HouseSession> self(this);
+    const QUuid login = m_loginID = QUuid::createUuid();
+    m_roomRefreshID = QUuid::createUuid();
+    setSigningIn(true);
+    try {
+        co_await m_services.auth->authorize();
+    } catch (const Cancelled &) {
+        if (self)
+            setSigningIn(false);
+        co_return;
+    } catch (const std::exception &e) {
+        if (self) {
+            if (m_loginID == login)
+                setNote(sentenceOf(e));
+            setSigningIn(false);
+        }
+        co_return;
+    }
+    if (!self)
+        co_return;
+    if (m_loginID == login) {
+        invalidateConnectionWork();
+        leavePreview();
+        setMode(false, false);
+        m_guestHosts.clear();
+        clearHousehold();
+        setPhase(Phase::ready);
+        co_await refresh();
+        if (!self)
+            co_return;
+        if (m_pollingEnabled)
+            startClock();
+    }
+    setSigningIn(false);
+}
+
+void HouseSession::signOut()
+{
+    invalidateConnectionWork();
+    leavePreview();
+    stopClock();
+    if (m_services.auth)
+        m_services.auth->signOut();
+    setMode(false, false);
+    m_guestHosts.clear();
+    setPhase(Phase::signedOut);
+    clearHousehold();
+}
+
+void HouseSession::clearHousehold()
+{
+    setHouseholdName(QString());
+    m_householdID.reset();
+    setGroups({});
+    setPlayers({});
+    m_activeGroupID.reset();
+    Q_EMIT activeGroupIDChanged();
+    setFavorites({});
+    setPlaylists({});
+    for (HouseholdFollower *f : m_services.followers)
+        f->clear();
+    clearNowPlaying();
+}
+
+void HouseSession::selectFollowers(const QString &householdID)
+{
+    for (HouseholdFollower *f : m_services.followers)
+        f->selectHousehold(householdID);
+}
+
+void HouseSession::invalidateConnectionWork()
+{
+    m_connectionID = m_roomRefreshID = m_playbackRefreshID = m_roomChoiceID = m_conversationRequestID = QUuid::createUuid();
+    m_activePlaybackRead.reset();
+    invalidatePlaybackCommand();
+}
+
+void HouseSession::leavePreview()
+{
+    if (!m_demo)
+        return;
+    stopClock();
+    m_demoQueue.clear();
+    m_demoIndex = 0;
+    setMode(false, m_guest);
+    setPhase(Phase::signedOut);
+    clearHousehold();
+}
+
+QCoro::Task<void> HouseSession::enterGuest()
+{
+    m_conversationRequestID = QUuid::createUuid();
+    co_await discoverLocalRooms();
+}
+
+QCoro::Task<void> HouseSession::discoverLocalRooms()
+{
+    if (!m_services.local || !m_services.local->discover) {
+        setNote(noSpeakers);
+        co_return;
+    }
+    QPointer<HouseSession> self(this);
+    const QUuid connection = m_connectionID;
+    setIsDiscovering(true);
+    const LocalSnapshot snapshot = co_await m_services.local->discover();
+    if (!self)
+        co_return;
+    setIsDiscovering(false);
+    if (connection != m_connectionID || m_demo)
+        co_return;
+    if (snapshot.groups.isEmpty()) {
+        setNote(noSpeakers);
+        co_return;
+    }
+    // Local rooms: the cloud's household is left behind.
+    m_householdID.reset();
+    setHouseholdName(QStringLiteral("Home"));
+    m_guestHosts = snapshot.hosts;
+    setPlayers(snapshot.players);
+    setGroups(snapshot.groups);
+    setMode(false, true);
+    setPhase(Phase::ready);
+    if (!activeGroup())
+        setActiveGroupID(snapshot.groups.first().id);
+    if (m_note == noSpeakers)
+        setNote(std::nullopt);
+    if (m_pollingEnabled && !m_isBootstrapping)
+        startClock();
+}
+
+QCoro::Task<void> HouseSession::refreshGuestHouse(bool includePlayback)
+{
+    if (!m_services.local || !m_services.local->discover)
+        co_return;
+    QPointer<HouseSession> self(this);
+    const QUuid token = m_roomRefreshID = QUuid::createUuid();
+    const LocalSnapshot snapshot = co_await m_services.local->discover();
+    if (!self || token != m_roomRefreshID || !m_guest)
+        co_return;
+    if (!snapshot.groups.isEmpty()) {
+        m_guestHosts = snapshot.hosts;
+        setPlayers(snapshot.players);
+        setGroups(snapshot.groups);
+        if (!activeGroup())
+            setActiveGroupID(snapshot.groups.first().id);
+    }
+    if (includePlayback)
+        co_await refreshGuestPlayback();
+}
+
+QCoro::Task<void> HouseSession::refresh()
+{
+    if (m_demo)
+        co_return;
+    if (m_guest) {
+        co_await refreshGuestHouse(true);
+        co_return;
+    }
+    if (!m_services.api)
+        co_return;
+    QPointer<HouseSession> self(this);
+    const QUuid token = m_roomRefreshID = QUuid::createUuid();
+    QList<Household> households;
+    GroupsResponse read;
+    try {
+        households = co_await m_services.api->households();
+        if (!self || token != m_roomRefreshID)
+            co_return;
+        // The remembered household first; otherwise the cloud's order.
+        std::stable_sort(households.begin(), households.end(), [this](const Household &a, const Household &b) {
+            return m_householdID && a.id == *m_householdID && b.id != *m_householdID;
+        });
+        if (households.isEmpty()) {
+            co_await discoverLocalRooms();
+            co_return;
+        }
+        read = co_await m_services.api->groups(households.first().id);
+    } catch (const Cancelled &) {
+        co_return;
+    } catch (const std::exception &e) {
+        if (self && token == m_roomRefreshID) {
+            qCWarning(lcSession) << "refresh failed:" << e.what();
+            setNote(QStringLiteral("Could not refresh Sonos."));
+        }
+        co_return;
+    }
+    if (!self || token != m_roomRefreshID)
+        co_return;
+    const Household &household = households.first();
+    m_householdID = household.id;
+    setHouseholdName(household.name.value_or(QStringLiteral("Home")));
+    setPlayers(read.players);
+    setGroups(read.groups);
+    if (!activeGroup()) {
+        auto playing = std::find_if(read.groups.begin(), read.groups.end(), [](const SonosGroup &g) {
+            return g.playbackState == QLatin1String("PLAYBACK_STATE_PLAYING");
+        });
+        if (playing != read.groups.end())
+            setActiveGroupID(playing->id);
+        else
+            setActiveGroupID(read.groups.isEmpty() ? std::nullopt : std::optional(read.groups.first().id));
+    }
+    if (m_note == QLatin1String("Could not refresh Sonos."))
+        setNote(std::nullopt);
+    selectFollowers(household.id);
+    co_await refreshPlayback();
+}
+
+QCoro::Task<void> HouseSession::refreshLibrary()
+{
+    if (!m_services.api || !m_householdID || m_guest || m_demo)
+        co_return;
+    QPointer<HouseSession> self(this);
+    const QString household = *m_householdID;
+    const QUuid connection = m_connectionID;
+    try {
+        const QList<SonosFavorite> favorites = co_await m_services.api->favorites(household);
+        if (!self || connection != m_connectionID)
+            co_return;
+        setFavorites(favorites);
+        const QList<SonosPlaylist> playlists = co_await m_services.api->playlists(household);
+        if (!self || connection != m_connectionID)
+            co_return;
+        setPlaylists(playlists);
+    } catch (const Cancelled &) {
+    } catch (const std::exception &e) {
+        if (self && connection == m_connectionID)
+            setNote(QStringLiteral("Could not load your Sonos favorites. ") + sentenceOf(e));
+    }
+}
+
+void HouseSession::choose(const QString &groupID)
+{
+    if (m_activeGroupID == groupID)
+        return;
+    m_conversationRequestID = QUuid::createUuid();
+    setActiveGroupID(groupID);
+    auto task = refreshPlayback();
+}
+
+} // namespace velotte

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "cloud/records.h"
+
+#include <QCoroTask>
+#include <QHash>
+
+#include <functional>
+#include <optional>
+
+namespace velotte {
+
+// What a room plays, read over the local network.
+struct LocalNow {
+    QString title;
+    QString artist;
+    qint64 positionMillis = 0;
+    qint64 durationMillis = 0;
+    bool playing = false;
+    std::optional<int> volume;
+    bool canSkip = false;
+    bool canSkipBack = false;
+    bool canSeek = false;
+};
+
+// The household as local discovery sees it, in the cloud's record shapes.
+struct LocalSnapshot {
+    QList<SonosPlayer> players;
+    QList<SonosGroup> groups;
+    QHash<QString, QString> hosts; // player id -> host
+};
+
+// The local-network operations the session runs; the live value binds them
+// to the speakers, tests and the demo replace them with functions. Every
+// operation answers "no value" or false on failure, never throws.
+struct LocalPorts {
+    std::function<QCoro::Task<LocalSnapshot>()> discover;
+    std::function<QCoro::Task<std::optional<LocalNow>>(QString host)> nowPlaying;
+    std::function<QCoro::Task<bool>(QString action, QString host)> transport; // Play, Pause, Next, Previous
+    std::function<QCoro::Task<bool>(QString host, qint64 millis)> seek;
+    std::function<QCoro::Task<bool>(QString host, bool shuffle, bool repeats)> playMode;
+    std::function<QCoro::Task<std::optional<int>>(QString host)> volume;
+    std::function<QCoro::Task<bool>(QString host, int volume)> setVolume;
+    std::function<QCoro::Task<bool>(QString host, bool muted)> setMuted;
+    std::function<QCoro::Task<bool>(QString coordinator, QString host)> join;
+    std::function<QCoro::Task<bool>(QString host)> separate;
+    std::function<QCoro::Task<bool>(QString coordinator, QString host)> delegate;
+    // Bass is always local, even in cloud operation.
+    std::function<QCoro::Task<QHash<QString, QString>>()> bassDiscover; // service name -> host
+    std::function<QCoro::Task<std::optional<int>>(QString host)> bass;
+    std::function<QCoro::Task<bool>(QString host, int bass)> setBass;
+};
+
+} // namespace velotte

@@ -1,0 +1,192 @@
+#include "sessionfixture.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace std::chrono_literals;
+
+namespace {
+struct Commands : SessionTest {
+    void SetUp() override
+    {
+        SessionTest::SetUp();
+        test::await(session->bootstrap());
+        cloud.requests.clear();
+    }
+    QStringList posts() const
+    {
+        QStringList out;
+        for (const auto &r : cloud.requests) {
+            if (r.method == "POST")
+                out << r.path.section(QLatin1Char('/'), 2) + QLatin1Char(' ') + QString::fromUtf8(r.body);
+        }
+        return out;
+    }
+};
+} // namespace
+
+TEST_F(Commands, ToggleIsOptimisticThenConfirmed)
+{
+    transport.hold = true;
+    session->toggle();
+    EXPECT_FALSE(session->isPlaying()); // at once
+    EXPECT_TRUE(session->sendingPlaybackCommand());
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_FALSE(session->sendingPlaybackCommand());
+    EXPECT_EQ(posts(), QStringList{QStringLiteral("playback/pause {}")});
+    EXPECT_EQ(cloud.groups.front().state, QStringLiteral("PLAYBACK_STATE_PAUSED"));
+    EXPECT_FALSE(session->isPlaying());
+}
+
+TEST_F(Commands, ASecondClickDuringACommandChangesNothing)
+{
+    transport.hold = true;
+    session->toggle();
+    session->toggle();
+    session->skip(true);
+    EXPECT_FALSE(session->isPlaying());
+    EXPECT_EQ(transport.held.size(), 1u);
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_EQ(posts().size(), 1);
+}
+
+TEST_F(Commands, AReadThatStartedBeforeAToggleIsDropped)
+{
+    transport.hold = true;
+    auto read = session->refreshPlayback(); // cloud still says playing
+    transport.hold = false;
+    session->toggle();
+    test::drain();
+    transport.release(); // the old read's reply arrives last
+    test::drain();
+    EXPECT_FALSE(session->isPlaying());
+}
+
+TEST_F(Commands, PreviousRestartsAfterThreeSeconds)
+{
+    cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED");
+    cloud.groups.front().position = 3001;
+    test::await(session->refreshPlayback());
+    session->skip(false);
+    test::drain();
+    EXPECT_EQ(posts().last(), QStringLiteral("playback/seek {\"positionMillis\":0}"));
+
+    cloud.groups.front().position = 3000;
+    cloud.groups.front().track = 0;
+    test::await(session->refreshPlayback());
+    ASSERT_EQ(session->positionMillis(), 3000);
+    session->skip(false);
+    test::drain();
+    EXPECT_EQ(posts().last(), QStringLiteral("playback/skipToPreviousTrack {}"));
+}
+
+TEST_F(Commands, UnavailableSkipsSayWhy)
+{
+    // A source that refuses both directions, read from a scripted reply.
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 200,
+                    R"({"playbackState":"PLAYBACK_STATE_PLAYING","positionMillis":1000,"availablePlaybackActions":{"canSkip":false,"canSkipBack":false,"canSeek":true}})"});
+    test::await(session->refreshPlayback());
+    session->skip(true);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Sonos cannot skip forward for this source or queue. Choose an album or playlist in Browse."));
+    session->skip(false);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Sonos cannot go to a previous track for this source or queue."));
+    EXPECT_TRUE(posts().isEmpty());
+}
+
+TEST_F(Commands, FailedSendsNameTheActionAndTheRoom)
+{
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("pause$")), 403, {}});
+    session->toggle();
+    test::drain();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not pause in Living Room + 1. Sonos denied this command. Check the account and music-service connection in the Sonos app."));
+    EXPECT_FALSE(session->sendingPlaybackCommand());
+
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("skipToNextTrack$")), 502, {}});
+    session->skip(true);
+    test::drain();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play the next song in Living Room + 1. Sonos rejected the request (502). Try again."));
+}
+
+TEST_F(Commands, SeekRoundsAndClamps)
+{
+    session->seek(0.5);
+    test::drain();
+    EXPECT_EQ(posts().last(), QStringLiteral("playback/seek {\"positionMillis\":150000}"));
+    session->seek(1.5);
+    EXPECT_EQ(session->positionMillis(), 300000);
+    session->seek(-0.2);
+    EXPECT_EQ(session->positionMillis(), 0);
+    session->seek(1.0 / 600000.0); // 0.5 ms rounds away from zero
+    EXPECT_EQ(session->positionMillis(), 1);
+    cloud.catalogue[0].durationMillis = 0;
+    test::await(session->refreshPlayback());
+    session->seek(0.7);
+    EXPECT_EQ(session->positionMillis(), 0);
+}
+
+TEST_F(Commands, PlayModesSendOnlyWhatChanged)
+{
+    session->toggleShuffle();
+    EXPECT_TRUE(session->shuffle());
+    test::drain();
+    session->toggleRepeat();
+    test::drain();
+    EXPECT_EQ(posts(), (QStringList{QStringLiteral("playback/playMode {\"playModes\":{\"shuffle\":true}}"),
+                                    QStringLiteral("playback/playMode {\"playModes\":{\"repeat\":true,\"repeatOne\":false}}")}));
+    EXPECT_TRUE(cloud.groups.front().shuffle && cloud.groups.front().repeat);
+
+    // A refused write is undone by the re-read.
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playMode$")), 500, {}});
+    transport.hold = true;
+    session->toggleShuffle();
+    EXPECT_FALSE(session->shuffle());
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_TRUE(session->shuffle());
+}
+
+TEST_F(Commands, NoRoomChosen)
+{
+    make();
+    session->toggle();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Choose a room."));
+}
+
+TEST_F(Commands, ClearingTheReadNoteLeavesOtherNotes)
+{
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 500, {}});
+    test::await(session->refreshPlayback());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("pause$")), 500, {}});
+    session->toggle();
+    test::drain();
+    const QString other = session->noteText();
+    EXPECT_TRUE(other.startsWith(QStringLiteral("Could not pause")));
+    session->clearPlaybackReadNote();
+    EXPECT_EQ(session->noteText(), other);
+}
+
+TEST_F(Commands, LocalOperationSendsToTheCoordinatorHost)
+{
+    signIn.stored = false;
+    make();
+    test::await(session->bootstrap());
+    test::await(session->refreshPlayback());
+    session->toggle();
+    test::drain();
+    session->skip(true);
+    test::drain();
+    session->toggleShuffle();
+    test::drain();
+    EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Pause@127.0.0.11"), QStringLiteral("Next@127.0.0.11"), QStringLiteral("PlayMode 1 0")}));
+    local.reachable = false;
+    session->toggle();
+    test::drain();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Kitchen. The speaker did not answer. Check that it is on the same Wi-Fi network."));
+}

@@ -1,0 +1,280 @@
+#include "sessionfixture.h"
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace std::chrono_literals;
+using Phase = HouseSession::Phase;
+
+TEST_F(SessionTest, StartsFromTheStoredSignInAndReadsTheHousehold)
+{
+    test::await(session->bootstrap());
+    EXPECT_EQ(session->phase(), Phase::ready);
+    EXPECT_FALSE(session->guest());
+    EXPECT_EQ(session->householdName(), QStringLiteral("Home"));
+    EXPECT_EQ(session->groups().size(), 3);
+    EXPECT_EQ(session->activeGroupID(), living()); // the playing group
+    EXPECT_EQ(session->title(), QStringLiteral("Clair de lune"));
+    EXPECT_EQ(session->artist(), QStringLiteral("Claude Debussy"));
+    EXPECT_EQ(session->serviceName(), QStringLiteral("Apple Music"));
+    EXPECT_EQ(session->durationMillis(), 300000);
+    EXPECT_TRUE(session->isPlaying());
+    EXPECT_EQ(session->volume(), 25);
+    EXPECT_EQ(local.discovers, 0);
+}
+
+TEST_F(SessionTest, TwoBootstrapsShareOneStartUp)
+{
+    transport.hold = true;
+    bool first = false, second = false;
+    auto a = [&]() -> QCoro::Task<void> { co_await session->bootstrap(); first = true; }();
+    auto b = [&]() -> QCoro::Task<void> { co_await session->bootstrap(); second = true; }();
+    EXPECT_TRUE(session->isBootstrapping());
+    transport.hold = false;
+    while (!transport.held.empty()) {
+        transport.release();
+        test::drain();
+    }
+    EXPECT_TRUE(first && second);
+    EXPECT_EQ(signIn.restores, 1);
+    EXPECT_EQ(cloudReads(QStringLiteral("households")), 1);
+}
+
+TEST_F(SessionTest, WithoutASignInTheSessionRunsLocally)
+{
+    signIn.stored = false;
+    test::await(session->bootstrap());
+    EXPECT_EQ(session->phase(), Phase::ready);
+    EXPECT_TRUE(session->guest());
+    EXPECT_EQ(session->activeGroupID(), QStringLiteral("RINCON_A:1"));
+    EXPECT_EQ(session->guestHost(QStringLiteral("RINCON_A:1")), QStringLiteral("127.0.0.11"));
+    EXPECT_TRUE(cloud.requests.empty());
+
+    make({QStringLiteral("-VelotteGuest")});
+    signIn.stored = true;
+    test::await(session->bootstrap());
+    EXPECT_TRUE(session->guest());
+    EXPECT_EQ(signIn.restores, 1); // the earlier session's only
+}
+
+TEST_F(SessionTest, NoSpeakersFoundStaysSignedOutWithASentence)
+{
+    signIn.stored = false;
+    local.reachable = false;
+    test::await(session->bootstrap());
+    EXPECT_EQ(session->phase(), Phase::signedOut);
+    EXPECT_EQ(session->noteText(), QStringLiteral("No Sonos speakers were found. Check that this computer and your speakers are on the same Wi-Fi network."));
+}
+
+TEST_F(SessionTest, EmptyHouseholdListFallsBackToLocalDiscovery)
+{
+    cloud.listNoHouseholds = true;
+    test::await(session->bootstrap());
+    EXPECT_EQ(local.discovers, 1);
+    EXPECT_TRUE(session->guest());
+    EXPECT_TRUE(session->noteText().isEmpty());
+}
+
+TEST_F(SessionTest, RememberedHouseholdWinsWhenListedLast)
+{
+    test::await(session->bootstrap());
+    cloud.otherHouseholds = {{QStringLiteral("Sonos_Other.A"), QStringLiteral("Cabin")}};
+    test::await(session->refresh());
+    EXPECT_EQ(session->householdID(), cloud.householdID());
+    EXPECT_EQ(session->groups().size(), 3);
+
+    // A fresh session has nothing remembered and takes the cloud's first.
+    make();
+    cloud.otherHouseholds = {{QStringLiteral("Sonos_Other.A"), QStringLiteral("Cabin")}};
+    test::await(session->bootstrap());
+    EXPECT_EQ(session->householdName(), QStringLiteral("Cabin"));
+    EXPECT_TRUE(session->groups().isEmpty());
+}
+
+TEST_F(SessionTest, VanishedActiveGroupGivesWayToAPlayingOne)
+{
+    test::await(session->bootstrap());
+    const QString bedroom = cloud.groups[1].id;
+    const QString playing = living();
+    session->choose(bedroom);
+    test::drain();
+    EXPECT_EQ(session->title(), QStringLiteral("Gymnopédie No. 1"));
+    cloud.groups.erase(cloud.groups.begin() + 1);
+    std::swap(cloud.groups[0], cloud.groups[1]); // the playing group is no longer first
+    test::await(session->refresh());
+    EXPECT_EQ(session->activeGroupID(), playing);
+}
+
+TEST_F(SessionTest, RefreshFailureKeepsTheRoomsAndSaysSo)
+{
+    test::await(session->bootstrap());
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("groups$")), 500, {}});
+    test::await(session->refresh());
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not refresh Sonos."));
+    EXPECT_EQ(session->groups().size(), 3);
+    test::await(session->refresh());
+    EXPECT_TRUE(session->noteText().isEmpty());
+}
+
+TEST_F(SessionTest, CloudLoopReadsEveryFifteenthTick)
+{
+    test::await(session->bootstrap());
+    const int before = cloudReads();
+    session->setPollingEnabled(true);
+    test::drain();
+    EXPECT_EQ(cloudReads(), before + 1); // showing reads at once
+    ticks(14);
+    EXPECT_EQ(cloudReads(), before + 1);
+    ticks(1);
+    EXPECT_EQ(cloudReads(), before + 2); // tick 15
+    ticks(30);
+    EXPECT_EQ(cloudReads(), before + 4); // ticks 30 and 45
+}
+
+TEST_F(SessionTest, LocalLoopReadsEveryThirdTick)
+{
+    signIn.stored = false;
+    test::await(session->bootstrap());
+    session->setPollingEnabled(true);
+    test::drain();
+    const int start = local.reads;
+    ticks(2);
+    EXPECT_EQ(local.reads, start);
+    ticks(1);
+    EXPECT_EQ(local.reads, start + 1);
+    ticks(6);
+    EXPECT_EQ(local.reads, start + 3);
+    EXPECT_EQ(session->title(), QStringLiteral("Salt & Pepper"));
+}
+
+TEST_F(SessionTest, HiddenPanelReadsNothing)
+{
+    test::await(session->bootstrap());
+    const int before = cloudReads();
+    session->setPollingEnabled(true);
+    session->setPollingEnabled(false);
+    test::drain();
+    const int shown = cloudReads();
+    EXPECT_EQ(shown, before + 1);
+    ticks(100);
+    EXPECT_EQ(cloudReads(), shown);
+    EXPECT_FALSE(session->clockRunning());
+    EXPECT_EQ(clock.sleepers(), 0);
+}
+
+TEST_F(SessionTest, PositionAdvancesBetweenReadsAndStopsAtTheEnd)
+{
+    test::await(session->bootstrap());
+    session->setPollingEnabled(true);
+    test::drain();
+    const qint64 start = session->positionMillis();
+    ticks(4);
+    EXPECT_EQ(session->positionMillis(), start + 2000);
+    ticks(1000); // far past the end of the track
+    EXPECT_LE(session->positionMillis(), session->durationMillis());
+}
+
+TEST_F(SessionTest, StreamsWithoutDurationGrowWithoutBoundAndPausedReadingsFreeze)
+{
+    cloud.catalogue[0].durationMillis = 0;
+    test::await(session->bootstrap());
+    session->setPollingEnabled(true);
+    test::drain();
+    const qint64 start = session->positionMillis();
+    ticks(14);
+    EXPECT_EQ(session->positionMillis(), start + 7000);
+
+    // A reading of a paused speaker freezes the shown position even if the
+    // session still shows playing.
+    cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED");
+    test::await(session->refreshPlayback());
+    EXPECT_FALSE(session->isPlaying());
+}
+
+TEST_F(SessionTest, PlaybackReadFailureAndItsClearing)
+{
+    test::await(session->bootstrap());
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 503, {}});
+    test::await(session->refreshPlayback());
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room."));
+    test::await(session->refreshPlayback());
+    EXPECT_TRUE(session->noteText().isEmpty());
+}
+
+TEST_F(SessionTest, LocalReadFailureHasItsOwnSentence)
+{
+    signIn.stored = false;
+    test::await(session->bootstrap());
+    local.reachable = false;
+    test::await(session->refreshPlayback());
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room. Check that your speakers are on the same Wi-Fi network."));
+}
+
+TEST_F(SessionTest, SignOutForgetsEverything)
+{
+    test::await(session->bootstrap());
+    session->setPollingEnabled(true);
+    session->signOut();
+    EXPECT_EQ(session->phase(), Phase::signedOut);
+    EXPECT_TRUE(session->groups().isEmpty());
+    EXPECT_FALSE(session->activeGroupID().has_value());
+    EXPECT_TRUE(session->title().isEmpty());
+    EXPECT_EQ(signIn.signOuts, 1);
+    const int before = cloudReads();
+    ticks(40);
+    EXPECT_EQ(cloudReads(), before);
+}
+
+TEST_F(SessionTest, ConnectFromLocalOperationSwitchesToTheCloud)
+{
+    signIn.stored = false;
+    test::await(session->bootstrap());
+    ASSERT_TRUE(session->guest());
+    test::await(session->connect());
+    EXPECT_FALSE(session->guest());
+    EXPECT_EQ(session->groups().size(), 3);
+    EXPECT_FALSE(session->signingIn());
+
+    signIn.failAuthorize = true; // a closed sign-in window changes nothing
+    test::await(session->connect());
+    EXPECT_EQ(session->phase(), Phase::ready);
+    EXPECT_TRUE(session->noteText().isEmpty());
+}
+
+TEST_F(SessionTest, DemoAdvancesByTheTickAndSkipsAtTheEnd)
+{
+    session->loadDemo();
+    EXPECT_EQ(session->phase(), Phase::ready);
+    EXPECT_EQ(session->householdID(), QStringLiteral("demo"));
+    EXPECT_EQ(session->groups().size(), 2);
+    EXPECT_EQ(session->volume(), 28);
+    EXPECT_EQ(session->title(), QStringLiteral("Gymnopédie No. 1"));
+    EXPECT_EQ(session->positionMillis(), 48000);
+    ticks(3);
+    EXPECT_EQ(session->positionMillis(), 49500);
+    ticks((205000 - 49500) / 500);
+    EXPECT_EQ(session->title(), QStringLiteral("Clair de lune"));
+    EXPECT_EQ(session->demoIndex(), 1);
+    session->skip(false);
+    session->skip(false);
+    EXPECT_EQ(session->demoIndex(), 2); // wraps
+    session->toggle();
+    EXPECT_FALSE(session->isPlaying());
+    const qint64 paused = session->positionMillis();
+    ticks(10);
+    EXPECT_EQ(session->positionMillis(), paused);
+    EXPECT_TRUE(cloud.requests.empty());
+    session->leavePreview();
+    EXPECT_FALSE(session->demo());
+    EXPECT_EQ(session->phase(), Phase::signedOut);
+}
+
+TEST_F(SessionTest, AnHourOfPollingMakesExactlyThePromisedReads)
+{
+    test::await(session->bootstrap());
+    session->setPollingEnabled(true);
+    test::drain();
+    const int before = cloudReads();
+    ticks(7200); // one hour of 0.5 s ticks
+    EXPECT_EQ(cloudReads(), before + 480);
+    EXPECT_EQ(clock.sleepers(), 1);
+}

@@ -1,0 +1,139 @@
+#pragma once
+
+#include "directtransport.h"
+
+#include "cloud/sonosclient.h"
+#include "services/fakecloud.h"
+#include "session/housesession.h"
+#include "session/localports.h"
+#include "testkit/testkit.h"
+
+#include <gtest/gtest.h>
+
+namespace velotte::test {
+
+class StaticTokens final : public TokenProvider {
+public:
+    QCoro::Task<QString> validToken() override { co_return QStringLiteral("token"); }
+    QCoro::Task<QString> forceRefresh() override { co_return QStringLiteral("token"); }
+};
+
+// A sign-in that is already there (or not), counting what the session asks.
+class FakeSignIn final : public SignInService {
+public:
+    bool stored = true;
+    int restores = 0;
+    int signOuts = 0;
+    bool failAuthorize = false;
+    QCoro::Task<bool> restore() override
+    {
+        ++restores;
+        co_return bool(stored);
+    }
+    QCoro::Task<void> authorize() override
+    {
+        if (failAuthorize)
+            throw Cancelled();
+        stored = true;
+        co_return;
+    }
+    void signOut() override
+    {
+        ++signOuts;
+        stored = false;
+    }
+};
+
+// A local household of functions: two rooms, counting reads.
+struct FakeLocal {
+    LocalSnapshot snapshot;
+    LocalNow now;
+    bool reachable = true;
+    int discovers = 0;
+    int reads = 0;
+    QStringList commands;
+
+    FakeLocal()
+    {
+        snapshot.players = {{QStringLiteral("RINCON_A"), QStringLiteral("Kitchen")}, {QStringLiteral("RINCON_B"), QStringLiteral("Den")}};
+        snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen"), QStringLiteral("RINCON_A"), std::nullopt, {QStringLiteral("RINCON_A")}},
+                           {QStringLiteral("RINCON_B:1"), QStringLiteral("Den"), QStringLiteral("RINCON_B"), std::nullopt, {QStringLiteral("RINCON_B")}}};
+        snapshot.hosts = {{QStringLiteral("RINCON_A"), QStringLiteral("127.0.0.11")}, {QStringLiteral("RINCON_B"), QStringLiteral("127.0.0.12")}};
+        now = {QStringLiteral("Salt & Pepper"), QStringLiteral("The Condiments"), 5000, 200000, true, 30, true, true, true};
+    }
+
+    std::shared_ptr<LocalPorts> ports()
+    {
+        auto p = std::make_shared<LocalPorts>();
+        p->discover = [this]() -> QCoro::Task<LocalSnapshot> {
+            ++discovers;
+            co_return reachable ? snapshot : LocalSnapshot{};
+        };
+        p->nowPlaying = [this](QString host) -> QCoro::Task<std::optional<LocalNow>> {
+            ++reads;
+            if (!reachable)
+                co_return std::nullopt;
+            co_return std::optional<LocalNow>(now);
+        };
+        p->transport = [this](QString action, QString host) -> QCoro::Task<bool> {
+            commands << action + QLatin1Char('@') + host;
+            if (action == QLatin1String("Pause"))
+                now.playing = false;
+            if (action == QLatin1String("Play"))
+                now.playing = true;
+            co_return bool(reachable);
+        };
+        p->seek = [this](QString host, qint64 millis) -> QCoro::Task<bool> {
+            commands << QStringLiteral("Seek %1@%2").arg(millis).arg(host);
+            co_return bool(reachable);
+        };
+        p->playMode = [this](QString host, bool shuffle, bool repeats) -> QCoro::Task<bool> {
+            commands << QStringLiteral("PlayMode %1 %2").arg(shuffle).arg(repeats);
+            co_return bool(reachable);
+        };
+        return p;
+    }
+};
+
+struct SessionTest : ::testing::Test {
+    VirtualClock clock;
+    fake::FakeCloud cloud;
+    DirectTransport transport{[this](const fake::Request &r) { return cloud.respond(r); }};
+    StaticTokens tokens;
+    std::unique_ptr<SonosClient> api;
+    FakeSignIn signIn;
+    FakeLocal local;
+    std::unique_ptr<HouseSession> session;
+
+    void make(QStringList arguments = {}, bool withCloud = true)
+    {
+        SonosConfig config = SonosConfig::defaults();
+        config.clientID = QStringLiteral("id");
+        config.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
+        api = std::make_unique<SonosClient>(config, tokens, transport, clock);
+        HouseSession::Services services;
+        services.api = withCloud ? api.get() : nullptr;
+        services.auth = withCloud ? &signIn : nullptr;
+        services.local = local.ports();
+        services.clock = &clock;
+        services.arguments = arguments;
+        session = std::make_unique<HouseSession>(services);
+    }
+    void SetUp() override { make(); }
+
+    int cloudReads(const QString &suffix = QStringLiteral("/playback")) const
+    {
+        int n = 0;
+        for (const auto &r : cloud.requests)
+            n += r.method == "GET" && r.path.endsWith(suffix);
+        return n;
+    }
+    void ticks(int n)
+    {
+        for (int i = 0; i < n; ++i)
+            clock.advance(std::chrono::milliseconds(500));
+    }
+    QString living() const { return cloud.groups.front().id; }
+};
+
+} // namespace velotte::test
