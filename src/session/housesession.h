@@ -5,12 +5,14 @@
 #include "cloud/records.h"
 #include "core/cancel.h"
 #include "core/clock.h"
+#include "core/failure.h"
 #include "core/wakeup.h"
 
 #include <QDateTime>
 #include <QHash>
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QUrl>
 #include <QUuid>
 
@@ -22,6 +24,13 @@ namespace velotte {
 
 class SonosClient;
 struct LocalPorts;
+
+// A speaker on the local network that gave no answer.
+class SpeakerUnreachable : public Failure {
+public:
+    SpeakerUnreachable() : Failure(QStringLiteral("speaker did not answer")) {}
+    QString sentence() const override { return QStringLiteral("The speaker did not answer. Check that it is on the same Wi-Fi network."); }
+};
 
 struct PlaybackClock {
     qint64 positionMillis = 0;
@@ -68,6 +77,13 @@ class HouseSession : public QObject {
     Q_PROPERTY(bool signingIn READ signingIn NOTIFY signingInChanged)
     Q_PROPERTY(bool isDiscovering READ isDiscovering NOTIFY isDiscoveringChanged)
     Q_PROPERTY(bool pollingEnabled READ pollingEnabled WRITE setPollingEnabled NOTIFY pollingEnabledChanged)
+    Q_PROPERTY(double bass READ bass NOTIFY bassChanged)
+    Q_PROPERTY(bool canAdjustBass READ canAdjustBass NOTIFY bassChanged)
+    Q_PROPERTY(bool findingBass READ findingBass NOTIFY bassChanged)
+    Q_PROPERTY(QString bassNote READ bassNoteText NOTIFY bassChanged)
+    Q_PROPERTY(bool changingRooms READ changingRooms NOTIFY changingRoomsChanged)
+    Q_PROPERTY(bool conversationOn READ conversationOn NOTIFY conversationChanged)
+    Q_PROPERTY(QString conversationHelp READ conversationHelp NOTIFY conversationChanged)
 
 public:
     enum class Phase { signedOut, ready };
@@ -108,6 +124,22 @@ public:
     void invalidatePlaybackCommand();
     void clearNowPlaying();
     void clearPlaybackReadNote();
+
+    // Volume, mute, bass and conversation
+    void beginAdjustingGroupVolume() { m_adjustingGroupVolume = true; }
+    void commitGroupVolume();
+    void setPlayerVolume(const QString &playerID, double value);
+    void toggleMute();
+    QCoro::Task<void> refreshPlayerVolumes();
+    QCoro::Task<void> refreshRoomControls();
+    QCoro::Task<void> refreshBassControl();
+    void setBass(double fraction);
+    QCoro::Task<void> toggleConversation();
+    // Waits until no debounced send is pending (the command line exits after).
+    QCoro::Task<void> settle();
+
+    // Grouping: the active group holds exactly the selected players afterwards.
+    QCoro::Task<bool> groupRooms(QSet<QString> selected);
 
     // Read access
     Phase phase() const { return m_phase; }
@@ -152,6 +184,16 @@ public:
     const PlaybackClock &playbackClock() const { return m_playbackClock; }
     int demoIndex() const { return m_demoIndex; }
     const QList<DemoTrack> &demoQueue() const { return m_demoQueue; }
+    double bass() const { return m_bass; }
+    bool canAdjustBass() const { return m_bassHost.has_value(); }
+    bool findingBass() const { return m_findingBass; }
+    std::optional<QString> bassNote() const { return m_bassNote; }
+    QString bassNoteText() const { return m_bassNote.value_or(QString()); }
+    const QHash<QString, double> &playerVolumes() const { return m_playerVolumes; }
+    const QHash<QString, bool> &playerFixed() const { return m_playerFixed; }
+    bool changingRooms() const { return m_changingRooms; }
+    bool conversationOn() const;
+    QString conversationHelp() const;
     // The host of a group's coordinator in local-only operation.
     std::optional<QString> guestHost(const QString &groupID) const;
 
@@ -180,6 +222,10 @@ Q_SIGNALS:
     void isDiscoveringChanged();
     void pollingEnabledChanged();
     void favoritesChanged();
+    void bassChanged();
+    void playerVolumesChanged();
+    void changingRoomsChanged();
+    void conversationChanged();
     void playlistsChanged();
     // A read of the household or of playback finished (for command-line waits).
     void readFinished();
@@ -210,6 +256,17 @@ private:
     QCoro::Task<void> sendSeek(qint64 target, QString groupID);
     QCoro::Task<void> sendPlayMode(std::optional<bool> shuffle, std::optional<bool> repeats, std::optional<bool> repeatOne, QString groupID);
     QString groupName(const QString &groupID) const;
+    // sound.cpp
+    QCoro::Task<void> sendGroupVolume(int volume, QString groupID, QUuid connection, QString failure);
+    QCoro::Task<void> sendPlayerVolume(QString playerID, int volume, QUuid edit, CancelToken cancel);
+    QCoro::Task<void> sendMute(bool muted, QString groupID, QUuid connection);
+    QCoro::Task<void> writeBass(int level, QString host, QUuid edit, CancelToken cancel);
+    QCoro::Task<bool> sendVolumeToGroup(QString groupID, int volume);
+    QCoro::Task<std::optional<QString>> findBassHost(QString groupID);
+    void setBassValue(double bass);
+    void setBassNote(const std::optional<QString> &note);
+    // rooms.cpp
+    void setChangingRooms(bool changing);
 
     // Setters that notify only on a real change.
     void setPhase(Phase phase);
@@ -266,6 +323,32 @@ private:
     bool m_adjustingGroupVolume = false;
     bool m_choosingRoom = false;
     bool m_changingRooms = false;
+
+    QHash<QString, double> m_playerVolumes;
+    QHash<QString, bool> m_playerFixed;
+    QHash<QString, QUuid> m_playerVolumeEdits;
+    QHash<QString, CancelToken> m_volumeTasks;
+    double m_bass = 0.5;
+    double m_confirmedBass = 0.5;
+    std::optional<QString> m_bassHost;
+    std::optional<QString> m_bassGroupID;
+    QUuid m_bassRequestID;
+    QUuid m_bassEditID;
+    bool m_findingBass = false;
+    std::optional<QString> m_bassNote;
+    std::optional<CancelToken> m_bassTask;
+    struct ConversationLevel {
+        double original = 0;
+        double lowered = 0;
+    };
+    QHash<QString, ConversationLevel> m_conversationVolumes;
+    bool m_changingConversation = false;
+    // Sends in flight; shared so a send that outlives the session stays safe.
+    struct PendingSends {
+        int count = 0;
+        std::vector<Wakeup> waiters;
+    };
+    std::shared_ptr<PendingSends> m_pending = std::make_shared<PendingSends>();
 
     QList<SonosFavorite> m_favorites;
     QList<SonosPlaylist> m_sonosPlaylists;

@@ -145,6 +145,13 @@ void HouseSession::invalidateConnectionWork()
     m_connectionID = m_roomRefreshID = m_playbackRefreshID = m_roomChoiceID = m_conversationRequestID = QUuid::createUuid();
     m_activePlaybackRead.reset();
     invalidatePlaybackCommand();
+    for (CancelToken &pending : m_volumeTasks)
+        pending.cancel();
+    m_volumeTasks.clear();
+    m_playerVolumeEdits.clear();
+    m_playerVolumes.clear();
+    m_conversationVolumes.clear();
+    Q_EMIT playerVolumesChanged();
 }
 
 void HouseSession::leavePreview()

@@ -46,7 +46,7 @@ struct LocalPorts {
     std::function<QCoro::Task<bool>(QString host)> separate;
     std::function<QCoro::Task<bool>(QString coordinator, QString host)> delegate;
     // Bass is always local, even in cloud operation.
-    std::function<QCoro::Task<QHash<QString, QString>>()> bassDiscover; // service name -> host
+    std::function<QCoro::Task<std::optional<QString>>(QString playerID)> hostForPlayer; // found by Bonjour
     std::function<QCoro::Task<std::optional<int>>(QString host)> bass;
     std::function<QCoro::Task<bool>(QString host, int bass)> setBass;
 };

@@ -23,15 +23,6 @@ QString commandFailed(const QString &action, const QString &room, const std::exc
 {
     return QStringLiteral("Could not %1 in %2. %3").arg(action, room, sentenceOf(e));
 }
-// Local operations answer false instead of throwing; give them a sentence.
-class LocalCommandFailed : public Failure {
-public:
-    LocalCommandFailed() : Failure(QStringLiteral("local command failed")) {}
-    QString sentence() const override
-    {
-        return QStringLiteral("The speaker did not answer. Check that it is on the same Wi-Fi network.");
-    }
-};
 } // namespace
 
 void HouseSession::toggle()
@@ -64,7 +55,7 @@ QCoro::Task<void> HouseSession::sendToggle(bool play, QString groupID, QUuid com
         if (m_guest) {
             const auto host = guestHost(groupID);
             if (!host || !m_services.local || !co_await m_services.local->transport(play ? QStringLiteral("Play") : QStringLiteral("Pause"), *host))
-                throw LocalCommandFailed();
+                throw SpeakerUnreachable();
         } else if (m_services.api) {
             co_await m_services.api->setPlaying(groupID, play);
         }
@@ -130,7 +121,7 @@ QCoro::Task<void> HouseSession::sendSkip(int kind, QString groupID, QUuid comman
             else if (ok)
                 ok = co_await m_services.local->transport(kind == next ? QStringLiteral("Next") : QStringLiteral("Previous"), *host);
             if (!ok)
-                throw LocalCommandFailed();
+                throw SpeakerUnreachable();
         } else if (m_services.api) {
             if (kind == restart)
                 co_await m_services.api->seek(groupID, 0);

@@ -91,8 +91,51 @@ struct FakeLocal {
             commands << QStringLiteral("PlayMode %1 %2").arg(shuffle).arg(repeats);
             co_return bool(reachable);
         };
+        p->volume = [this](QString host) -> QCoro::Task<std::optional<int>> {
+            if (!reachable)
+                co_return std::nullopt;
+            co_return std::optional<int>(volumes.value(host, 20));
+        };
+        p->setVolume = [this](QString host, int volume) -> QCoro::Task<bool> {
+            commands << QStringLiteral("Volume %1@%2").arg(volume).arg(host);
+            volumes[host] = volume;
+            co_return bool(reachable);
+        };
+        p->setMuted = [this](QString host, bool muted) -> QCoro::Task<bool> {
+            commands << QStringLiteral("Mute %1@%2").arg(muted).arg(host);
+            co_return bool(reachable);
+        };
+        p->bass = [this](QString host) -> QCoro::Task<std::optional<int>> {
+            if (!reachable)
+                co_return std::nullopt;
+            co_return std::optional<int>(bassLevel);
+        };
+        p->setBass = [this](QString host, int level) -> QCoro::Task<bool> {
+            commands << QStringLiteral("Bass %1@%2").arg(level).arg(host);
+            if (reachable)
+                bassLevel = level;
+            co_return bool(reachable);
+        };
+        p->hostForPlayer = [this](QString player) -> QCoro::Task<std::optional<QString>> {
+            co_return bonjour.value(player).isEmpty() ? std::nullopt : std::optional<QString>(bonjour.value(player));
+        };
+        p->join = [this](QString coordinator, QString host) -> QCoro::Task<bool> {
+            commands << QStringLiteral("Join %1@%2").arg(coordinator, host);
+            co_return bool(reachable);
+        };
+        p->separate = [this](QString host) -> QCoro::Task<bool> {
+            commands << QStringLiteral("Separate@%1").arg(host);
+            co_return bool(reachable);
+        };
+        p->delegate = [this](QString coordinator, QString host) -> QCoro::Task<bool> {
+            commands << QStringLiteral("Delegate %1@%2").arg(coordinator, host);
+            co_return bool(reachable);
+        };
         return p;
     }
+    QHash<QString, int> volumes;
+    int bassLevel = 0;
+    QHash<QString, QString> bonjour; // player id -> host found by Bonjour
 };
 
 struct SessionTest : ::testing::Test {

@@ -385,10 +385,11 @@ Response FakeCloud::groupRoute(const QByteArray &method, Group &g, const QString
         if (members.isEmpty())
             return error(400, QStringLiteral("ERROR_INVALID_PARAMETER"), QStringLiteral("No players"));
         const QString coordinator = members.contains(g.coordinator) ? g.coordinator : members.first();
-        if (coordinator != g.coordinator)
-            g.coordinator = coordinator;
+        g.coordinator = coordinator;
+        const QString oldID = g.id; // regrouping replaces the groups `g` lives in
         regroup(coordinator, members);
-        return Response::json(compact({{QStringLiteral("group"), groupJson(*group(m_moved.value(g.id, g.id)))}}));
+        const Group *now = group(m_moved.value(oldID, oldID));
+        return Response::json(compact({{QStringLiteral("group"), now ? groupJson(*now) : QJsonObject()}}));
     } else {
         return error(404, QStringLiteral("ERROR_RESOURCE_GONE"), QStringLiteral("No such route"));
     }

@@ -1,0 +1,92 @@
+#include "sessionfixture.h"
+
+#include "session/roommembership.h"
+
+using namespace velotte;
+using namespace velotte::test;
+
+namespace {
+SonosPlayer player(const char *id) { return SonosPlayer{QLatin1String(id), QLatin1String(id)}; }
+SonosGroup group(const char *id, QStringList members) { return SonosGroup{QLatin1String(id), QLatin1String(id), members.first(), std::nullopt, members}; }
+const QList<SonosPlayer> household{player("A"), player("B"), player("C"), player("D")};
+} // namespace
+
+TEST(RoomMembershipChange, SelectionRulesAndOrders)
+{
+    const SonosGroup g = group("G", {QStringLiteral("C"), QStringLiteral("A")});
+    EXPECT_THROW(RoomMembershipChange::make(g, {}, household), RoomMembershipChange::SelectionError);
+    try {
+        RoomMembershipChange::make(g, {QStringLiteral("A"), QStringLiteral("Z")}, household);
+        FAIL();
+    } catch (const RoomMembershipChange::SelectionError &e) {
+        EXPECT_EQ(e.sentence(), QStringLiteral("One of these rooms is no longer available. Refresh Rooms and try again."));
+    }
+    const auto change = RoomMembershipChange::make(g, {QStringLiteral("D"), QStringLiteral("B"), QStringLiteral("A")}, household);
+    EXPECT_EQ(change.playerIds, (QStringList{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("D")}));
+    EXPECT_EQ(change.playerIdsToAdd, (QStringList{QStringLiteral("B"), QStringLiteral("D")})); // household order, not ticking order
+    EXPECT_EQ(change.playerIdsToRemove, QStringList{QStringLiteral("C")});
+}
+
+TEST(RoomMembershipChange, SimulatedGroupsMoveRoomsAndDropEmptyGroups)
+{
+    const QList<SonosGroup> groups{group("G", {QStringLiteral("A"), QStringLiteral("C")}), group("H", {QStringLiteral("B")}),
+                                   group("K", {QStringLiteral("D"), QStringLiteral("B")})};
+    const auto change = RoomMembershipChange::make(groups[0], {QStringLiteral("A"), QStringLiteral("B")}, household);
+    const auto simulated = change.simulatedGroups(groups, household);
+    ASSERT_EQ(simulated.size(), 3); // G, K without B, and C alone; H left empty
+    EXPECT_EQ(simulated[0].playerIds, (QStringList{QStringLiteral("A"), QStringLiteral("B")}));
+    EXPECT_EQ(simulated[1].id, QStringLiteral("K"));
+    EXPECT_EQ(simulated[1].playerIds, QStringList{QStringLiteral("D")});
+    EXPECT_EQ(simulated[1].coordinatorId, QStringLiteral("D"));
+    EXPECT_EQ(simulated[2].playerIds, QStringList{QStringLiteral("C")});
+}
+
+TEST_F(SessionTest, GroupingInTheCloudReadsBack)
+{
+    test::await(session->bootstrap());
+    const QString livingRoom = cloud.players[0].id, bedroom = cloud.players[2].id;
+    EXPECT_TRUE(test::await(session->groupRooms({livingRoom, bedroom})));
+    EXPECT_FALSE(session->changingRooms());
+    const auto active = session->activeGroup();
+    ASSERT_TRUE(active.has_value());
+    EXPECT_EQ(active->playerIds, (QStringList{livingRoom, bedroom}));
+    EXPECT_EQ(session->groups().size(), 3); // kitchen now stands alone
+    EXPECT_EQ(cloud.groups.front().players, (QStringList{livingRoom, bedroom}));
+}
+
+TEST_F(SessionTest, GroupingThatTheCloudDidNotApplySaysSo)
+{
+    test::await(session->bootstrap());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 200, "{}"}); // accepted, then ignored
+    EXPECT_FALSE(test::await(session->groupRooms({cloud.players[0].id})));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Some rooms could not join. The list shows the current group; choose rooms and try again."));
+
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 500, {}});
+    EXPECT_FALSE(test::await(session->groupRooms({cloud.players[0].id})));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not be grouped."));
+    EXPECT_EQ(session->groups().size(), 3); // the refresh shows the real state
+
+    EXPECT_FALSE(test::await(session->groupRooms({})));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Keep at least one room selected."));
+}
+
+TEST_F(SessionTest, LocalGroupingJoinsSeparatesAndHandsOver)
+{
+    signIn.stored = false;
+    local.snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen + 1"), QStringLiteral("RINCON_A"), std::nullopt,
+                              {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
+    make();
+    test::await(session->bootstrap());
+    // Keep only the den: the coordinator hands over before it leaves.
+    local.snapshot.groups = {{QStringLiteral("RINCON_B:2"), QStringLiteral("Den"), QStringLiteral("RINCON_B"), std::nullopt, {QStringLiteral("RINCON_B")}},
+                             {QStringLiteral("RINCON_A:2"), QStringLiteral("Kitchen"), QStringLiteral("RINCON_A"), std::nullopt, {QStringLiteral("RINCON_A")}}};
+    EXPECT_TRUE(test::await(session->groupRooms({QStringLiteral("RINCON_B")})));
+    EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Delegate RINCON_B@127.0.0.11"), QStringLiteral("Separate@127.0.0.11")}));
+    EXPECT_EQ(session->activeGroupID(), QStringLiteral("RINCON_B:2"));
+
+    local.commands.clear();
+    local.snapshot.groups = {{QStringLiteral("RINCON_B:3"), QStringLiteral("Den + 1"), QStringLiteral("RINCON_B"), std::nullopt,
+                              {QStringLiteral("RINCON_B"), QStringLiteral("RINCON_A")}}};
+    EXPECT_TRUE(test::await(session->groupRooms({QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")})));
+    EXPECT_EQ(local.commands, QStringList{QStringLiteral("Join RINCON_B@127.0.0.11")});
+}

@@ -1,0 +1,189 @@
+#include "sessionfixture.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace std::chrono_literals;
+
+namespace {
+struct Sound : SessionTest {
+    void SetUp() override
+    {
+        SessionTest::SetUp();
+        test::await(session->bootstrap());
+        cloud.requests.clear();
+    }
+    QStringList posts(const QString &suffix) const
+    {
+        QStringList out;
+        for (const auto &r : cloud.requests) {
+            if (r.method == "POST" && r.path.endsWith(suffix))
+                out << QString::fromUtf8(r.body);
+        }
+        return out;
+    }
+    QString kitchen() const { return cloud.players[1].id; }
+};
+} // namespace
+
+TEST_F(Sound, RoomSliderIsDebouncedAndClamped)
+{
+    for (int i = 0; i < 20; ++i) {
+        session->setPlayerVolume(kitchen(), 30 + i);
+        clock.advance(15ms);
+    }
+    EXPECT_TRUE(posts(QStringLiteral("playerVolume")).isEmpty());
+    clock.advance(400ms);
+    EXPECT_EQ(posts(QStringLiteral("playerVolume")), QStringList{QStringLiteral("{\"volume\":49}")});
+
+    session->setPlayerVolume(kitchen(), 104);
+    EXPECT_EQ(session->playerVolumes().value(kitchen()), 100);
+    clock.advance(500ms);
+    session->setPlayerVolume(kitchen(), -3);
+    clock.advance(500ms);
+    EXPECT_EQ(posts(QStringLiteral("playerVolume")).mid(1), (QStringList{QStringLiteral("{\"volume\":100}"), QStringLiteral("{\"volume\":0}")}));
+    test::await(session->settle());
+}
+
+TEST_F(Sound, FixedRoomMovesButSendsNothing)
+{
+    test::await(session->refreshRoomControls());
+    session->choose(cloud.groups[2].id); // the office: a fixed-volume room
+    test::drain();
+    test::await(session->refreshRoomControls());
+    const QString office = cloud.players[3].id;
+    ASSERT_TRUE(session->playerFixed().value(office));
+    session->setPlayerVolume(office, 70);
+    EXPECT_EQ(session->playerVolumes().value(office), 70);
+    clock.advance(1s);
+    EXPECT_TRUE(posts(QStringLiteral("playerVolume")).isEmpty());
+}
+
+TEST_F(Sound, RoomVolumeFailureSentences)
+{
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
+    session->setPlayerVolume(kitchen(), 10);
+    clock.advance(400ms);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume."));
+
+    signIn.stored = false;
+    make();
+    test::await(session->bootstrap());
+    local.reachable = false;
+    session->setPlayerVolume(QStringLiteral("RINCON_A"), 10);
+    clock.advance(400ms);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume. Check the speaker’s Wi-Fi connection."));
+}
+
+TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
+{
+    session->setVolume(37.5);
+    session->commitGroupVolume();
+    test::drain();
+    EXPECT_EQ(posts(QStringLiteral("groupVolume")), QStringList{QStringLiteral("{\"volume\":38}")});
+
+    transport.hold = true;
+    auto grouping = session->groupRooms({cloud.players[0].id});
+    session->setVolume(50);
+    session->commitGroupVolume(); // released while rooms change: nothing goes out
+    transport.hold = false;
+    while (!transport.held.empty()) {
+        transport.release();
+        test::drain();
+    }
+    EXPECT_EQ(posts(QStringLiteral("groupVolume")).size(), 1);
+
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("groupVolume$")), 500, {}});
+    session->commitGroupVolume();
+    test::drain();
+    EXPECT_TRUE(session->noteText().endsWith(QStringLiteral("Try again.")));
+}
+
+TEST_F(Sound, LocalGroupVolumeGoesToEveryMember)
+{
+    signIn.stored = false;
+    local.snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen + 1"), QStringLiteral("RINCON_A"), std::nullopt,
+                              {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
+    make();
+    test::await(session->bootstrap());
+    session->setVolume(41.4);
+    session->commitGroupVolume();
+    test::drain();
+    EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Volume 41@127.0.0.11"), QStringLiteral("Volume 41@127.0.0.12")}));
+}
+
+TEST_F(Sound, MuteFlipsAtOnceAndFailsBack)
+{
+    session->toggleMute();
+    EXPECT_TRUE(session->muted());
+    test::drain();
+    EXPECT_EQ(posts(QStringLiteral("mute")), QStringList{QStringLiteral("{\"muted\":true}")});
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("mute$")), 500, {}});
+    session->toggleMute();
+    test::drain();
+    EXPECT_TRUE(session->muted());
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not unmute Living Room + 1. Try again."));
+    EXPECT_EQ(session->conversationHelp(), QStringLiteral("Hold to unmute. Click for Conversation."));
+}
+
+TEST_F(Sound, BassIsFoundLocallyEvenInTheCloudAndDebounced)
+{
+    test::await(session->refreshBassControl());
+    ASSERT_TRUE(session->canAdjustBass()); // from the player's secure web-socket address
+    EXPECT_EQ(session->bass(), 0.5);
+    session->setBass(0.52);
+    EXPECT_EQ(session->bass(), 0.5);
+    session->setBass(0.9);
+    session->setBass(0.0);
+    EXPECT_EQ(session->bass(), 0.0);
+    clock.advance(300ms);
+    EXPECT_EQ(local.commands, QStringList{QStringLiteral("Bass -10@127.0.0.11")});
+
+    local.reachable = false;
+    session->setBass(0.75);
+    clock.advance(300ms);
+    EXPECT_EQ(session->bass(), 0.0); // back to what the speaker confirmed
+    EXPECT_EQ(session->bassNoteText(), QStringLiteral("Bass could not be changed. Check the speaker’s connection and retry."));
+    EXPECT_TRUE(session->noteText().isEmpty()); // the bass has its own note
+}
+
+TEST_F(Sound, BassWithoutAHostExplainsWhatToDo)
+{
+    for (auto &p : cloud.players)
+        p.host = QStringLiteral("[::1"); // no usable address
+    test::await(session->refresh());
+    test::await(session->refreshBassControl());
+    EXPECT_FALSE(session->canAdjustBass());
+    EXPECT_EQ(session->bassNoteText(), QStringLiteral("Connect this device and your Sonos speaker to the same Wi-Fi, then retry."));
+
+    local.bonjour.insert(cloud.players[0].id, QStringLiteral("127.0.0.21"));
+    test::await(session->refreshBassControl());
+    EXPECT_TRUE(session->canAdjustBass());
+}
+
+TEST_F(Sound, ConversationLowersKeepsOrRestores)
+{
+    session->setVolume(30);
+    test::await(session->toggleConversation());
+    EXPECT_EQ(session->volume(), 12);
+    EXPECT_TRUE(session->conversationOn());
+    session->setVolume(20);
+    test::await(session->toggleConversation());
+    EXPECT_EQ(session->volume(), 20);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Keeping your new volume."));
+
+    session->setVolume(30);
+    test::await(session->toggleConversation());
+    session->setVolume(12.8);
+    test::await(session->toggleConversation());
+    EXPECT_EQ(session->volume(), 30);
+    EXPECT_EQ(posts(QStringLiteral("groupVolume")), (QStringList{QStringLiteral("{\"volume\":12}"), QStringLiteral("{\"volume\":12}"), QStringLiteral("{\"volume\":30}")}));
+
+    session->setVolume(8);
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("groupVolume$")), 500, {}});
+    test::await(session->toggleConversation());
+    EXPECT_EQ(session->volume(), 8); // already quiet: kept
+    EXPECT_EQ(session->noteText(), QStringLiteral("Room volume could not change. Try again."));
+}
