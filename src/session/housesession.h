@@ -96,6 +96,7 @@ public:
         Clock *clock = nullptr;
         QStringList arguments;         // launch arguments ("-VelotteGuest", ...)
         std::vector<HouseholdFollower *> followers;
+        PlayHistory *history = nullptr;
     };
 
     explicit HouseSession(Services services, QObject *parent = nullptr);
@@ -137,6 +138,14 @@ public:
     QCoro::Task<void> toggleConversation();
     // Waits until no debounced send is pending (the command line exits after).
     QCoro::Task<void> settle();
+
+    // Music
+    bool hasSonosConnection() const { return !m_guest && !m_demo && m_householdID.has_value() && m_services.api; }
+    bool musicQueueBusy() const { return m_artistQueueBusy; }
+    QCoro::Task<void> playFavorite(SonosFavorite favorite, bool ordered = true);
+    QCoro::Task<void> playFavorites(QList<SonosFavorite> favorites, bool ordered);
+    QCoro::Task<void> queueFavorite(SonosFavorite favorite, bool next = false);
+    QCoro::Task<void> playPlaylist(SonosPlaylist playlist, QString action);
 
     // Grouping: the active group holds exactly the selected players afterwards.
     QCoro::Task<bool> groupRooms(QSet<QString> selected);
@@ -265,6 +274,9 @@ private:
     QCoro::Task<std::optional<QString>> findBassHost(QString groupID);
     void setBassValue(double bass);
     void setBassNote(const std::optional<QString> &note);
+    // music.cpp
+    bool refuseMusic();
+    void recordPlayed(const SonosFavorite &favorite);
     // rooms.cpp
     void setChangingRooms(bool changing);
 
@@ -349,6 +361,8 @@ private:
         std::vector<Wakeup> waiters;
     };
     std::shared_ptr<PendingSends> m_pending = std::make_shared<PendingSends>();
+
+    bool m_artistQueueBusy = false;
 
     QList<SonosFavorite> m_favorites;
     QList<SonosPlaylist> m_sonosPlaylists;

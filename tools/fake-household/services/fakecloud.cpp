@@ -191,6 +191,10 @@ Response FakeCloud::handle(const Request &request)
     for (auto it = m_faults.begin(); it != m_faults.end(); ++it) {
         if ((!it->method.isEmpty() && it->method != request.method) || !it->path.match(path).hasMatch())
             continue;
+        if (it->after > 0) {
+            --it->after;
+            break;
+        }
         Response r = it->malformed ? Response::json("{\"groups\": [ {\"id\": ", 200) : Response::json(it->body, it->status);
         for (const auto &h : it->headers)
             r.headers.append(h);

@@ -23,6 +23,7 @@ struct CloudFault {
     QByteArray body;
     QList<QPair<QByteArray, QByteArray>> headers;
     int count = 1;              // -1: every time
+    int after = 0;              // matching requests let through first
     int delayMs = 0;
     bool noAnswer = false;
     bool malformed = false;     // 200 with a body that is not JSON

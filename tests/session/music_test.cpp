@@ -1,0 +1,124 @@
+#include "sessionfixture.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace std::chrono_literals;
+
+namespace {
+class History final : public PlayHistory {
+public:
+    QStringList played;
+    void recordPlayed(const SonosFavorite &f) override { played << f.id; }
+    bool isStation(const SonosFavorite &f) const override { return f.name.contains(QStringLiteral("Radio")); }
+};
+
+struct Music : SessionTest {
+    History history;
+    QList<SonosFavorite> favorites;
+    void SetUp() override
+    {
+        SonosConfig config = SonosConfig::defaults();
+        config.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
+        api = std::make_unique<SonosClient>(config, tokens, transport, clock);
+        HouseSession::Services services;
+        services.api = api.get();
+        services.auth = &signIn;
+        services.clock = &clock;
+        services.history = &history;
+        session = std::make_unique<HouseSession>(services);
+        test::await(session->bootstrap());
+        test::await(session->refreshLibrary());
+        favorites = session->favorites();
+        cloud.requests.clear();
+    }
+    QList<QJsonObject> loads() const
+    {
+        QList<QJsonObject> out;
+        for (const auto &r : cloud.requests) {
+            if (r.method == "POST" && r.path.endsWith(QLatin1String("/favorites")))
+                out << QJsonDocument::fromJson(r.body).object();
+        }
+        return out;
+    }
+};
+} // namespace
+
+TEST_F(Music, OneFavoriteReplacesWaitsAndRecords)
+{
+    ASSERT_EQ(favorites.size(), 5);
+    auto play = session->playFavorite(favorites[1]);
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("7")});
+    const int reads = cloudReads();
+    clock.advance(699ms);
+    EXPECT_EQ(cloudReads(), reads);
+    clock.advance(1ms);
+    EXPECT_EQ(cloudReads(), reads + 1);
+    EXPECT_EQ(session->title(), QStringLiteral("Morning Coffee"));
+    EXPECT_EQ(loads().first().value(QStringLiteral("action")).toString(), QStringLiteral("REPLACE"));
+}
+
+TEST_F(Music, SeveralFavoritesWithALaterFailure)
+{
+    cloud.addFault({.method = "POST", .path = QRegularExpression(QStringLiteral("/favorites$")), .status = 404, .after = 1});
+    test::await(session->playFavorites({favorites[0], favorites[1], favorites[4]}, true));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Started 1 of 3 favorites. The remaining music could not be added."));
+    const auto sent = loads();
+    ASSERT_EQ(sent.size(), 2);
+    EXPECT_TRUE(sent[0].value(QStringLiteral("playOnCompletion")).toBool());
+    EXPECT_EQ(sent[1].value(QStringLiteral("action")).toString(), QStringLiteral("APPEND"));
+    EXPECT_FALSE(sent[1].value(QStringLiteral("playOnCompletion")).toBool());
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("3")});
+    EXPECT_FALSE(cloud.groups.front().shuffle); // ordered
+
+    test::await(session->playFavorites({favorites[0], favorites[4]}, false));
+    EXPECT_TRUE(cloud.groups.front().shuffle);
+
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 403, {}});
+    test::await(session->playFavorites({favorites[0], favorites[4]}, false));
+    EXPECT_TRUE(session->noteText().startsWith(QStringLiteral("Could not play selected music. Sonos denied this command.")));
+}
+
+TEST_F(Music, StationsPlayButAreNeverQueued)
+{
+    test::await(session->queueFavorite(favorites[2]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Stations play directly; they can’t be added to the queue."));
+    EXPECT_TRUE(loads().isEmpty());
+    test::await(session->queueFavorite(favorites[1]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Added to the queue in Living Room + 1"));
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 500, {}});
+    test::await(session->queueFavorite(favorites[1]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("This favorite could not be added to the queue."));
+    auto play = session->playFavorite(favorites[2]);
+    EXPECT_EQ(loads().size(), 3);
+}
+
+TEST_F(Music, PlaylistsReplaceOrAppend)
+{
+    const auto playlists = session->sonosPlaylists();
+    ASSERT_EQ(playlists.size(), 2);
+    test::await(session->playPlaylist(playlists[0], QStringLiteral("APPEND")));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Playlist added to Living Room + 1"));
+    transport.hold = true;
+    auto replace = session->playPlaylist(playlists[1], QStringLiteral("REPLACE"));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Stopping queue…"));
+    transport.hold = false;
+    while (!transport.held.empty()) {
+        transport.release();
+        test::drain();
+    }
+    EXPECT_TRUE(session->noteText().isEmpty());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/playlists$")), 410, {}});
+    test::await(session->playPlaylist(playlists[1], QStringLiteral("REPLACE")));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play this playlist. This room or saved item is no longer available. Refresh Sonos and select it again."));
+}
+
+TEST_F(Music, NothingStartsWithoutACloudHousehold)
+{
+    session->loadDemo();
+    test::await(session->playFavorite(favorites[0]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Connect to Sonos and refresh Browse to play this favorite."));
+    EXPECT_TRUE(cloud.requests.empty());
+}
