@@ -1,13 +1,15 @@
 #include "housesession.h"
 
 #include "localports.h"
+#include "pending.h"
 
 #include "core/logging.h"
 
 namespace velotte {
 
 HouseSession::HouseSession(Services services, QObject *parent)
-    : QObject(parent), m_services(std::move(services)), m_clock(m_services.clock ? *m_services.clock : Clock::system())
+    : QObject(parent), m_services(std::move(services)), m_clock(m_services.clock ? *m_services.clock : Clock::system()),
+      m_pending(std::make_shared<PendingSends>())
 {
     m_roomRefreshID = m_playbackRefreshID = m_playbackCommandID = m_connectionID = m_loginID = m_roomChoiceID =
         m_conversationRequestID = QUuid::createUuid();

@@ -24,6 +24,7 @@ namespace velotte {
 
 class SonosClient;
 struct LocalPorts;
+struct PendingSends;
 
 // A speaker on the local network that gave no answer.
 class SpeakerUnreachable : public Failure {
@@ -136,7 +137,8 @@ public:
     QCoro::Task<void> refreshBassControl();
     void setBass(double fraction);
     QCoro::Task<void> toggleConversation();
-    // Waits until no debounced send is pending (the command line exits after).
+    // Waits until no command or debounced send is in flight (the command
+    // line exits after).
     QCoro::Task<void> settle();
 
     // Music
@@ -355,12 +357,7 @@ private:
     };
     QHash<QString, ConversationLevel> m_conversationVolumes;
     bool m_changingConversation = false;
-    // Sends in flight; shared so a send that outlives the session stays safe.
-    struct PendingSends {
-        int count = 0;
-        std::vector<Wakeup> waiters;
-    };
-    std::shared_ptr<PendingSends> m_pending = std::make_shared<PendingSends>();
+    std::shared_ptr<PendingSends> m_pending;
 
     bool m_artistQueueBusy = false;
 

@@ -1,5 +1,6 @@
 // Starting music: Sonos favorites and playlists on the active group.
 #include "housesession.h"
+#include "pending.h"
 
 #include "cloud/sonosclient.h"
 #include "core/logging.h"
@@ -38,6 +39,7 @@ QCoro::Task<void> HouseSession::playFavorite(SonosFavorite favorite, bool ordere
     if (refuseMusic())
         co_return;
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     const QString groupID = *m_activeGroupID;
     const QUuid connection = m_connectionID;
     try {
@@ -62,6 +64,7 @@ QCoro::Task<void> HouseSession::playFavorites(QList<SonosFavorite> favorites, bo
     if (favorites.isEmpty() || refuseMusic())
         co_return;
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     const QString groupID = *m_activeGroupID;
     const QUuid connection = m_connectionID;
     int started = 0;
@@ -106,6 +109,7 @@ QCoro::Task<void> HouseSession::queueFavorite(SonosFavorite favorite, bool next)
     if (refuseMusic())
         co_return;
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     const QString groupID = *m_activeGroupID;
     const QUuid connection = m_connectionID;
     try {
@@ -124,6 +128,7 @@ QCoro::Task<void> HouseSession::playPlaylist(SonosPlaylist playlist, QString act
     if (refuseMusic())
         co_return;
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     const QString groupID = *m_activeGroupID;
     const QUuid connection = m_connectionID;
     const bool replacing = action == QLatin1String("REPLACE");

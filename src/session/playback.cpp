@@ -1,5 +1,6 @@
 // Transport commands: one at a time, optimistic, then a re-read.
 #include "housesession.h"
+#include "pending.h"
 #include "localports.h"
 
 #include "cloud/sonosclient.h"
@@ -51,6 +52,7 @@ void HouseSession::toggle()
 QCoro::Task<void> HouseSession::sendToggle(bool play, QString groupID, QUuid command)
 {
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     try {
         if (m_guest) {
             const auto host = guestHost(groupID);
@@ -112,6 +114,7 @@ void HouseSession::skip(bool forward)
 QCoro::Task<void> HouseSession::sendSkip(int kind, QString groupID, QUuid command)
 {
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     try {
         if (m_guest) {
             const auto host = guestHost(groupID);
@@ -158,6 +161,7 @@ void HouseSession::seek(double fraction)
 QCoro::Task<void> HouseSession::sendSeek(qint64 target, QString groupID)
 {
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     const QUuid connection = m_connectionID;
     if (m_guest) {
         const auto host = guestHost(groupID);
@@ -201,6 +205,7 @@ void HouseSession::toggleRepeat()
 QCoro::Task<void> HouseSession::sendPlayMode(std::optional<bool> shuffle, std::optional<bool> repeats, std::optional<bool> repeatOne, QString groupID)
 {
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     try {
         if (m_guest) {
             const auto host = guestHost(groupID);

@@ -1,5 +1,6 @@
 // Group and room volume, mute, bass and the conversation level.
 #include "housesession.h"
+#include "pending.h"
 #include "localports.h"
 
 #include "cloud/sonosclient.h"
@@ -18,24 +19,6 @@ const QString bassUnreachable = QStringLiteral("Could not connect to Sonos.");
 
 int rounded(double value) { return int(std::round(value)); } // half away from zero
 
-// Keeps the command line waiting while a send is pending.
-template<typename State>
-class Pending {
-public:
-    explicit Pending(std::shared_ptr<State> state) : m_state(std::move(state)) { ++m_state->count; }
-    ~Pending()
-    {
-        if (--m_state->count == 0) {
-            auto waiters = std::move(m_state->waiters);
-            m_state->waiters.clear();
-            for (auto &w : waiters)
-                w.fire();
-        }
-    }
-
-private:
-    std::shared_ptr<State> m_state;
-};
 } // namespace
 
 QCoro::Task<void> HouseSession::settle()
