@@ -1,6 +1,11 @@
 #!/usr/bin/env bash
-# Builds and starts the fake household on loopback and prints what it serves.
+# Builds the programs and runs the controller on its built-in demo household.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/build.sh debug
-exec build/debug/tools/fake-household/velotte-fake-household "$@"
+ctl=build/debug/src/cli/velottectl
+"$ctl" --demo rooms
+"$ctl" --demo status
+echo
+echo "Follow the demo room for ten seconds (Ctrl-C stops):"
+"$ctl" --demo watch --seconds 10

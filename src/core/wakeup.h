@@ -2,6 +2,7 @@
 
 #include <coroutine>
 #include <memory>
+#include <utility>
 
 namespace velotte {
 

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "context.h"
+
+#include "session/housesession.h"
+
+#include <memory>
+
+namespace velotte::cli {
+
+// Builds the session's collaborators the way the global options ask: the
+// demo household, a manual speaker list, Bonjour, or the cloud sign-in.
+class Wiring {
+public:
+    explicit Wiring(const GlobalOptions &options);
+    ~Wiring();
+    HouseSession::Services services();
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> d;
+};
+
+} // namespace velotte::cli
