@@ -1,0 +1,89 @@
+#include "app/widgetsnapshot.h"
+#include "session/housesession.h"
+#include "testkit/testkit.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace std::chrono_literals;
+
+namespace {
+struct Widget : ::testing::Test {
+    QTemporaryDir dir;
+    VirtualClock clock;
+    std::unique_ptr<HouseSession> session;
+    std::unique_ptr<WidgetSnapshotWriter> writer;
+    int reloads = 0;
+    QString path() const { return dir.filePath(QStringLiteral("data/controller-widget.json")); }
+
+    void SetUp() override
+    {
+        HouseSession::Services services;
+        services.clock = &clock;
+        session = std::make_unique<HouseSession>(services);
+        writer = std::make_unique<WidgetSnapshotWriter>(*session, clock, path());
+        QObject::connect(writer.get(), &WidgetSnapshotWriter::reloadRequested, [this](const QString &kind) {
+            EXPECT_EQ(kind, QStringLiteral("VelotteRoom"));
+            ++reloads;
+        });
+    }
+    ControllerWidgetSnapshot read() const
+    {
+        QFile f(path());
+        EXPECT_TRUE(f.open(QIODevice::ReadOnly));
+        return ControllerWidgetSnapshot::decode(f.readAll()).value_or(ControllerWidgetSnapshot{});
+    }
+};
+} // namespace
+
+TEST_F(Widget, BurstOfChangesWritesOnceWithTheLaterContent)
+{
+    session->loadDemo(); // room, title, artist, playing and favorites change together
+    clock.advance(100ms);
+    session->skip(true);
+    EXPECT_EQ(writer->writes(), 0);
+    clock.advance(399ms);
+    EXPECT_EQ(writer->writes(), 0);
+    clock.advance(1ms);
+    EXPECT_EQ(writer->writes(), 1);
+    EXPECT_EQ(reloads, 1);
+    const auto s = read();
+    EXPECT_EQ(s.room, QStringLiteral("Living Room"));
+    EXPECT_EQ(s.title, QStringLiteral("Clair de lune"));
+    EXPECT_TRUE(s.playing);
+    EXPECT_EQ(s.picks.size(), 5);
+    EXPECT_EQ(s.updated, clock.now().addMSecs(-400));
+}
+
+TEST_F(Widget, ChangeOfNothingButTimeWritesNothing)
+{
+    session->loadDemo();
+    clock.advance(1s);
+    writer->sessionChanged();
+    clock.advance(1s);
+    EXPECT_EQ(writer->writes(), 1);
+}
+
+TEST_F(Widget, EmptySessionSaysOpenYourControllerWithEmptyPicks)
+{
+    writer->sessionChanged();
+    clock.advance(1s);
+    QFile f(path());
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    const QByteArray raw = f.readAll();
+    EXPECT_TRUE(raw.contains("\"picks\":[]"));
+    EXPECT_EQ(read().title, QStringLiteral("Open your controller"));
+}
+
+TEST(WidgetSnapshotFile, DatesAreSecondsSince2001AndBadFilesAreRefused)
+{
+    ControllerWidgetSnapshot s;
+    s.updated = QDateTime(QDate(2001, 1, 2), QTime(0, 0), Qt::UTC);
+    EXPECT_TRUE(s.encode().contains("\"updated\":86400"));
+    EXPECT_FALSE(ControllerWidgetSnapshot::decode("{\"room\":1}").has_value());
+    EXPECT_FALSE(ControllerWidgetSnapshot::decode("not json").has_value());
+    EXPECT_EQ(ControllerWidgetSnapshot::decode(s.encode()), s);
+}
