@@ -64,8 +64,10 @@ QList<SonosGroup> RoomMembershipChange::simulatedGroups(const QList<SonosGroup> 
             other.coordinatorId = other.playerIds.first();
         out.append(other);
     }
+    // A removed room stands alone until the real grouping is read back; its
+    // id must not clash with the changed group's.
     for (const QString &id : playerIdsToRemove)
-        out.append(SonosGroup{id, nameOf(id), id, std::nullopt, {id}});
+        out.append(SonosGroup{id == group.id ? id + QStringLiteral(":alone") : id, nameOf(id), id, std::nullopt, {id}});
     return out;
 }
 

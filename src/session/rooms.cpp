@@ -48,6 +48,8 @@ QCoro::Task<bool> HouseSession::groupRooms(QSet<QString> selected)
     try {
         if (m_demo) {
             // The preview household changes on screen only.
+            if (change.playerIdsToRemove.contains(coordinator))
+                coordinator = change.playerIds.first();
         } else if (m_guest) {
             auto host = [this](const QString &player) { return m_guestHosts.value(player); };
             // The coordinator leaving hands the group to the first room that stays.
