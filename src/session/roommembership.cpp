@@ -52,6 +52,10 @@ QList<SonosGroup> RoomMembershipChange::simulatedGroups(const QList<SonosGroup> 
             changed.playerIds = playerIds;
             if (!playerIds.contains(changed.coordinatorId) && !playerIds.isEmpty())
                 changed.coordinatorId = playerIds.first();
+            // Named as the speakers name a group: its coordinator, then how many more.
+            changed.name = nameOf(changed.coordinatorId);
+            if (playerIds.size() > 1)
+                changed.name += QStringLiteral(" + %1").arg(playerIds.size() - 1);
             out.append(changed);
             continue;
         }
