@@ -1,0 +1,88 @@
+#pragma once
+
+#include "kit/fakehttpserver.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace velotte::fake {
+
+// A household of simulated speakers, each on its own loopback address at
+// port 1400, answering like real ones: device description, rendering and
+// transport control with a queue, zone group topology that follows real
+// grouping, and an alarm list. Faults can be injected per speaker.
+class FakeSpeakers : public QObject {
+    Q_OBJECT
+public:
+    struct Track {
+        QString title;
+        QString artist;
+        QString album;
+        qint64 duration = 0; // 0: a stream
+        QString uri;
+    };
+    struct Speaker {
+        QString id;   // RINCON_…
+        QString room;
+        QString host;
+        QString model = QStringLiteral("Sonos One");
+        bool invisible = false;    // the second speaker of a stereo pair
+        QStringList satellites;    // home-theatre surrounds and sub
+        QString follows;           // coordinator id; itself when it leads
+        int volume = 20;
+        bool muted = false;
+        int bass = 0;
+        // Transport state of a coordinator.
+        QString state = QStringLiteral("PAUSED_PLAYBACK");
+        qint64 position = 0;
+        qint64 since = 0;
+        int track = 0;
+        QList<Track> queue;
+        int updateID = 1;
+        QString playMode = QStringLiteral("NORMAL");
+        QString streamURI;
+        // Faults.
+        int latencyMs = 0;
+        bool noAnswer = false;
+        bool forbidden = false;  // local control switched off: 403 to every action
+        bool serverError = false;
+        QHash<QString, int> upnpErrors; // action -> UPnP errorCode
+        int requests = 0;
+    };
+
+    // `base` is the first speaker's address; the others follow it
+    // (127.0.0.11, .12, ...). The default household has a stereo pair, a
+    // home-theatre room with satellites and plain rooms.
+    explicit FakeSpeakers(const QString &base = QStringLiteral("127.0.0.11"), int count = 5, QObject *parent = nullptr);
+    ~FakeSpeakers() override;
+    // Listens on every address; false when one cannot be bound.
+    bool start();
+    QStringList hosts() const;
+    QStringList visibleHosts() const;
+
+    std::vector<Speaker> speakers;
+    Speaker *byHost(const QString &host);
+    Speaker *byID(const QString &id);
+    Speaker &coordinatorOf(Speaker &s);
+    QString zoneGroupState() const;
+    // Members (visible or not) following the coordinator with this id.
+    QList<const Speaker *> membersOf(const QString &coordinator) const;
+
+private:
+    Response handle(Speaker &speaker, const Request &request);
+    Response soap(Speaker &speaker, const QString &action, const QString &body);
+    Response transport(Speaker &speaker, const QString &action, const QString &body);
+    qint64 positionOf(const Speaker &s) const;
+    void setState(Speaker &s, const QString &state);
+
+    QElapsedTimer m_clock;
+    std::vector<std::unique_ptr<HttpServer>> m_servers;
+};
+
+} // namespace velotte::fake
