@@ -1,17 +1,30 @@
 #include "wiring.h"
 
-#include "session/localports.h"
+#include "core/networktransport.h"
+#include "core/settings.h"
+#include "local/guesthouse.h"
+#include "session/liveports.h"
 
 namespace velotte::cli {
 
 struct Wiring::Parts {
     GlobalOptions options;
+    std::unique_ptr<GuestHouse> house;
     std::shared_ptr<LocalPorts> local;
 };
 
 Wiring::Wiring(const GlobalOptions &options) : d(std::make_unique<Parts>())
 {
     d->options = options;
+    if (options.demo)
+        return;
+    d->house = std::make_unique<GuestHouse>(NetworkTransport::shared());
+    // A manual list wins over Bonjour: many networks block multicast.
+    QStringList hosts = options.speakers;
+    if (hosts.isEmpty())
+        hosts = ServiceAddresses::load().speakers;
+    if (!hosts.isEmpty())
+        d->local = liveLocalPorts(*d->house, manualHosts(hosts));
 }
 
 Wiring::~Wiring() = default;
