@@ -40,8 +40,11 @@ QCoro::Task<int> run(const Command &command, GlobalOptions options, QStringList 
 {
     Context context(std::move(options));
     try {
-        if (command.needsHousehold && !co_await context.start())
-            co_return failed;
+        if (command.needsHousehold) {
+            const bool started = co_await context.start();
+            if (!started)
+                co_return failed;
+        }
         co_return co_await command.run(context, args);
     } catch (const Cancelled &) {
         co_return failed;
@@ -127,11 +130,13 @@ int parseAndRun(QCoreApplication &app)
     }
     int status = failed;
     bool done = false;
-    auto task = [&]() -> QCoro::Task<void> {
+    // A named closure: the coroutine keeps referring to it after it suspends.
+    auto body = [&]() -> QCoro::Task<void> {
         status = co_await run(*command, options, rest);
         done = true;
         QCoreApplication::exit(status);
-    }();
+    };
+    auto task = body();
     if (!done)
         app.exec();
     return status;

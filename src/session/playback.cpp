@@ -56,7 +56,11 @@ QCoro::Task<void> HouseSession::sendToggle(bool play, QString groupID, QUuid com
     try {
         if (m_guest) {
             const auto host = guestHost(groupID);
-            if (!host || !m_services.local || !co_await m_services.local->transport(play ? QStringLiteral("Play") : QStringLiteral("Pause"), *host))
+            if (!host || !m_services.local)
+                throw SpeakerUnreachable();
+            const QString verb = play ? QStringLiteral("Play") : QStringLiteral("Pause");
+            const bool sent = co_await m_services.local->transport(verb, *host);
+            if (!sent)
                 throw SpeakerUnreachable();
         } else if (m_services.api) {
             co_await m_services.api->setPlaying(groupID, play);

@@ -1,6 +1,7 @@
 // Reading what plays: cloud and local playback reads, the playback clock.
 #include "housesession.h"
 #include "localports.h"
+#include "pending.h"
 
 #include "cloud/sonosclient.h"
 #include "core/logging.h"
@@ -28,6 +29,7 @@ QCoro::Task<void> HouseSession::refreshPlayback()
     if (!m_activeGroupID || !m_services.api)
         co_return;
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     const QUuid token = m_playbackRefreshID = QUuid::createUuid();
     const QUuid read = QUuid::createUuid();
     m_activePlaybackRead = read;
@@ -105,6 +107,7 @@ QCoro::Task<void> HouseSession::refreshGuestPlayback()
     if (!m_activeGroupID || !m_services.local || !m_services.local->nowPlaying)
         co_return;
     QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
     const QUuid token = m_playbackRefreshID = QUuid::createUuid();
     const auto host = guestHost(*m_activeGroupID);
     std::optional<LocalNow> now;

@@ -52,19 +52,36 @@ QCoro::Task<bool> HouseSession::groupRooms(QSet<QString> selected)
                 coordinator = change.playerIds.first();
         } else if (m_guest) {
             auto host = [this](const QString &player) { return m_guestHosts.value(player); };
-            // The coordinator leaving hands the group to the first room that stays.
+            QStringList joining = change.playerIdsToAdd;
             if (change.playerIdsToRemove.contains(coordinator) && !change.playerIds.isEmpty()) {
                 const QString next = change.playerIds.first();
-                sent = m_services.local && m_services.local->delegate && co_await m_services.local->delegate(next, host(coordinator));
+                if (change.group.playerIds.contains(next)) {
+                    // The coordinator leaving hands the group to a room that stays.
+                    sent = m_services.local && m_services.local->delegate;
+                    if (sent)
+                        sent = co_await m_services.local->delegate(next, host(coordinator));
+                } else {
+                    // None of the group stays: the new group forms around the first chosen room.
+                    joining = change.playerIds;
+                    sent = m_services.local && m_services.local->separate;
+                    if (sent)
+                        sent = co_await m_services.local->separate(host(next));
+                }
                 coordinator = next;
             }
-            for (const QString &player : change.playerIdsToAdd) {
-                if (sent && player != coordinator)
-                    sent = m_services.local && m_services.local->join && co_await m_services.local->join(coordinator, host(player));
+            for (const QString &player : joining) {
+                if (!sent || player == coordinator)
+                    continue;
+                sent = m_services.local && m_services.local->join;
+                if (sent)
+                    sent = co_await m_services.local->join(coordinator, host(player));
             }
             for (const QString &player : change.playerIdsToRemove) {
+                if (!sent)
+                    break;
+                sent = m_services.local && m_services.local->separate;
                 if (sent)
-                    sent = m_services.local && m_services.local->separate && co_await m_services.local->separate(host(player));
+                    sent = co_await m_services.local->separate(host(player));
             }
             if (!self)
                 co_return false;

@@ -115,7 +115,8 @@ QCoro::Task<void> HouseSession::sendPlayerVolume(QString playerID, int volume, Q
     try {
         if (local) {
             const QString host = m_guestHosts.value(playerID);
-            ok = !host.isEmpty() && m_services.local && m_services.local->setVolume && co_await m_services.local->setVolume(host, volume);
+            if (!host.isEmpty() && m_services.local && m_services.local->setVolume)
+                ok = co_await m_services.local->setVolume(host, volume);
         } else if (m_services.api) {
             co_await m_services.api->setPlayerVolume(playerID, volume);
             ok = true;
@@ -152,7 +153,8 @@ QCoro::Task<void> HouseSession::sendMute(bool muted, QString groupID, QUuid conn
     try {
         if (m_guest) {
             const auto host = guestHost(groupID);
-            ok = host && m_services.local && m_services.local->setMuted && co_await m_services.local->setMuted(*host, muted);
+            if (host && m_services.local && m_services.local->setMuted)
+                ok = co_await m_services.local->setMuted(*host, muted);
         } else if (m_services.api) {
             co_await m_services.api->setMuted(groupID, muted);
             ok = true;
@@ -209,7 +211,9 @@ QCoro::Task<void> HouseSession::refreshRoomControls()
     try {
         if (m_guest) {
             const auto host = guestHost(groupID);
-            const std::optional<LocalNow> now = host && m_services.local ? co_await m_services.local->nowPlaying(*host) : std::nullopt;
+            std::optional<LocalNow> now;
+            if (host && m_services.local && m_services.local->nowPlaying)
+                now = co_await m_services.local->nowPlaying(*host);
             if (!now)
                 throw SpeakerUnreachable();
             if (self && connection == m_connectionID) {
@@ -296,7 +300,9 @@ QCoro::Task<void> HouseSession::refreshBassControl()
         setBassNote(noBassHost);
         co_return;
     }
-    const std::optional<int> level = m_services.local && m_services.local->bass ? co_await m_services.local->bass(*host) : std::nullopt;
+    std::optional<int> level;
+    if (m_services.local && m_services.local->bass)
+        level = co_await m_services.local->bass(*host);
     if (!self || request != m_bassRequestID)
         co_return;
     if (!level) {
@@ -335,7 +341,9 @@ QCoro::Task<void> HouseSession::writeBass(int level, QString host, QUuid edit, C
     co_await m_clock.sleep(250ms, cancel); // the slider's debounce
     if (!self || cancel.isCancelled() || edit != m_bassEditID)
         co_return;
-    const bool ok = m_services.local && m_services.local->setBass && co_await m_services.local->setBass(host, level);
+    bool ok = false;
+    if (m_services.local && m_services.local->setBass)
+        ok = co_await m_services.local->setBass(host, level);
     if (!self)
         co_return;
     if (m_bassTask && *m_bassTask == cancel)

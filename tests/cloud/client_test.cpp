@@ -136,8 +136,10 @@ TEST_F(Client, SecondRateLimitWithinTheHorizonDoesNotShortenIt)
         co_return test::reply(429, {}, {{"Retry-After", mine == 0 ? "120" : "5"}});
     });
     bool done1 = false, done2 = false;
-    auto a = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 1); } catch (...) {} done1 = true; }();
-    auto b = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 2); } catch (...) {} done2 = true; }();
+    auto aBody = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 1); } catch (...) {} done1 = true; };
+    auto a = aBody();
+    auto bBody = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 2); } catch (...) {} done2 = true; };
+    auto b = bBody();
     gates[0].fire();
     gates[1].fire();
     EXPECT_TRUE(done1 && done2);

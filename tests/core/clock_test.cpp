@@ -22,10 +22,11 @@ TEST(VirtualClock, WakesSleepersInDeadlineOrderAtTheirOwnTime)
     qint64 seenAt = -1;
     auto a = sleeper(clock, 300ms, order, 1);
     auto b = sleeper(clock, 100ms, order, 2);
-    auto c = [&]() -> QCoro::Task<void> {
+    auto cBody = [&]() -> QCoro::Task<void> {
         co_await clock.sleep(200ms);
         seenAt = clock.monotonicMillis();
-    }();
+    };
+    auto c = cBody();
     clock.advance(150ms);
     EXPECT_EQ(order, (std::vector<int>{2}));
     clock.advance(1000ms);
@@ -39,12 +40,13 @@ TEST(VirtualClock, ChainedSleepsWithinOneAdvanceAllRun)
 {
     VirtualClock clock;
     int ticks = 0;
-    auto loop = [&]() -> QCoro::Task<void> {
+    auto loopBody = [&]() -> QCoro::Task<void> {
         for (int i = 0; i < 10; ++i) {
             co_await clock.sleep(500ms);
             ++ticks;
         }
-    }();
+    };
+    auto loop = loopBody();
     clock.advance(2600ms);
     EXPECT_EQ(ticks, 5);
     clock.advance(10s);

@@ -26,8 +26,10 @@ TEST_F(SessionTest, TwoBootstrapsShareOneStartUp)
 {
     transport.hold = true;
     bool first = false, second = false;
-    auto a = [&]() -> QCoro::Task<void> { co_await session->bootstrap(); first = true; }();
-    auto b = [&]() -> QCoro::Task<void> { co_await session->bootstrap(); second = true; }();
+    auto aBody = [&]() -> QCoro::Task<void> { co_await session->bootstrap(); first = true; };
+    auto a = aBody();
+    auto bBody = [&]() -> QCoro::Task<void> { co_await session->bootstrap(); second = true; };
+    auto b = bBody();
     EXPECT_TRUE(session->isBootstrapping());
     transport.hold = false;
     while (!transport.held.empty()) {

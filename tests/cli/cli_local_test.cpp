@@ -1,0 +1,128 @@
+#include "clirunner.h"
+
+#include "services/fakespeakers.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace velotte;
+using namespace velotte::test;
+
+namespace {
+// Each test binary takes its own loopback block, so parallel tests never meet.
+struct CliLocal : ::testing::Test {
+    QTemporaryDir home;
+    fake::FakeSpeakers speakers{QStringLiteral("127.0.42.11"), 5};
+
+    void SetUp() override
+    {
+        if (!speakers.start())
+            GTEST_SKIP() << "cannot bind port 1400 on 127.0.42.x (needs root)";
+    }
+    CliResult ctl(QStringList args)
+    {
+        args.prepend(speakers.visibleHosts().join(QLatin1Char(',')));
+        args.prepend(QStringLiteral("--speakers"));
+        return runCli(args, home);
+    }
+    fake::FakeSpeakers::Speaker &living() { return speakers.speakers[0]; }
+    fake::FakeSpeakers::Speaker &kitchen() { return speakers.speakers[2]; }
+};
+} // namespace
+
+TEST_F(CliLocal, RoomsAndStatusFromTheSpeakers)
+{
+    const auto rooms = ctl({QStringLiteral("rooms"), QStringLiteral("--json")});
+    ASSERT_EQ(rooms.exit, 0) << rooms.err.toStdString();
+    const QJsonArray groups = QJsonDocument::fromJson(rooms.out.toUtf8()).array();
+    ASSERT_EQ(groups.size(), 4); // the stereo partner is not a room of its own
+    const QJsonObject first = groups[0].toObject();
+    EXPECT_EQ(first.value(QStringLiteral("name")).toString(), QStringLiteral("Living Room"));
+    EXPECT_EQ(first.value(QStringLiteral("players")).toArray().size(), 1);
+    EXPECT_EQ(first.value(QStringLiteral("players")).toArray()[0].toObject().value(QStringLiteral("host")).toString(), QStringLiteral("127.0.42.11"));
+
+    const auto status = ctl({QStringLiteral("status"), QStringLiteral("--json")});
+    const QJsonObject s = QJsonDocument::fromJson(status.out.toUtf8()).object();
+    EXPECT_EQ(s.value(QStringLiteral("title")).toString(), QStringLiteral("Clair de lune"));
+    EXPECT_TRUE(s.value(QStringLiteral("playing")).toBool());
+    EXPECT_EQ(s.value(QStringLiteral("durationMillis")).toInteger(), 300000);
+    EXPECT_GE(s.value(QStringLiteral("positionMillis")).toInteger(), 42000);
+}
+
+TEST_F(CliLocal, TransportCommandsChangeTheSpeaker)
+{
+    EXPECT_EQ(ctl({QStringLiteral("pause")}).exit, 0);
+    EXPECT_EQ(living().state, QStringLiteral("PAUSED_PLAYBACK"));
+    EXPECT_EQ(ctl({QStringLiteral("play")}).exit, 0);
+    EXPECT_EQ(living().state, QStringLiteral("PLAYING"));
+    EXPECT_EQ(ctl({QStringLiteral("toggle")}).exit, 0);
+    EXPECT_EQ(living().state, QStringLiteral("PAUSED_PLAYBACK"));
+    EXPECT_EQ(ctl({QStringLiteral("next")}).exit, 0);
+    EXPECT_EQ(living().track, 1);
+    const auto status = ctl({QStringLiteral("status")});
+    EXPECT_TRUE(status.out.contains(QStringLiteral("Salt & Pepper — The Condiments"))) << status.out.toStdString();
+    EXPECT_EQ(ctl({QStringLiteral("seek"), QStringLiteral("1:30")}).exit, 0);
+    EXPECT_EQ(living().position, 90000);
+    EXPECT_EQ(ctl({QStringLiteral("seek"), QStringLiteral("50%")}).exit, 0);
+    EXPECT_EQ(living().position, 100000); // half of 3:21, to the second
+    EXPECT_EQ(ctl({QStringLiteral("previous")}).exit, 0); // past 3 s: back to the start
+    EXPECT_EQ(living().position, 0);
+    EXPECT_EQ(living().track, 1);
+    EXPECT_EQ(ctl({QStringLiteral("previous")}).exit, 0);
+    EXPECT_EQ(living().track, 0);
+    EXPECT_EQ(ctl({QStringLiteral("shuffle"), QStringLiteral("on")}).exit, 0);
+    EXPECT_EQ(living().playMode, QStringLiteral("SHUFFLE_NOREPEAT"));
+    EXPECT_EQ(ctl({QStringLiteral("--room"), QStringLiteral("kitchen"), QStringLiteral("play")}).exit, 0);
+    EXPECT_EQ(kitchen().state, QStringLiteral("PLAYING"));
+}
+
+TEST_F(CliLocal, SoundCommands)
+{
+    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("35")}).exit, 0);
+    EXPECT_EQ(living().volume, 35);
+    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("+5")}).exit, 0);
+    EXPECT_EQ(living().volume, 40);
+    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("150")}).exit, 0);
+    EXPECT_EQ(living().volume, 100);
+    EXPECT_EQ(ctl({QStringLiteral("mute"), QStringLiteral("on")}).exit, 0);
+    EXPECT_TRUE(living().muted);
+    EXPECT_EQ(ctl({QStringLiteral("bass"), QStringLiteral("4")}).exit, 0);
+    EXPECT_EQ(living().bass, 4);
+    EXPECT_TRUE(ctl({QStringLiteral("bass")}).out.contains(QStringLiteral("bass 4")));
+    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("--player"), QStringLiteral("Kitchen"), QStringLiteral("9")}).exit, 0);
+    EXPECT_EQ(kitchen().volume, 9);
+}
+
+TEST_F(CliLocal, GroupingChangesTheTopology)
+{
+    const auto joined = ctl({QStringLiteral("group"), QStringLiteral("Living Room"), QStringLiteral("Kitchen"), QStringLiteral("Bedroom")});
+    ASSERT_EQ(joined.exit, 0) << joined.err.toStdString();
+    EXPECT_EQ(kitchen().follows, living().id);
+    EXPECT_EQ(speakers.speakers[3].follows, living().id);
+    EXPECT_EQ(ctl({QStringLiteral("ungroup"), QStringLiteral("Kitchen")}).exit, 0);
+    EXPECT_EQ(kitchen().follows, kitchen().id);
+    // The coordinator leaving hands the group over first.
+    const auto handed = ctl({QStringLiteral("group"), QStringLiteral("Bedroom")});
+    ASSERT_EQ(handed.exit, 0) << handed.err.toStdString();
+    EXPECT_EQ(speakers.speakers[3].follows, speakers.speakers[3].id);
+    EXPECT_EQ(living().follows, living().id);
+}
+
+TEST_F(CliLocal, FaultsGiveTheSentences)
+{
+    living().upnpErrors.insert(QStringLiteral("Pause"), 701);
+    const auto refused = ctl({QStringLiteral("pause")});
+    EXPECT_EQ(refused.exit, 1);
+    EXPECT_EQ(refused.err.trimmed(), QStringLiteral("Could not pause in Living Room. The speaker did not answer. Check that it is on the same Wi-Fi network."));
+
+    living().forbidden = true;
+    const auto status = ctl({QStringLiteral("status")});
+    EXPECT_EQ(status.exit, 1);
+    EXPECT_TRUE(status.out.contains(QStringLiteral("Could not reach this room. Check that your speakers are on the same Wi-Fi network.")));
+
+    living().forbidden = false;
+    living().latencyMs = 6000; // longer than the 4-second time-out
+    const auto slow = ctl({QStringLiteral("next")});
+    EXPECT_EQ(slow.exit, 1);
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace velotte::test {
+
+struct CliResult {
+    int exit = -1;
+    QString out;
+    QString err;
+};
+
+// Runs velottectl while this process's event loop keeps serving the fakes.
+// Each run gets private XDG directories.
+inline CliResult runCli(const QStringList &args, const QTemporaryDir &home, int limitMs = 30000)
+{
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
+    env.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral("data")));
+    env.insert(QStringLiteral("HOME"), home.path());
+    env.insert(QStringLiteral("VELOTTE_SECRETS"), home.filePath(QStringLiteral("none.plist")));
+    p.setProcessEnvironment(env);
+    p.start(QStringLiteral(VELOTTECTL), args);
+    QElapsedTimer t;
+    t.start();
+    while (p.state() != QProcess::NotRunning && t.elapsed() < limitMs)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
+    if (p.state() != QProcess::NotRunning) {
+        p.kill();
+        p.waitForFinished();
+        ADD_FAILURE() << "velottectl " << args.join(QLatin1Char(' ')).toStdString() << " did not finish";
+    }
+    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardOutput()),
+            QString::fromUtf8(p.readAllStandardError())};
+}
+
+} // namespace velotte::test
