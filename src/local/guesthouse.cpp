@@ -216,7 +216,8 @@ QList<GuestHouse::Member> GuestHouse::members(const QString &body)
         const QString attributes = it.next().captured(1);
         Member m;
         m.id = uuid.match(attributes).captured(1);
-        m.name = zoneName.match(attributes).captured(1);
+        // Attribute values carry their own entities ("Kitchen &amp; Dining").
+        m.name = Soap::unescape(zoneName.match(attributes).captured(1));
         m.hidden = invisible.match(attributes).captured(1) == u"1"_s;
         const QString url = location.match(attributes).captured(1);
         if (!url.isEmpty()) {

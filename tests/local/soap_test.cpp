@@ -1,0 +1,147 @@
+#include "local/guesthouse.h"
+#include "local/soap.h"
+#include "testkit/testkit.h"
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace std::chrono_literals;
+
+TEST(Soap, LongEnvelopeByteForByte)
+{
+    EXPECT_EQ(Soap::envelope(QStringLiteral("GetBass"), Soap::renderingControl, QStringLiteral("<InstanceID>0</InstanceID>")),
+              QStringLiteral("<?xml version=\"1.0\"?>\n"
+                             "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\n"
+                             "<s:Body>\n"
+                             "<u:GetBass xmlns:u=\"urn:schemas-upnp-org:service:RenderingControl:1\">\n"
+                             "<InstanceID>0</InstanceID>\n"
+                             "</u:GetBass>\n"
+                             "</s:Body>\n"
+                             "</s:Envelope>"));
+}
+
+TEST(Soap, ShortEnvelopeKeepsArgumentOrderAndEscapes)
+{
+    const Soap::Fields fields{{QStringLiteral("InstanceID"), QStringLiteral("0")},
+                              {QStringLiteral("CurrentURI"), QStringLiteral("x-rincon-queue:RINCON_1#0")},
+                              {QStringLiteral("CurrentURIMetaData"), QStringLiteral("<a href=\"x\">R&B's</a>")}};
+    EXPECT_EQ(Soap::shortEnvelope(Soap::avTransport, QStringLiteral("SetAVTransportURI"), fields),
+              QStringLiteral("<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body>"
+                             "<u:SetAVTransportURI xmlns:u=\"urn:schemas-upnp-org:service:AVTransport:1\">"
+                             "<InstanceID>0</InstanceID><CurrentURI>x-rincon-queue:RINCON_1#0</CurrentURI>"
+                             "<CurrentURIMetaData>&lt;a href=&quot;x&quot;&gt;R&amp;B's&lt;/a&gt;</CurrentURIMetaData>"
+                             "</u:SetAVTransportURI></s:Body></s:Envelope>"));
+}
+
+TEST(Soap, SetURIEnvelopeEscapesTitleOnceInsideTheEscapedDocument)
+{
+    const QString e = Soap::setURIEnvelope(QStringLiteral("x-rincon:RINCON_A"), QStringLiteral("Tom & Jerry"));
+    EXPECT_TRUE(e.startsWith(QStringLiteral("<?xml version=\"1.0\"?>\n<s:Envelope")));
+    EXPECT_TRUE(e.contains(QStringLiteral("<InstanceID>0</InstanceID>\n<CurrentURI>x-rincon:RINCON_A</CurrentURI>\n<CurrentURIMetaData>&lt;DIDL-Lite xmlns:dc=&quot;")));
+    EXPECT_TRUE(e.contains(QStringLiteral("&lt;dc:title&gt;Tom &amp; Jerry&lt;/dc:title&gt;")));
+    EXPECT_TRUE(e.contains(QStringLiteral("&lt;res&gt;x-rincon:RINCON_A&lt;/res&gt;&lt;/item&gt;&lt;/DIDL-Lite&gt;</CurrentURIMetaData>\n</u:SetAVTransportURI>")));
+}
+
+TEST(Soap, EscapingOrderAndDecoding)
+{
+    EXPECT_EQ(Soap::escape(QStringLiteral("a&<>\"'")), QStringLiteral("a&amp;&lt;&gt;&quot;'"));
+    EXPECT_EQ(Soap::escape(QStringLiteral("&lt;")), QStringLiteral("&amp;lt;")); // never escaped twice by accident
+    EXPECT_EQ(Soap::unescape(QStringLiteral("&amp;lt;")), QStringLiteral("&lt;")); // ampersand last
+    EXPECT_EQ(Soap::unescape(Soap::escape(QStringLiteral("R&B <3 \"x\""))), QStringLiteral("R&B <3 \"x\""));
+}
+
+TEST(Soap, TagExtractor)
+{
+    EXPECT_EQ(Soap::tag(QStringLiteral("CurrentVolume"), QStringLiteral("<u:R><CurrentVolume>\n 42 \n</CurrentVolume></u:R>")), QStringLiteral("42"));
+    EXPECT_FALSE(Soap::tag(QStringLiteral("CurrentVolume"), QStringLiteral("<CurrentVolume>  \n </CurrentVolume>")).has_value());
+    EXPECT_FALSE(Soap::tag(QStringLiteral("CurrentVolume"), QStringLiteral("<CurrentVolume>42")).has_value());
+    EXPECT_EQ(Soap::tag(QStringLiteral("a.b+"), QStringLiteral("<axb>no</axb><a.b+ x=\"1\">yes</a.b+>")), QStringLiteral("yes"));
+    EXPECT_EQ(Soap::tag(QStringLiteral("T"), QStringLiteral("<T>first</T><T>second</T>")), QStringLiteral("first"));
+    EXPECT_EQ(Soap::tag(QStringLiteral("T"), QStringLiteral("<T attr=\"v\">multi\nline</T>")), QStringLiteral("multi\nline"));
+}
+
+TEST(Soap, IntegersClocksAndModes)
+{
+    EXPECT_EQ(Soap::integer(QStringLiteral("+12")), 12);
+    EXPECT_EQ(Soap::integer(QStringLiteral("-7")), -7);
+    EXPECT_FALSE(Soap::integer(QStringLiteral("12a")).has_value());
+    EXPECT_FALSE(Soap::integer(QStringLiteral("-")).has_value());
+    EXPECT_FALSE(Soap::integer(QStringLiteral("")).has_value());
+    EXPECT_FALSE(Soap::integer(QStringLiteral("99999999999999999999")).has_value());
+    EXPECT_EQ(Soap::clock(3725000), QStringLiteral("1:02:05"));
+    EXPECT_EQ(Soap::clock(-5), QStringLiteral("0:00:00"));
+    EXPECT_EQ(Soap::millis(QStringLiteral("0:03:07")), 187000);
+    EXPECT_EQ(Soap::millis(QStringLiteral("1:00:00")), 3600000);
+    EXPECT_EQ(Soap::millis(QStringLiteral("NOT_IMPLEMENTED")), 0);
+    EXPECT_EQ(Soap::millis(QStringLiteral("::5")), 5000);
+    EXPECT_EQ(Soap::millis(QStringLiteral("99999999999999:0:0")), 0);
+    EXPECT_EQ(Soap::playMode(true, false), QStringLiteral("SHUFFLE_NOREPEAT"));
+    EXPECT_EQ(Soap::playMode(true, true), QStringLiteral("SHUFFLE"));
+    EXPECT_EQ(Soap::playMode(false, true), QStringLiteral("REPEAT_ALL"));
+    EXPECT_EQ(Soap::playMode(false, false), QStringLiteral("NORMAL"));
+}
+
+namespace {
+struct Calls : ::testing::Test {
+    test::RecordingTransport transport{[](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        co_return test::reply(200, "<s:Envelope><s:Body><u:R><CurrentVolume>+30</CurrentVolume><CurrentBass>14</CurrentBass></u:R></s:Body></s:Envelope>");
+    }};
+    GuestHouse house{transport};
+};
+} // namespace
+
+TEST_F(Calls, RequestsCarryTheirFlavour)
+{
+    EXPECT_TRUE(test::await(house.setVolume(QStringLiteral("10.0.0.2"), 150)));
+    EXPECT_TRUE(test::await(house.setBass(QStringLiteral("10.0.0.2"), -12)));
+    EXPECT_TRUE(test::await(house.transport(QStringLiteral("Play"), QStringLiteral("10.0.0.2"))));
+    EXPECT_TRUE(test::await(house.delegate(QStringLiteral("RINCON_&1"), QStringLiteral("10.0.0.2"))));
+    EXPECT_TRUE(test::await(house.seek(QStringLiteral("10.0.0.2"), 3725000)));
+    const auto &r = transport.requests;
+    ASSERT_EQ(r.size(), 5u);
+    EXPECT_EQ(r[0].url.toString(), QStringLiteral("http://10.0.0.2:1400/MediaRenderer/RenderingControl/Control"));
+    EXPECT_EQ(r[0].method, "POST");
+    EXPECT_EQ(r[0].timeout, 4s);
+    EXPECT_EQ(r[0].header("Content-Type"), "text/xml; charset=\"utf-8\"");
+    EXPECT_EQ(r[0].header("SOAPACTION"), "urn:schemas-upnp-org:service:RenderingControl:1#SetVolume");
+    EXPECT_TRUE(r[0].body.contains("<InstanceID>0</InstanceID><Channel>Master</Channel><DesiredVolume>100</DesiredVolume>"));
+    EXPECT_TRUE(r[1].body.contains("<InstanceID>0</InstanceID><DesiredBass>-10</DesiredBass>"));
+    EXPECT_TRUE(r[2].body.contains("<InstanceID>0</InstanceID><Speed>1</Speed>"));
+    EXPECT_EQ(r[2].header("SOAPACTION"), "urn:schemas-upnp-org:service:AVTransport:1#Play");
+    EXPECT_TRUE(r[3].body.contains("<NewCoordinator>RINCON_&amp;1</NewCoordinator><RejoinGroup>0</RejoinGroup>"));
+    EXPECT_TRUE(r[4].body.contains("<Unit>REL_TIME</Unit><Target>1:02:05</Target>"));
+}
+
+TEST_F(Calls, ReadsValuesAndRefusesOutOfRange)
+{
+    EXPECT_EQ(test::await(house.volume(QStringLiteral("h"))), 30);
+    EXPECT_FALSE(test::await(house.bass(QStringLiteral("h"))).has_value()); // 14 is no bass level
+}
+
+TEST_F(Calls, FailuresAreNoValue)
+{
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return test::reply(500, "<errorCode>701</errorCode>"); });
+    EXPECT_FALSE(test::await(house.setMuted(QStringLiteral("h"), true)));
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        throw TransportError(TransportError::Kind::Timeout, QStringLiteral("late"));
+        co_return test::reply(200);
+    });
+    EXPECT_FALSE(test::await(house.volume(QStringLiteral("h"))).has_value());
+    EXPECT_FALSE(test::await(house.nowPlaying(QStringLiteral("h"))).has_value());
+    const size_t before = transport.requests.size();
+    EXPECT_FALSE(test::await(house.setMuted(QStringLiteral(""), true)));
+    EXPECT_FALSE(test::await(house.setMuted(QStringLiteral("bad host name"), true)));
+    EXPECT_EQ(transport.requests.size(), before); // no request without a host
+}
+
+TEST(Track, MetadataIsDecodedOnceForTheDocumentAndOnceForItsTexts)
+{
+    const QString reply = QStringLiteral("&lt;DIDL-Lite&gt;&lt;item&gt;&lt;dc:title&gt;Salt &amp;amp; Pepper&lt;/dc:title&gt;"
+                                         "&lt;dc:creator&gt;Simon &amp;amp; Garfunkel&lt;/dc:creator&gt;&lt;/item&gt;&lt;/DIDL-Lite&gt;");
+    const auto [title, artist] = GuestHouse::track(reply);
+    EXPECT_EQ(title, QStringLiteral("Salt & Pepper"));
+    EXPECT_EQ(artist, QStringLiteral("Simon & Garfunkel"));
+    EXPECT_EQ(GuestHouse::track(QStringLiteral("&lt;item&gt;&lt;title&gt;Plain&lt;/title&gt;&lt;/item&gt;")).first, QStringLiteral("Plain"));
+    EXPECT_TRUE(GuestHouse::track(QStringLiteral("NOT_IMPLEMENTED")).first.isEmpty());
+    EXPECT_TRUE(GuestHouse::track(QStringLiteral("&lt;DIDL-Lite&gt;&lt;item&gt;&lt;dc:title&gt;cut off")).first.isEmpty());
+}

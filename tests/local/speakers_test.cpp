@@ -1,0 +1,112 @@
+#include "core/networktransport.h"
+#include "local/guesthouse.h"
+#include "services/fakespeakers.h"
+#include "testkit/testkit.h"
+
+#include <QNetworkAccessManager>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+
+namespace {
+struct Speakers : ::testing::Test {
+    fake::FakeSpeakers speakers{QStringLiteral("127.0.43.11"), 5};
+    QNetworkAccessManager manager;
+    NetworkTransport transport{&manager};
+    GuestHouse house{transport};
+
+    void SetUp() override
+    {
+        if (!speakers.start())
+            GTEST_SKIP() << "cannot bind port 1400 on 127.0.43.x (needs root)";
+    }
+    QString host(int i) const { return speakers.speakers[size_t(i)].host; }
+    QHash<QString, QString> found() const
+    {
+        QHash<QString, QString> map;
+        for (const QString &h : speakers.visibleHosts())
+            map.insert(h, h);
+        return map;
+    }
+};
+} // namespace
+
+TEST_F(Speakers, DiscoverBuildsRoomsFromTheLiveTopology)
+{
+    const auto snapshot = test::await(house.discover(found()));
+    ASSERT_EQ(snapshot.groups.size(), 4);
+    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room"));
+    EXPECT_EQ(snapshot.players.size(), 4);
+    EXPECT_EQ(snapshot.hosts.value(speakers.speakers[0].id), host(0));
+    EXPECT_EQ(snapshot.hosts.value(speakers.speakers[1].id), host(1)); // the invisible partner still has a host
+}
+
+TEST_F(Speakers, NowPlayingDecodesTextsAndState)
+{
+    speakers.speakers[0].track = 1;
+    const auto now = test::await(house.nowPlaying(host(0)));
+    ASSERT_TRUE(now.has_value());
+    EXPECT_EQ(now->title, QStringLiteral("Salt & Pepper"));
+    EXPECT_EQ(now->artist, QStringLiteral("The Condiments"));
+    EXPECT_TRUE(now->playing);
+    EXPECT_EQ(now->durationMillis, 201000);
+    EXPECT_TRUE(now->canSkip && now->canSkipBack && now->canSeek);
+    EXPECT_EQ(now->volume, 20);
+    // A member reports its coordinator's playback.
+    ASSERT_TRUE(test::await(house.join(speakers.speakers[0].id, host(2))));
+    EXPECT_EQ(test::await(house.nowPlaying(host(2)))->title, QStringLiteral("Salt & Pepper"));
+}
+
+TEST_F(Speakers, EveryOperationReachesTheSpeaker)
+{
+    EXPECT_TRUE(test::await(house.setVolume(host(2), 33)));
+    EXPECT_EQ(test::await(house.volume(host(2))), 33);
+    EXPECT_TRUE(test::await(house.setBass(host(2), -4)));
+    EXPECT_EQ(test::await(house.bass(host(2))), -4);
+    EXPECT_TRUE(test::await(house.setMuted(host(2), true)));
+    EXPECT_TRUE(speakers.speakers[2].muted);
+    EXPECT_TRUE(test::await(house.transport(QStringLiteral("Play"), host(2))));
+    EXPECT_EQ(speakers.speakers[2].state, QStringLiteral("PLAYING"));
+    EXPECT_TRUE(test::await(house.seek(host(2), 61000)));
+    EXPECT_EQ(speakers.speakers[2].position, 61000);
+    EXPECT_TRUE(test::await(house.playMode(host(2), false, true)));
+    EXPECT_EQ(speakers.speakers[2].playMode, QStringLiteral("REPEAT_ALL"));
+    EXPECT_TRUE(test::await(house.join(speakers.speakers[0].id, host(3))));
+    EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[0].id, host(0))), false);
+    EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[3].id, host(0))), false);
+    EXPECT_TRUE(test::await(house.delegate(speakers.speakers[3].id, host(0))));
+    EXPECT_EQ(speakers.speakers[0].follows, speakers.speakers[3].id);
+    EXPECT_TRUE(test::await(house.separate(host(0))));
+    EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[0].id, host(0))), true);
+    EXPECT_FALSE(test::await(house.standaloneRoom(QStringLiteral("RINCON_NOBODY"), host(0))).has_value());
+    EXPECT_EQ(test::await(house.identity(host(4)))->name, QStringLiteral("TV Room"));
+}
+
+TEST_F(Speakers, FaultsAreNoValueNeverACrash)
+{
+    auto &s = speakers.speakers[2];
+    s.forbidden = true; // local control switched off
+    EXPECT_FALSE(test::await(house.setVolume(host(2), 10)));
+    EXPECT_FALSE(test::await(house.nowPlaying(host(2))).has_value());
+    s.forbidden = false;
+    s.upnpErrors.insert(QStringLiteral("Next"), 711);
+    EXPECT_FALSE(test::await(house.transport(QStringLiteral("Next"), host(2))));
+    s.serverError = true;
+    EXPECT_FALSE(test::await(house.volume(host(2))).has_value());
+    s.serverError = false;
+    s.noAnswer = true;
+    EXPECT_FALSE(test::await(house.volume(host(2)), 10000).has_value()); // gives up after 4 s
+    EXPECT_FALSE(test::await(house.identity(QStringLiteral("127.0.43.99"))).has_value());
+    EXPECT_EQ(test::await(house.discover({{QStringLiteral("x"), QStringLiteral("127.0.43.99")}})).groups.size(), 0);
+}
+
+TEST_F(Speakers, TransportsThatAreNotTheRealOneStillParse)
+{
+    // A TV input answers with the literal NOT_IMPLEMENTED for metadata.
+    speakers.speakers[4].streamURI = QStringLiteral("x-sonos-htastream:RINCON_F0F6C1A2B3C401400:spdif");
+    const auto now = test::await(house.nowPlaying(host(4)));
+    ASSERT_TRUE(now.has_value());
+    EXPECT_TRUE(now->title.isEmpty());
+    EXPECT_EQ(now->durationMillis, 0);
+}

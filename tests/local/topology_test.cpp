@@ -1,0 +1,125 @@
+#include "local/guesthouse.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+
+namespace {
+QString fixture(const char *name)
+{
+    QFile f(QStringLiteral(VELOTTE_TEST_DATA_DIR "/local/") + QLatin1String(name));
+    EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << name;
+    return QString::fromUtf8(f.readAll());
+}
+
+// A reply for a household of n speakers, each in a room of its own,
+// padded with the dozens of attributes real members carry.
+QString household(int n)
+{
+    QString groups;
+    for (int i = 0; i < n; ++i) {
+        const QString id = QStringLiteral("RINCON_%1%2").arg(i, 12, 16, QLatin1Char('0')).arg(QStringLiteral("01400")).toUpper();
+        groups += QStringLiteral("<ZoneGroup Coordinator=\"%1\" ID=\"%1:%2\"><ZoneGroupMember UUID=\"%1\" Location=\"http://10.1.%3.%4:1400/xml/device_description.xml\" "
+                                 "ZoneName=\"Room %2\" Icon=\"x-rincon-roomicon:office\" Configuration=\"1\" SoftwareVersion=\"80.1-55240\" SWGen=\"2\" "
+                                 "MinCompatibleVersion=\"79.0-00000\" LegacyCompatibleVersion=\"58.0-00000\" BootSeq=\"93\" TVConfigurationError=\"0\" "
+                                 "HdmiCecAvailable=\"0\" WirelessMode=\"0\" WirelessLeafOnly=\"0\" ChannelFreq=\"2437\" BehindWifiExtender=\"0\" "
+                                 "WifiEnabled=\"1\" EthLink=\"0\" Orientation=\"0\" RoomCalibrationState=\"4\" SecureRegState=\"3\" VoiceConfigState=\"0\" "
+                                 "MicEnabled=\"0\" AirPlayEnabled=\"1\" IdleState=\"1\" MoreInfo=\"\" SSLPort=\"1443\" HHSSLPort=\"1843\"/></ZoneGroup>")
+                      .arg(id).arg(i).arg(i / 200).arg(i % 200 + 10);
+    }
+    QString state = QStringLiteral("<ZoneGroupState><ZoneGroups>") + groups + QStringLiteral("</ZoneGroups></ZoneGroupState>");
+    state.replace(QLatin1Char('&'), QStringLiteral("&amp;")).replace(QLatin1Char('<'), QStringLiteral("&lt;")).replace(QLatin1Char('>'), QStringLiteral("&gt;")).replace(QLatin1Char('"'), QStringLiteral("&quot;"));
+    return QStringLiteral("<s:Envelope><s:Body><u:R><ZoneGroupState>") + state + QStringLiteral("</ZoneGroupState></u:R></s:Body></s:Envelope>");
+}
+} // namespace
+
+TEST(Topology, RealHouseholdWithPairsSatellitesAndABridge)
+{
+    const auto rooms = GuestHouse::rooms(fixture("zonegroupstate.xml"));
+    ASSERT_EQ(rooms.size(), 4);
+    // Coordinator listed second; the invisible stereo partner is not a visible member.
+    EXPECT_EQ(rooms[0].coordinator, QStringLiteral("RINCON_000E58A1B2C301400"));
+    EXPECT_EQ(rooms[0].name, QStringLiteral("Living Room"));
+    ASSERT_EQ(rooms[0].members.size(), 2);
+    EXPECT_EQ(rooms[0].members[0].first, QStringLiteral("RINCON_000E58A1B2C301400"));
+    EXPECT_EQ(rooms[0].members[1].second, QStringLiteral("Kitchen & Dining"));
+    EXPECT_EQ(rooms[0].hosts.value(QStringLiteral("RINCON_000E58A1B2C401400")), QStringLiteral("192.168.1.21"));
+    // The group id belongs to another player; satellites nested inside a member are not members.
+    EXPECT_EQ(rooms[1].id, QStringLiteral("RINCON_38420B1C2D3E01400:77"));
+    EXPECT_EQ(rooms[1].members.size(), 1);
+    EXPECT_EQ(rooms[1].name, QStringLiteral("TV Room"));
+    // Lower-case spelling of the coordinator.
+    EXPECT_EQ(rooms[2].coordinator, QStringLiteral("RINCON_B8E937AABBCC01400"));
+    EXPECT_EQ(rooms[2].hosts.value(QStringLiteral("RINCON_B8E937AABBCC01400")), QStringLiteral("fe80::1"));
+    // A bridge is a group without visible members.
+    EXPECT_TRUE(rooms[3].members.isEmpty());
+
+    const auto snapshot = GuestHouse::snapshot(rooms, {}, {});
+    EXPECT_EQ(snapshot.groups.size(), 3);
+    EXPECT_EQ(snapshot.players.size(), 4);
+    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room + 1"));
+    EXPECT_EQ(snapshot.groups[0].playerIds, (QStringList{QStringLiteral("RINCON_000E58A1B2C301400"), QStringLiteral("RINCON_38420B1C2D3E01400")}));
+}
+
+TEST(Topology, OlderFirmwareAndMissingNames)
+{
+    const auto rooms = GuestHouse::rooms(fixture("zonegroupstate-old.xml"));
+    ASSERT_EQ(rooms.size(), 1);
+    EXPECT_EQ(rooms[0].hosts.value(QStringLiteral("RINCON_A")), QStringLiteral("10.0.0.5"));
+    GuestHouse::Room nameless{QStringLiteral("G:1"), QString(), QStringLiteral("RINCON_X"), {{QStringLiteral("RINCON_X"), QString()}}, {}};
+    const auto snapshot = GuestHouse::snapshot({nameless}, {}, {});
+    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Room"));
+    EXPECT_EQ(snapshot.players[0].name, QStringLiteral("Room"));
+    EXPECT_EQ(GuestHouse::snapshot({nameless}, {}, {{QStringLiteral("RINCON_X"), QStringLiteral("Study")}}).players[0].name, QStringLiteral("Study"));
+}
+
+TEST(Topology, OnlyInvisibleOneHides)
+{
+    const auto members = GuestHouse::members(QStringLiteral("<ZoneGroupMember UUID=\"A\" Invisible=\"true\" ZoneName=\"x\"/><ZoneGroupMember UUID=\"B\" Invisible=\"1\"/>"
+                                                             "<ZoneGroupMember UUID=\"C\" Location=\"not a url\"/>"));
+    ASSERT_EQ(members.size(), 3);
+    EXPECT_FALSE(members[0].hidden);
+    EXPECT_TRUE(members[1].hidden);
+    EXPECT_FALSE(members[2].host.has_value());
+}
+
+TEST(Topology, LargeHouseholds)
+{
+    const QString big = household(64);
+    ASSERT_GT(big.size(), 64 * 1024);
+    const auto rooms = GuestHouse::rooms(big);
+    ASSERT_EQ(rooms.size(), 64);
+    EXPECT_EQ(rooms[31].name, QStringLiteral("Room 31"));
+    EXPECT_EQ(rooms[63].hosts.size(), 1);
+}
+
+TEST(Topology, BadInputGivesNoRooms)
+{
+    EXPECT_TRUE(GuestHouse::rooms(QString()).isEmpty());
+    EXPECT_TRUE(GuestHouse::rooms(QStringLiteral("<ZoneGroupState>&lt;ZoneGroup Coordinator=&quot;A&quot;&gt;&lt;ZoneGroupMem")).isEmpty());
+    EXPECT_TRUE(GuestHouse::rooms(QString::fromUtf8("<ZoneGroupState>\xff\xfe\xfd</ZoneGroupState>")).isEmpty());
+    // Entities are decoded in the right order: an escaped "<" inside a name
+    // never opens a tag of the state document.
+    const auto rooms = GuestHouse::rooms(QStringLiteral("<ZoneGroupState>&lt;ZoneGroup Coordinator=&quot;A&quot; ID=&quot;A:1&quot;&gt;"
+                                                        "&lt;ZoneGroupMember UUID=&quot;A&quot; ZoneName=&quot;&amp;lt;/ZoneGroup&amp;gt;&quot;/&gt;&lt;/ZoneGroup&gt;</ZoneGroupState>"));
+    ASSERT_EQ(rooms.size(), 1);
+    EXPECT_EQ(rooms[0].name, QStringLiteral("</ZoneGroup>"));
+    EXPECT_EQ(rooms[0].members.size(), 1);
+    QString huge(10 * 1024 * 1024, QLatin1Char('x'));
+    EXPECT_TRUE(GuestHouse::rooms(huge).isEmpty());
+}
+
+TEST(DeviceDescription, IdentityFromUdnAndNames)
+{
+    const auto id = GuestHouse::identityOf(QStringLiteral("<root><device><friendlyName>192.168.1.20 - Sonos One - RINCON_A</friendlyName>"
+                                                          "<roomName>Kids/Play</roomName><UDN>uuid:RINCON_A01400</UDN>#DEACTIVATION_1#</device></root>"));
+    ASSERT_TRUE(id.has_value());
+    EXPECT_EQ(id->id, QStringLiteral("RINCON_A01400"));
+    EXPECT_EQ(id->name, QStringLiteral("Kids/Play"));
+    EXPECT_EQ(GuestHouse::identityOf(QStringLiteral("<UDN>uuid:R</UDN><friendlyName>F</friendlyName>"))->name, QStringLiteral("F"));
+    EXPECT_EQ(GuestHouse::identityOf(QStringLiteral("<UDN>uuid:R</UDN>"))->name, QStringLiteral("Room"));
+    EXPECT_FALSE(GuestHouse::identityOf(QStringLiteral("<root/>")).has_value());
+}
