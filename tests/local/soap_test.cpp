@@ -1,4 +1,6 @@
+#include "local/applemusicdirect.h"
 #include "local/guesthouse.h"
+#include "news/newsalarmfailure.h"
 #include "local/soap.h"
 #include "testkit/testkit.h"
 
@@ -144,4 +146,39 @@ TEST(Track, MetadataIsDecodedOnceForTheDocumentAndOnceForItsTexts)
     EXPECT_EQ(GuestHouse::track(QStringLiteral("&lt;item&gt;&lt;title&gt;Plain&lt;/title&gt;&lt;/item&gt;")).first, QStringLiteral("Plain"));
     EXPECT_TRUE(GuestHouse::track(QStringLiteral("NOT_IMPLEMENTED")).first.isEmpty());
     EXPECT_TRUE(GuestHouse::track(QStringLiteral("&lt;DIDL-Lite&gt;&lt;item&gt;&lt;dc:title&gt;cut off")).first.isEmpty());
+}
+
+TEST(ShortForm, QueueRequestsQuoteTheActionAndMapFailures)
+{
+    test::RecordingTransport transport{[](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.body.contains("Remove"))
+            co_return test::reply(200, "<s:Fault><UPnPError><errorCode>1028</errorCode></UPnPError></s:Fault>");
+        if (r.body.contains("Seek"))
+            co_return test::reply(500, "");
+        co_return test::reply(200, "<NewUpdateID>3</NewUpdateID>");
+    }};
+    const Soap::Fields fields{{QStringLiteral("UpdateID"), QStringLiteral("0")}, {QStringLiteral("NumberOfURIs"), QStringLiteral("1")}};
+    EXPECT_TRUE(test::await(AppleMusicDirect::request(transport, QStringLiteral("10.0.0.2"), QStringLiteral("AddMultipleURIsToQueue"), fields)).contains(QStringLiteral("3")));
+    const HttpRequest &r = transport.requests.back();
+    EXPECT_EQ(r.header("SOAPACTION"), "\"urn:schemas-upnp-org:service:AVTransport:1#AddMultipleURIsToQueue\"");
+    EXPECT_EQ(r.header("Content-Type"), "text/xml; charset=utf-8");
+    EXPECT_EQ(r.timeout, 60s);
+    EXPECT_TRUE(r.body.startsWith("<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body><u:AddMultipleURIsToQueue"));
+    try {
+        test::await(AppleMusicDirect::request(transport, QStringLiteral("10.0.0.2"), QStringLiteral("RemoveTrackRangeFromQueue"), {}));
+        FAIL();
+    } catch (const AppleMusicDirect::Failure &e) {
+        EXPECT_EQ(transport.requests.back().timeout, 10s);
+        EXPECT_EQ(e.sentence(), QStringLiteral("The Sonos queue changed while songs were being added. Queued music will keep playing; try the selection again to replace it."));
+    }
+    try {
+        test::await(AppleMusicDirect::request(transport, QStringLiteral("10.0.0.2"), QStringLiteral("Seek"), {}));
+        FAIL();
+    } catch (const AppleMusicDirect::Failure &e) {
+        EXPECT_EQ(e.kind(), AppleMusicDirect::Failure::Kind::rejected);
+        EXPECT_EQ(e.code(), QStringLiteral("500"));
+    }
+    EXPECT_EQ(AppleMusicDirect::Failure::network().sentence().left(37), QStringLiteral("Sonos is unreachable on this local ne"));
+    EXPECT_EQ(NewsAlarmFailure(NewsAlarmFailure::Kind::response).sentence(),
+              QStringLiteral("Sonos didn’t confirm the alarm. Refresh schedules before trying again."));
 }
