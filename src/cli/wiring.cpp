@@ -2,7 +2,9 @@
 
 #include "core/networktransport.h"
 #include "core/settings.h"
+#include "local/avahibrowser.h"
 #include "local/guesthouse.h"
+#include "local/speakerfinder.h"
 #include "session/liveports.h"
 
 namespace velotte::cli {
@@ -10,6 +12,8 @@ namespace velotte::cli {
 struct Wiring::Parts {
     GlobalOptions options;
     std::unique_ptr<GuestHouse> house;
+    std::unique_ptr<AvahiBrowser> bonjour;
+    std::unique_ptr<SpeakerFinder> finder;
     std::shared_ptr<LocalPorts> local;
 };
 
@@ -23,8 +27,14 @@ Wiring::Wiring(const GlobalOptions &options) : d(std::make_unique<Parts>())
     QStringList hosts = options.speakers;
     if (hosts.isEmpty())
         hosts = ServiceAddresses::load().speakers;
-    if (!hosts.isEmpty())
+    if (!hosts.isEmpty()) {
         d->local = liveLocalPorts(*d->house, manualHosts(hosts));
+        return;
+    }
+    d->bonjour = std::make_unique<AvahiBrowser>();
+    d->finder = std::make_unique<SpeakerFinder>(*d->bonjour, Clock::system());
+    SpeakerFinder *finder = d->finder.get();
+    d->local = liveLocalPorts(*d->house, [finder]() { return finder->hosts(); });
 }
 
 Wiring::~Wiring() = default;

@@ -1,0 +1,230 @@
+#include "avahibrowser.h"
+
+#include "core/logging.h"
+
+#include <QHash>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <avahi-client/client.h>
+#include <avahi-client/lookup.h>
+#include <avahi-common/error.h>
+#include <avahi-common/watch.h>
+
+#include <sys/time.h>
+
+// An AvahiPoll on the Qt loop: watches are socket notifiers, timeouts timers.
+struct AvahiWatch {
+    int fd;
+    AvahiWatchEvent wanted;
+    AvahiWatchEvent last = AvahiWatchEvent(0);
+    AvahiWatchCallback callback;
+    void *userdata;
+    QSocketNotifier *read = nullptr;
+    QSocketNotifier *write = nullptr;
+};
+
+struct AvahiTimeout {
+    QTimer timer;
+    AvahiTimeoutCallback callback;
+    void *userdata;
+};
+
+namespace velotte {
+
+namespace {
+
+void fireWatch(AvahiWatch *w, AvahiWatchEvent event)
+{
+    w->last = event;
+    w->callback(w, w->fd, event, w->userdata);
+    w->last = AvahiWatchEvent(0);
+}
+
+void updateWatch(AvahiWatch *w, AvahiWatchEvent event)
+{
+    w->wanted = event;
+    w->read->setEnabled(event & AVAHI_WATCH_IN);
+    w->write->setEnabled(event & AVAHI_WATCH_OUT);
+}
+
+AvahiWatch *watchNew(const AvahiPoll *, int fd, AvahiWatchEvent event, AvahiWatchCallback callback, void *userdata)
+{
+    auto *w = new AvahiWatch{fd, event, AvahiWatchEvent(0), callback, userdata};
+    w->read = new QSocketNotifier(fd, QSocketNotifier::Read);
+    w->write = new QSocketNotifier(fd, QSocketNotifier::Write);
+    QObject::connect(w->read, &QSocketNotifier::activated, w->read, [w] { fireWatch(w, AVAHI_WATCH_IN); });
+    QObject::connect(w->write, &QSocketNotifier::activated, w->write, [w] { fireWatch(w, AVAHI_WATCH_OUT); });
+    updateWatch(w, event);
+    return w;
+}
+
+AvahiWatchEvent watchEvents(AvahiWatch *w) { return w->last; }
+
+void watchFree(AvahiWatch *w)
+{
+    w->read->setEnabled(false);
+    w->write->setEnabled(false);
+    w->read->deleteLater();
+    w->write->deleteLater();
+    delete w;
+}
+
+void armTimeout(AvahiTimeout *t, const struct timeval *tv)
+{
+    if (!tv) {
+        t->timer.stop();
+        return;
+    }
+    struct timeval now;
+    gettimeofday(&now, nullptr);
+    const qint64 ms = (qint64(tv->tv_sec) - now.tv_sec) * 1000 + (qint64(tv->tv_usec) - now.tv_usec) / 1000;
+    t->timer.start(int(std::max<qint64>(0, ms)));
+}
+
+AvahiTimeout *timeoutNew(const AvahiPoll *, const struct timeval *tv, AvahiTimeoutCallback callback, void *userdata)
+{
+    auto *t = new AvahiTimeout{{}, callback, userdata};
+    t->timer.setSingleShot(true);
+    QObject::connect(&t->timer, &QTimer::timeout, &t->timer, [t] { t->callback(t, t->userdata); });
+    armTimeout(t, tv);
+    return t;
+}
+
+void timeoutFree(AvahiTimeout *t) { delete t; }
+
+const AvahiPoll qtPoll = {nullptr, watchNew, updateWatch, watchEvents, watchFree, timeoutNew, armTimeout, timeoutFree};
+
+} // namespace
+
+struct AvahiBrowser::Impl {
+    AvahiClient *client = nullptr;
+    AvahiServiceBrowser *browser = nullptr;
+    Events events;
+    struct Pending {
+        AvahiServiceResolver *resolver = nullptr;
+        QTimer *deadline = nullptr;
+    };
+    QHash<QString, Pending> resolving;
+    struct Seen {
+        AvahiIfIndex interface;
+        AvahiProtocol protocol;
+        QString type;
+        QString domain;
+    };
+    QHash<QString, Seen> seen;
+
+    void done(const QString &name)
+    {
+        auto it = resolving.find(name);
+        if (it == resolving.end())
+            return;
+        if (it->resolver)
+            avahi_service_resolver_free(it->resolver);
+        delete it->deadline;
+        resolving.erase(it);
+    }
+
+    static void browsed(AvahiServiceBrowser *, AvahiIfIndex interface, AvahiProtocol protocol, AvahiBrowserEvent event, const char *name,
+                        const char *type, const char *domain, AvahiLookupResultFlags, void *userdata)
+    {
+        auto *self = static_cast<Impl *>(userdata);
+        switch (event) {
+        case AVAHI_BROWSER_NEW: {
+            const QString service = QString::fromUtf8(name);
+            if (!self->seen.contains(service))
+                self->seen.insert(service, {interface, protocol, QString::fromUtf8(type), QString::fromUtf8(domain)});
+            self->events.found(service);
+            break;
+        }
+        case AVAHI_BROWSER_ALL_FOR_NOW:
+            self->events.allForNow();
+            break;
+        case AVAHI_BROWSER_FAILURE:
+            qCWarning(lcLocal) << "Bonjour browse failed:" << avahi_strerror(avahi_client_errno(self->client));
+            self->events.allForNow();
+            break;
+        default:
+            break;
+        }
+    }
+
+    static void resolved(AvahiServiceResolver *, AvahiIfIndex, AvahiProtocol, AvahiResolverEvent event, const char *name, const char *, const char *,
+                         const char *hostName, const AvahiAddress *address, uint16_t, AvahiStringList *, AvahiLookupResultFlags, void *userdata)
+    {
+        auto *self = static_cast<Impl *>(userdata);
+        const QString service = QString::fromUtf8(name);
+        if (!self->resolving.contains(service))
+            return;
+        self->done(service);
+        if (event != AVAHI_RESOLVER_FOUND) {
+            self->events.failed(service);
+            return;
+        }
+        std::optional<QString> ipv4;
+        if (address && address->proto == AVAHI_PROTO_INET) {
+            char text[AVAHI_ADDRESS_STR_MAX];
+            avahi_address_snprint(text, sizeof text, address);
+            ipv4 = QString::fromLatin1(text);
+        }
+        self->events.resolved(service, ipv4, QString::fromUtf8(hostName ? hostName : ""));
+    }
+};
+
+AvahiBrowser::AvahiBrowser() : d(std::make_unique<Impl>()) {}
+
+AvahiBrowser::~AvahiBrowser() { stop(); }
+
+bool AvahiBrowser::start(Events events)
+{
+    stop();
+    d->events = std::move(events);
+    int error = 0;
+    d->client = avahi_client_new(&qtPoll, AvahiClientFlags(0), nullptr, nullptr, &error);
+    if (!d->client) {
+        qCDebug(lcLocal) << "no Avahi daemon:" << avahi_strerror(error);
+        return false;
+    }
+    d->browser = avahi_service_browser_new(d->client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, "_sonos._tcp", "local", AvahiLookupFlags(0),
+                                           &Impl::browsed, d.get());
+    if (!d->browser) {
+        stop();
+        return false;
+    }
+    return true;
+}
+
+void AvahiBrowser::resolve(const QString &name)
+{
+    const auto seen = d->seen.value(name);
+    Impl::Pending pending;
+    pending.resolver = avahi_service_resolver_new(d->client, seen.interface, seen.protocol, name.toUtf8().constData(), seen.type.toUtf8().constData(),
+                                                  seen.domain.toUtf8().constData(), AVAHI_PROTO_UNSPEC, AvahiLookupFlags(0), &Impl::resolved, d.get());
+    if (!pending.resolver) {
+        QTimer::singleShot(0, [this, name] { d->events.failed(name); });
+        return;
+    }
+    pending.deadline = new QTimer;
+    pending.deadline->setSingleShot(true);
+    QObject::connect(pending.deadline, &QTimer::timeout, pending.deadline, [this, name] {
+        d->done(name);
+        d->events.failed(name);
+    });
+    pending.deadline->start(5000);
+    d->resolving.insert(name, pending);
+}
+
+void AvahiBrowser::stop()
+{
+    for (const QString &name : d->resolving.keys())
+        d->done(name);
+    if (d->browser)
+        avahi_service_browser_free(d->browser);
+    d->browser = nullptr;
+    if (d->client)
+        avahi_client_free(d->client);
+    d->client = nullptr;
+    d->seen.clear();
+}
+
+} // namespace velotte

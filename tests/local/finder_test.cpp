@@ -1,0 +1,114 @@
+#include "local/speakerfinder.h"
+#include "testkit/testkit.h"
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace std::chrono_literals;
+
+namespace {
+class FakeBrowse final : public BrowseBackend {
+public:
+    bool daemon = true;
+    int starts = 0;
+    int stops = 0;
+    QStringList resolves;
+    Events events;
+    bool start(Events e) override
+    {
+        ++starts;
+        events = std::move(e);
+        return daemon;
+    }
+    void resolve(const QString &name) override { resolves << name; }
+    void stop() override { ++stops; }
+};
+
+struct Finder : ::testing::Test {
+    VirtualClock clock;
+    FakeBrowse backend;
+    SpeakerFinder finder{backend, clock};
+    std::optional<QHash<QString, QString>> first, second;
+    QCoro::Task<void> ask(std::optional<QHash<QString, QString>> &into, bool twice = false)
+    {
+        // No co_await inside a conditional expression: GCC 12 miscompiles it.
+        if (twice)
+            into = co_await finder.hosts();
+        else
+            into = co_await finder.lookup();
+    }
+};
+} // namespace
+
+TEST_F(Finder, OverlappingCallersShareOneBrowse)
+{
+    auto a = ask(first);
+    auto b = ask(second);
+    EXPECT_EQ(backend.starts, 1);
+    backend.events.found(QStringLiteral("Sonos-RINCON_A@Living Room"));
+    backend.events.found(QStringLiteral("Sonos-RINCON_A@Living Room")); // again over IPv6
+    backend.events.found(QStringLiteral("Sonos-RINCON_B@Kitchen"));
+    EXPECT_EQ(backend.resolves.size(), 2);
+    clock.advance(1s);
+    backend.events.resolved(QStringLiteral("Sonos-RINCON_A@Living Room"), QStringLiteral("192.168.1.20"), QStringLiteral("sonos-a.local."));
+    clock.advance(1s); // B still resolving: no finish yet
+    EXPECT_FALSE(first.has_value());
+    backend.events.resolved(QStringLiteral("Sonos-RINCON_B@Kitchen"), std::nullopt, QStringLiteral("sonos-b.local.."));
+    clock.advance(499ms);
+    EXPECT_FALSE(first.has_value());
+    clock.advance(1ms);
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(*first, *second);
+    EXPECT_EQ(first->value(QStringLiteral("Sonos-RINCON_A@Living Room")), QStringLiteral("192.168.1.20"));
+    EXPECT_EQ(first->value(QStringLiteral("Sonos-RINCON_B@Kitchen")), QStringLiteral("sonos-b.local")); // IPv6 only: by name
+    EXPECT_EQ(backend.stops, 1);
+    EXPECT_FALSE(finder.browsing());
+}
+
+TEST_F(Finder, EndsEightSecondsAfterTheLastBrowserEvent)
+{
+    auto a = ask(first);
+    clock.advance(5s);
+    backend.events.allForNow(); // re-arms for 8 s
+    clock.advance(7999ms);
+    EXPECT_FALSE(first.has_value());
+    clock.advance(1ms);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_TRUE(first->isEmpty());
+}
+
+TEST_F(Finder, FailedResolutionAndEmptyNames)
+{
+    auto a = ask(first);
+    backend.events.found(QStringLiteral("X"));
+    backend.events.found(QStringLiteral("Y"));
+    backend.events.failed(QStringLiteral("X"));
+    backend.events.resolved(QStringLiteral("Y"), std::nullopt, QStringLiteral("..."));
+    clock.advance(500ms);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_TRUE(first->isEmpty());
+}
+
+TEST_F(Finder, AnEmptyFirstAnswerIsAskedAgainOnce)
+{
+    auto a = ask(first, true);
+    clock.advance(8s);
+    EXPECT_FALSE(first.has_value());
+    EXPECT_EQ(backend.starts, 2); // the second attempt browses afresh
+    backend.events.found(QStringLiteral("S"));
+    backend.events.resolved(QStringLiteral("S"), QStringLiteral("10.0.0.9"), {});
+    clock.advance(500ms);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_EQ(first->value(QStringLiteral("S")), QStringLiteral("10.0.0.9"));
+}
+
+TEST_F(Finder, NoDaemonAnswersEmptyAtOnce)
+{
+    backend.daemon = false;
+    auto a = ask(first, true);
+    test::drain();
+    ASSERT_TRUE(first.has_value());
+    EXPECT_TRUE(first->isEmpty());
+    EXPECT_EQ(backend.starts, 2);
+    EXPECT_EQ(clock.sleepers(), 0);
+}
