@@ -2,22 +2,14 @@
 
 #include "localports.h"
 
-#include <QCoroTask>
+#include "local/localconnections.h"
 
-#include <functional>
 #include <memory>
 
 namespace velotte {
 
-class GuestHouse;
-
-// Where speakers are found: a manual list, or Bonjour. Answers a map of
-// service name (or host) to host.
-using HostSource = std::function<QCoro::Task<QHash<QString, QString>>()>;
-
-HostSource manualHosts(const QStringList &hosts);
-
-// The local operations of the session bound to real speakers.
+// The local operations of the session bound to real speakers: the room and
+// bass connections plus the single-speaker operations.
 std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts);
 
 } // namespace velotte

@@ -1,4 +1,5 @@
 #include "local/guesthouse.h"
+#include "local/localconnections.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -122,4 +123,16 @@ TEST(DeviceDescription, IdentityFromUdnAndNames)
     EXPECT_EQ(GuestHouse::identityOf(QStringLiteral("<UDN>uuid:R</UDN><friendlyName>F</friendlyName>"))->name, QStringLiteral("F"));
     EXPECT_EQ(GuestHouse::identityOf(QStringLiteral("<UDN>uuid:R</UDN>"))->name, QStringLiteral("Room"));
     EXPECT_FALSE(GuestHouse::identityOf(QStringLiteral("<root/>")).has_value());
+}
+
+TEST(BassHost, PlayersMeetBonjourServicesOnTheirDeviceID)
+{
+    const QHash<QString, QString> services{{QStringLiteral("Sonos-RINCON_48A6B8C0FFEE01400@Living Room"), QStringLiteral("192.168.1.20")},
+                                           {QStringLiteral("rincon_5caafd0beef201400@Kitchen"), QStringLiteral("192.168.1.21")},
+                                           {QStringLiteral("odd:name@x"), QStringLiteral("192.168.1.22")}};
+    EXPECT_EQ(LocalBassConnection::host(QStringLiteral("RINCON_48A6B8C0FFEE01400"), services), QStringLiteral("192.168.1.20"));
+    EXPECT_EQ(LocalBassConnection::host(QStringLiteral("RINCON_5CAAFD0BEEF201400"), services), QStringLiteral("192.168.1.21"));
+    EXPECT_EQ(LocalBassConnection::host(QStringLiteral("ODD"), services), QStringLiteral("192.168.1.22"));
+    EXPECT_FALSE(LocalBassConnection::host(QStringLiteral("RINCON_NOPE"), services).has_value());
+    EXPECT_EQ(LocalBassConnection::deviceID(QStringLiteral("abc@def")), QStringLiteral("ABC"));
 }
