@@ -1,6 +1,6 @@
 #include "local/applemusicdirect.h"
 #include "local/guesthouse.h"
-#include "news/newsalarmfailure.h"
+#include "news/newsalarmclient.h"
 #include "local/soap.h"
 #include "testkit/testkit.h"
 
