@@ -179,6 +179,34 @@ TEST(ShortForm, QueueRequestsQuoteTheActionAndMapFailures)
         EXPECT_EQ(e.code(), QStringLiteral("500"));
     }
     EXPECT_EQ(AppleMusicDirect::Failure::network().sentence().left(37), QStringLiteral("Sonos is unreachable on this local ne"));
-    EXPECT_EQ(NewsAlarmFailure(NewsAlarmFailure::Kind::response).sentence(),
+}
+
+TEST(ShortForm, AlarmRequestsAndTheirFailures)
+{
+    test::RecordingTransport transport{[](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.body.contains("CreateAlarm"))
+            co_return test::reply(200, "<s:Fault><errorCode>801</errorCode></s:Fault>");
+        if (r.body.contains("DestroyAlarm"))
+            throw TransportError(TransportError::Kind::Network, QStringLiteral("refused"));
+        co_return test::reply(200, "<CurrentAlarmList>x</CurrentAlarmList>");
+    }};
+    EXPECT_EQ(test::await(NewsAlarmClient::request(transport, QStringLiteral("10.0.0.3"), QStringLiteral("ListAlarms"), {})),
+              QStringLiteral("<CurrentAlarmList>x</CurrentAlarmList>"));
+    const HttpRequest &r = transport.requests.back();
+    EXPECT_EQ(r.url.toString(), QStringLiteral("http://10.0.0.3:1400/AlarmClock/Control"));
+    EXPECT_EQ(r.header("SOAPACTION"), "\"urn:schemas-upnp-org:service:AlarmClock:1#ListAlarms\"");
+    EXPECT_EQ(r.body, "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body><u:ListAlarms xmlns:u=\"urn:schemas-upnp-org:service:AlarmClock:1\"></u:ListAlarms></s:Body></s:Envelope>");
+    EXPECT_EQ(r.timeout, 10s);
+    auto kindOf = [&](const char *action) {
+        try {
+            test::await(NewsAlarmClient::request(transport, QStringLiteral("10.0.0.3"), QLatin1String(action), {}));
+        } catch (const NewsAlarmClient::Failure &e) {
+            return e.kind();
+        }
+        return NewsAlarmClient::Failure::Kind::invalid;
+    };
+    EXPECT_EQ(kindOf("CreateAlarm"), NewsAlarmClient::Failure::Kind::rejected);
+    EXPECT_EQ(kindOf("DestroyAlarm"), NewsAlarmClient::Failure::Kind::network);
+    EXPECT_EQ(NewsAlarmClient::Failure(NewsAlarmClient::Failure::Kind::response).sentence(),
               QStringLiteral("Sonos didn’t confirm the alarm. Refresh schedules before trying again."));
 }
