@@ -69,6 +69,12 @@ FakeCloud::FakeCloud(QObject *parent)
 
 bool FakeCloud::listen(const QHostAddress &address, quint16 port) { return m_server.listen(address, port); }
 
+void FakeCloud::requireIssuedTokens()
+{
+    m_tokens = {QStringLiteral("no token issued yet")};
+    signIn.issued = [this](const QString &token) { m_tokens.insert(token); };
+}
+
 QUrl FakeCloud::apiRoot() const
 {
     QUrl url = m_server.baseUrl();
@@ -176,6 +182,8 @@ QJsonObject FakeCloud::groupJson(const Group &g) const
 
 Response FakeCloud::handle(const Request &request)
 {
+    if (auto answer = signIn.handle(request))
+        return *answer;
     for (const auto &mount : m_mounts) {
         if (auto answer = mount(request))
             return *answer;
@@ -411,9 +419,12 @@ const Registration registration({
         auto *cloud = new FakeCloud(parent);
         if (!cloud->listen(QHostAddress::LocalHost, quint16(parser.value(QStringLiteral("cloud-port")).toUInt())))
             return {QStringLiteral("error: cannot listen on the cloud port")};
+        cloud->requireIssuedTokens();
+        QUrl base = cloud->baseUrl();
         return {QStringLiteral("Control API at %1").arg(cloud->apiRoot().toString()),
-                QStringLiteral("household %1 \"%2\" with %3 rooms; any bearer token is accepted")
-                    .arg(cloud->householdID(), cloud->householdName).arg(cloud->players.size())};
+                QStringLiteral("household %1 \"%2\" with %3 rooms").arg(cloud->householdID(), cloud->householdName).arg(cloud->players.size()),
+                QStringLiteral("sign-in at %1/login/v3/oauth; SonosSecrets.plist: ClientID %2, ClientSecret %3, APIRoot %4, AuthorizeURL %1/login/v3/oauth, TokenURL %1/login/v3/oauth/access")
+                    .arg(base.toString(), cloud->signIn.clientID, cloud->signIn.clientSecret, cloud->apiRoot().toString())};
     },
 });
 } // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakeauth.h"
 #include "kit/fakehttpserver.h"
 
 #include <QElapsedTimer>
@@ -74,6 +75,11 @@ public:
 
     // Tokens the routes accept; an empty set accepts any non-empty bearer.
     void acceptTokens(QSet<QString> tokens) { m_tokens = std::move(tokens); }
+    void acceptToken(const QString &token) { m_tokens.insert(token); }
+    // The sign-in service on the same port; the tokens it issues are the
+    // only ones the routes accept.
+    FakeSignIn signIn;
+    void requireIssuedTokens();
     void addFault(CloudFault fault) { m_faults.push_back(std::move(fault)); }
     void clearFaults() { m_faults.clear(); }
     // Routes outside the Control API (the sign-in service) can be mounted here.

@@ -1,0 +1,258 @@
+#include "sonosauth.h"
+
+#include "records.h"
+#include "sonoserror.h"
+
+#include "core/logging.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrlQuery>
+
+namespace velotte {
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+const QDateTime referenceDate(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
+
+// The sign-in could not be kept: the one sentence for every write failure,
+// or the store's own when it knows better (no keyring at all).
+class SaveFailed : public Failure {
+public:
+    explicit SaveFailed(QString sentence) : Failure(QStringLiteral("sign-in not saved")), m_sentence(std::move(sentence)) {}
+    QString sentence() const override { return m_sentence; }
+
+private:
+    QString m_sentence;
+};
+} // namespace
+
+QByteArray StoredToken::encode() const
+{
+    return QJsonDocument(QJsonObject{{QStringLiteral("access"), access},
+                                     {QStringLiteral("refresh"), refresh},
+                                     {QStringLiteral("expiry"), referenceDate.msecsTo(expiry) / 1000.0}})
+        .toJson(QJsonDocument::Compact);
+}
+
+std::optional<StoredToken> StoredToken::decode(const QByteArray &json)
+{
+    const QJsonObject o = QJsonDocument::fromJson(json).object();
+    if (!o.value(QStringLiteral("access")).isString() || !o.value(QStringLiteral("refresh")).isString() || !o.value(QStringLiteral("expiry")).isDouble())
+        return std::nullopt;
+    return StoredToken{o.value(QStringLiteral("access")).toString(), o.value(QStringLiteral("refresh")).toString(),
+                       referenceDate.addMSecs(qint64(o.value(QStringLiteral("expiry")).toDouble() * 1000))};
+}
+
+namespace SonosLogin {
+bool isRedirect(const QUrl &url, const QString &prefix)
+{
+    if (prefix.isEmpty() || !url.toString().startsWith(prefix))
+        return false;
+    const QUrlQuery query(url);
+    return query.hasQueryItem(QStringLiteral("code")) || query.hasQueryItem(QStringLiteral("error"));
+}
+
+QUrl callbackResult(const QUrl &url)
+{
+    if (QUrlQuery(url).hasQueryItem(QStringLiteral("error")))
+        throw SonosError::authorization();
+    return url;
+}
+
+std::optional<QString> authorizationCode(const QUrl &url, const QString &expectedState)
+{
+    const QUrlQuery query(url);
+    const QString code = query.queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded);
+    if (query.queryItemValue(QStringLiteral("state"), QUrl::FullyDecoded) != expectedState || code.isEmpty())
+        return std::nullopt;
+    return code;
+}
+} // namespace SonosLogin
+
+struct SonosAuth::Flight {
+    QUuid refreshID;
+    QUuid generation;
+    Wakeup done;
+    std::optional<QString> token;
+    std::exception_ptr error;
+};
+
+SonosAuth::SonosAuth(SonosConfig config, SecretStore &store, HttpTransport &transport, Clock &clock, LoginPresenter *presenter, QObject *parent)
+    : QObject(parent), m_config(std::move(config)), m_store(store), m_transport(transport), m_clock(clock), m_presenter(presenter),
+      m_authorizationID(QUuid::createUuid()), m_refreshID(QUuid::createUuid())
+{
+}
+
+std::optional<QDateTime> SonosAuth::expiry() const { return m_stored ? std::optional(m_stored->expiry) : std::nullopt; }
+
+QCoro::Task<bool> SonosAuth::restore()
+{
+    QPointer<SonosAuth> self(this);
+    const auto data = co_await m_store.load();
+    if (!self)
+        co_return false;
+    if (data) {
+        if (auto token = StoredToken::decode(*data))
+            m_stored = token;
+    }
+    co_return m_stored.has_value();
+}
+
+QUrl SonosAuth::beginAuthorization()
+{
+    // A new flow abandons any refresh and every older flow.
+    m_refresh.reset();
+    m_refreshID = QUuid::createUuid();
+    m_authorizationID = QUuid::createUuid();
+    m_state = m_authorizationID.toString(QUuid::WithoutBraces).toUpper();
+    QUrl url = m_config.authorizeURL;
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("client_id"), m_config.clientID);
+    query.addQueryItem(QStringLiteral("response_type"), QStringLiteral("code"));
+    query.addQueryItem(QStringLiteral("state"), m_state);
+    query.addQueryItem(QStringLiteral("scope"), QStringLiteral("playback-control-all"));
+    query.addQueryItem(QStringLiteral("redirect_uri"), m_config.redirectURI);
+    url.setQuery(query);
+    return url;
+}
+
+QCoro::Task<void> SonosAuth::finishAuthorization(QUrl redirect)
+{
+    const QUuid generation = m_authorizationID;
+    SonosLogin::callbackResult(redirect);
+    const auto code = SonosLogin::authorizationCode(redirect, m_state);
+    if (!code)
+        throw SonosError::authorization();
+    const QList<QPair<QString, QString>> form{{u"grant_type"_s, u"authorization_code"_s}, {u"code"_s, *code}, {u"redirect_uri"_s, m_config.redirectURI}};
+    const TokenResponse response = co_await tokenRequest(form);
+    co_await save(response, std::nullopt, generation);
+}
+
+QCoro::Task<void> SonosAuth::authorize()
+{
+    if (m_config.clientID.isEmpty())
+        throw SonosError::missingCredentials();
+    if (!m_presenter)
+        throw SonosError::authorization();
+    QPointer<SonosAuth> self(this);
+    const QUrl url = beginAuthorization();
+    const QUuid generation = m_authorizationID;
+    const QUrl redirect = co_await m_presenter->callback(url, m_config.redirectURI);
+    if (!self || generation != m_authorizationID)
+        throw SonosError::authorization(); // another flow or a sign-out overtook this one
+    co_await finishAuthorization(redirect);
+}
+
+QCoro::Task<TokenResponse> SonosAuth::tokenRequest(QList<QPair<QString, QString>> form)
+{
+    if (!m_config.hasCredentials())
+        throw SonosError::missingCredentials();
+    HttpRequest request;
+    request.method = "POST";
+    request.url = m_config.tokenURL;
+    request.timeout = 15s;
+    request.setHeader("Authorization", "Basic " + (m_config.clientID + QLatin1Char(':') + m_config.clientSecret).toUtf8().toBase64());
+    request.setHeader("Content-Type", "application/x-www-form-urlencoded;charset=utf-8");
+    QByteArray body;
+    for (const auto &[key, value] : form) {
+        if (!body.isEmpty())
+            body += '&';
+        body += key.toUtf8() + '=' + QUrl::toPercentEncoding(value);
+    }
+    request.body = body;
+    const HttpResponse response = co_await m_transport.send(std::move(request));
+    if (!response.ok()) {
+        qCCritical(lcAuth, "token status %ld", long(response.status));
+        throw SonosError::http(response.status);
+    }
+    co_return Decode::token(response.body);
+}
+
+QCoro::Task<void> SonosAuth::save(TokenResponse response, std::optional<QString> fallbackRefresh, QUuid generation)
+{
+    if (generation != m_authorizationID)
+        co_return; // signed out or started over meanwhile
+    StoredToken token{response.accessToken, response.refreshToken.value_or(fallbackRefresh.value_or(QString())),
+                      m_clock.now().addSecs(response.expiresIn)};
+    QPointer<SonosAuth> self(this);
+    try {
+        co_await m_store.write(token.encode());
+    } catch (const SecretStoreError &e) {
+        qCCritical(lcAuth, "keychain write failed: %s", e.what());
+        if (e.kind() == SecretStoreError::Kind::other)
+            throw SaveFailed(QStringLiteral("Sonos sign-in could not be saved securely. Try connecting again."));
+        throw SaveFailed(e.sentence());
+    }
+    if (!self || generation != m_authorizationID) {
+        // Overtaken while writing: the newer state wins, nothing stays behind.
+        if (self && !m_stored)
+            co_await m_store.clear();
+        co_return;
+    }
+    m_stored = token;
+}
+
+QCoro::Task<QString> SonosAuth::validToken()
+{
+    if (!m_stored)
+        throw SonosError::authorization();
+    // A token that would expire during a request counts as expired already.
+    if (m_stored->expiry > m_clock.now().addSecs(60))
+        co_return QString(m_stored->access);
+    co_return co_await forceRefresh();
+}
+
+QCoro::Task<QString> SonosAuth::forceRefresh()
+{
+    if (!m_refresh || m_refresh->generation != m_authorizationID) {
+        if (!m_stored)
+            throw SonosError::authorization();
+        auto flight = std::make_shared<Flight>();
+        flight->refreshID = m_refreshID = QUuid::createUuid();
+        flight->generation = m_authorizationID;
+        m_refresh = flight;
+        auto run = runRefresh(flight);
+    }
+    const std::shared_ptr<Flight> flight = m_refresh;
+    co_await flight->done;
+    if (flight->error)
+        std::rethrow_exception(flight->error);
+    co_return QString(*flight->token);
+}
+
+QCoro::Task<void> SonosAuth::runRefresh(std::shared_ptr<Flight> flight)
+{
+    QPointer<SonosAuth> self(this);
+    try {
+        const QString oldRefresh = m_stored->refresh;
+        const QList<QPair<QString, QString>> form{{u"grant_type"_s, u"refresh_token"_s}, {u"refresh_token"_s, oldRefresh}};
+        const TokenResponse response = co_await tokenRequest(form);
+        if (!self)
+            throw Cancelled();
+        co_await save(response, oldRefresh, flight->generation);
+        if (!self || m_refreshID != flight->refreshID)
+            throw Cancelled(); // waiters of an abandoned refresh never get an older sign-in's token
+        if (!m_stored)
+            throw SonosError::authorization();
+        flight->token = m_stored->access;
+    } catch (...) {
+        flight->error = std::current_exception();
+    }
+    if (self && m_refresh == flight && m_refreshID == flight->refreshID)
+        m_refresh.reset();
+    flight->done.fire();
+}
+
+void SonosAuth::signOut()
+{
+    m_stored.reset();
+    m_refresh.reset();
+    m_authorizationID = QUuid::createUuid();
+    m_refreshID = QUuid::createUuid();
+    auto task = m_store.clear();
+}
+
+} // namespace velotte
