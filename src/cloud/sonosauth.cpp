@@ -207,16 +207,16 @@ QCoro::Task<QString> SonosAuth::validToken()
 
 QCoro::Task<QString> SonosAuth::forceRefresh()
 {
-    if (!m_refresh || m_refresh->generation != m_authorizationID) {
+    std::shared_ptr<Flight> flight = m_refresh;
+    if (!flight || flight->generation != m_authorizationID) {
         if (!m_stored)
             throw SonosError::authorization();
-        auto flight = std::make_shared<Flight>();
+        flight = std::make_shared<Flight>();
         flight->refreshID = m_refreshID = QUuid::createUuid();
         flight->generation = m_authorizationID;
         m_refresh = flight;
-        auto run = runRefresh(flight);
+        auto run = runRefresh(flight); // may finish at once
     }
-    const std::shared_ptr<Flight> flight = m_refresh;
     co_await flight->done;
     if (flight->error)
         std::rethrow_exception(flight->error);

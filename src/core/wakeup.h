@@ -3,11 +3,12 @@
 #include <coroutine>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace velotte {
 
-// A one-shot event a coroutine can co_await. fire() resumes the waiter (at
-// most once); firing before anyone waits makes the wait return at once.
+// A one-shot event coroutines can co_await. fire() resumes every waiter
+// once; firing before anyone waits makes later waits return at once.
 class Wakeup {
 public:
     Wakeup() : d(std::make_shared<State>()) {}
@@ -17,19 +18,20 @@ public:
         if (d->fired)
             return;
         d->fired = true;
-        if (auto h = std::exchange(d->waiter, nullptr))
+        auto waiters = std::exchange(d->waiters, {});
+        for (auto h : waiters)
             h.resume();
     }
     bool fired() const { return d->fired; }
 
     bool await_ready() const noexcept { return d->fired; }
-    void await_suspend(std::coroutine_handle<> h) const noexcept { d->waiter = h; }
+    void await_suspend(std::coroutine_handle<> h) const { d->waiters.push_back(h); }
     void await_resume() const noexcept {}
 
 private:
     struct State {
         bool fired = false;
-        std::coroutine_handle<> waiter;
+        std::vector<std::coroutine_handle<>> waiters;
     };
     std::shared_ptr<State> d;
 };

@@ -1,0 +1,236 @@
+#include "cloud/sonosauth.h"
+#include "cloud/sonoserror.h"
+#include "services/fakecloud.h"
+#include "session/directtransport.h"
+#include "testkit/testkit.h"
+
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Answers the sign-in page like a browser would: follows it to the redirect.
+class Browser final : public LoginPresenter {
+public:
+    explicit Browser(fake::FakeCloud &cloud) : m_cloud(cloud) {}
+    std::function<QUrl(QUrl)> tamper;
+    bool cancel = false;
+    QUrl lastURL;
+    QCoro::Task<QUrl> callback(QUrl url, QString prefix) override
+    {
+        lastURL = url;
+        if (cancel)
+            throw Cancelled();
+        fake::Request r;
+        r.method = "GET";
+        r.target = url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority);
+        r.url = QUrl(QStringLiteral("http://fake") + QString::fromUtf8(r.target));
+        const fake::Response answer = m_cloud.respond(r);
+        QUrl back(QString::fromUtf8(answer.headers.value(1).second));
+        for (const auto &h : answer.headers) {
+            if (h.first == "Location")
+                back = QUrl(QString::fromUtf8(h.second));
+        }
+        EXPECT_TRUE(SonosLogin::isRedirect(back, prefix));
+        co_return tamper ? tamper(back) : back;
+    }
+
+private:
+    fake::FakeCloud &m_cloud;
+};
+
+struct Auth : ::testing::Test {
+    fake::FakeCloud cloud;
+    test::DirectTransport transport{[this](const fake::Request &r) { return cloud.respond(r); }};
+    VirtualClock clock;
+    MemorySecretStore store;
+    Browser browser{cloud};
+    std::unique_ptr<SonosAuth> auth;
+
+    SonosConfig config() const
+    {
+        SonosConfig c = SonosConfig::defaults();
+        c.clientID = cloud.signIn.clientID;
+        c.clientSecret = cloud.signIn.clientSecret;
+        c.redirectURI = QStringLiteral("velotte://sonos/callback");
+        c.authorizeURL = QUrl(QStringLiteral("http://auth.test/login/v3/oauth"));
+        c.tokenURL = QUrl(QStringLiteral("http://auth.test/login/v3/oauth/access"));
+        return c;
+    }
+    void SetUp() override { auth = std::make_unique<SonosAuth>(config(), store, transport, clock, &browser); }
+    QString token() { return test::await(auth->validToken()); }
+};
+
+} // namespace
+
+TEST_F(Auth, SignInExchangesTheCodeAndKeepsTheToken)
+{
+    test::await(auth->authorize());
+    EXPECT_TRUE(auth->signedIn());
+    const QUrlQuery query(browser.lastURL);
+    EXPECT_EQ(browser.lastURL.query(QUrl::FullyDecoded).section(QLatin1Char('&'), 0, 0), QStringLiteral("client_id=fake-client-id"));
+    QStringList order;
+    for (const auto &item : query.queryItems())
+        order << item.first;
+    EXPECT_EQ(order, (QStringList{QStringLiteral("client_id"), QStringLiteral("response_type"), QStringLiteral("state"), QStringLiteral("scope"), QStringLiteral("redirect_uri")}));
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("scope")), QStringLiteral("playback-control-all"));
+    EXPECT_EQ(token(), QStringLiteral("access-2"));
+    const auto stored = StoredToken::decode(*store.data);
+    ASSERT_TRUE(stored.has_value());
+    EXPECT_EQ(stored->refresh, QStringLiteral("refresh-2"));
+    EXPECT_EQ(stored->expiry, clock.now().addSecs(86399));
+    EXPECT_TRUE(store.data->contains("\"expiry\":")); // seconds since 2001
+
+    // A later process restores it.
+    SonosAuth later(config(), store, transport, clock);
+    EXPECT_TRUE(test::await(later.restore()));
+    EXPECT_EQ(test::await(later.validToken()), QStringLiteral("access-2"));
+}
+
+TEST_F(Auth, TenRequestsShareOneRefresh)
+{
+    test::await(auth->authorize());
+    clock.advance(86399s - 30s); // inside the 60-second margin
+    transport.hold = true;
+    std::vector<QString> tokens(10);
+    std::vector<QCoro::Task<void>> asks;
+    auto ask = [&](int i) -> QCoro::Task<void> { tokens[size_t(i)] = co_await auth->validToken(); };
+    for (int i = 0; i < 10; ++i)
+        asks.push_back(ask(i));
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_EQ(cloud.signIn.tokenRequests, 2); // the exchange, then one refresh
+    for (const QString &t : tokens)
+        EXPECT_EQ(t, QStringLiteral("access-3"));
+}
+
+TEST_F(Auth, MarginOfSixtySeconds)
+{
+    test::await(auth->authorize());
+    clock.advance(86399s - 61s);
+    EXPECT_EQ(token(), QStringLiteral("access-2"));
+    clock.advance(2s); // 59 s left
+    EXPECT_EQ(token(), QStringLiteral("access-3"));
+}
+
+TEST_F(Auth, RefreshWithoutANewRefreshTokenKeepsTheOld)
+{
+    test::await(auth->authorize());
+    cloud.signIn.omitRefreshToken = true;
+    EXPECT_EQ(test::await(auth->forceRefresh()), QStringLiteral("access-3"));
+    EXPECT_EQ(StoredToken::decode(*store.data)->refresh, QStringLiteral("refresh-2"));
+}
+
+TEST_F(Auth, SignOutDuringARefreshStoresNothing)
+{
+    test::await(auth->authorize());
+    transport.hold = true;
+    bool failed = false;
+    auto refreshBody = [&]() -> QCoro::Task<void> {
+        try {
+            co_await auth->forceRefresh();
+        } catch (const Cancelled &) {
+            failed = true;
+        }
+    };
+    auto refresh = refreshBody();
+    auth->signOut();
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_TRUE(failed);
+    EXPECT_FALSE(auth->signedIn());
+    EXPECT_FALSE(store.data.has_value());
+}
+
+TEST_F(Auth, NewAuthorizationAbandonsAnOlderRefresh)
+{
+    test::await(auth->authorize());
+    transport.hold = true;
+    bool cancelled = false;
+    auto refreshBody = [&]() -> QCoro::Task<void> {
+        try {
+            co_await auth->forceRefresh();
+        } catch (const Cancelled &) {
+            cancelled = true;
+        }
+    };
+    auto refresh = refreshBody();
+    auth->beginAuthorization();
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_TRUE(cancelled);
+}
+
+TEST_F(Auth, BadRedirectsFailWithoutATokenRequest)
+{
+    browser.tamper = [](QUrl url) {
+        QUrlQuery q(url);
+        q.removeQueryItem(QStringLiteral("state"));
+        q.addQueryItem(QStringLiteral("state"), QStringLiteral("forged"));
+        url.setQuery(q);
+        return url;
+    };
+    EXPECT_THROW(test::await(auth->authorize()), SonosError);
+    cloud.signIn.denyAuthorization = true;
+    browser.tamper = nullptr;
+    try {
+        test::await(auth->authorize());
+        FAIL();
+    } catch (const SonosError &e) {
+        EXPECT_EQ(e.sentence(), QStringLiteral("Connect to Sonos again to renew your sign-in."));
+    }
+    EXPECT_EQ(cloud.signIn.tokenRequests, 0);
+    browser.cancel = true;
+    EXPECT_THROW(test::await(auth->authorize()), Cancelled);
+}
+
+TEST_F(Auth, FailuresKeepThePreviousSignIn)
+{
+    test::await(auth->authorize());
+    store.failWrites = true;
+    try {
+        test::await(auth->forceRefresh());
+        FAIL();
+    } catch (const Failure &e) {
+        EXPECT_EQ(e.sentence(), QStringLiteral("Sonos sign-in could not be saved securely. Try connecting again."));
+    }
+    EXPECT_TRUE(auth->signedIn());
+    store.failWrites = false;
+    cloud.signIn.refuseStatus = 503;
+    try {
+        test::await(auth->forceRefresh());
+        FAIL();
+    } catch (const SonosError &e) {
+        EXPECT_EQ(e.status(), 503);
+    }
+    SonosConfig empty = config();
+    empty.clientID.clear();
+    SonosAuth unconfigured(empty, store, transport, clock, &browser);
+    try {
+        test::await(unconfigured.authorize());
+        FAIL();
+    } catch (const SonosError &e) {
+        EXPECT_EQ(e.sentence(), QStringLiteral("Sonos sign-in is not configured in this build."));
+    }
+    SonosAuth none(config(), store, transport, clock);
+    EXPECT_THROW(test::await(none.validToken()), SonosError); // nothing restored yet
+}
+
+TEST(SonosLogin, RedirectRecognition)
+{
+    const QString prefix = QStringLiteral("velotte://sonos/callback");
+    EXPECT_TRUE(SonosLogin::isRedirect(QUrl(QStringLiteral("velotte://sonos/callback?code=1&state=2")), prefix));
+    EXPECT_TRUE(SonosLogin::isRedirect(QUrl(QStringLiteral("velotte://sonos/callback?error=access_denied")), prefix));
+    EXPECT_FALSE(SonosLogin::isRedirect(QUrl(QStringLiteral("velotte://sonos/callback?x=1")), prefix));
+    EXPECT_FALSE(SonosLogin::isRedirect(QUrl(QStringLiteral("https://evil.test/?code=1&r=velotte://sonos/callback")), prefix));
+    EXPECT_EQ(SonosLogin::authorizationCode(QUrl(QStringLiteral("velotte://sonos/callback?code=abc&state=S")), QStringLiteral("S")), QStringLiteral("abc"));
+    EXPECT_FALSE(SonosLogin::authorizationCode(QUrl(QStringLiteral("velotte://sonos/callback?code=&state=S")), QStringLiteral("S")));
+    EXPECT_THROW(SonosLogin::callbackResult(QUrl(QStringLiteral("velotte://sonos/callback?error=x"))), SonosError);
+}
