@@ -37,6 +37,7 @@ public:
 
     const GlobalOptions &options() const { return m_options; }
     HouseSession &session() { return *m_session; }
+    Wiring &wiring() { return *m_wiring; }
     QTextStream &out() { return m_out; }
     QTextStream &err() { return m_err; }
 

@@ -1,10 +1,15 @@
 #include "wiring.h"
 
+#include "cloud/secretstore.h"
+#include "cloud/sonosauth.h"
+#include "cloud/sonosclient.h"
+#include "cloud/sonosconfig.h"
 #include "core/networktransport.h"
 #include "core/settings.h"
 #include "local/avahibrowser.h"
 #include "local/guesthouse.h"
 #include "local/speakerfinder.h"
+#include "session/authsignin.h"
 #include "session/liveports.h"
 
 namespace velotte::cli {
@@ -15,6 +20,10 @@ struct Wiring::Parts {
     std::unique_ptr<AvahiBrowser> bonjour;
     std::unique_ptr<SpeakerFinder> finder;
     std::shared_ptr<LocalPorts> local;
+    std::unique_ptr<KeychainStore> store;
+    std::unique_ptr<SonosAuth> auth;
+    std::unique_ptr<AuthSignIn> signIn;
+    std::unique_ptr<SonosClient> api;
 };
 
 Wiring::Wiring(const GlobalOptions &options) : d(std::make_unique<Parts>())
@@ -29,15 +38,27 @@ Wiring::Wiring(const GlobalOptions &options) : d(std::make_unique<Parts>())
         hosts = ServiceAddresses::load().speakers;
     if (!hosts.isEmpty()) {
         d->local = liveLocalPorts(*d->house, manualHosts(hosts));
-        return;
+    } else {
+        d->bonjour = std::make_unique<AvahiBrowser>();
+        d->finder = std::make_unique<SpeakerFinder>(*d->bonjour, Clock::system());
+        SpeakerFinder *finder = d->finder.get();
+        d->local = liveLocalPorts(*d->house, [finder]() { return finder->hosts(); });
     }
-    d->bonjour = std::make_unique<AvahiBrowser>();
-    d->finder = std::make_unique<SpeakerFinder>(*d->bonjour, Clock::system());
-    SpeakerFinder *finder = d->finder.get();
-    d->local = liveLocalPorts(*d->house, [finder]() { return finder->hosts(); });
+    if (options.guest || !options.speakers.isEmpty())
+        return;
+    const SonosConfig config = SonosConfig::load();
+    if (!config.hasCredentials())
+        return; // no account on this build: local operation only
+    d->store = std::make_unique<KeychainStore>();
+    d->auth = std::make_unique<SonosAuth>(config, *d->store, NetworkTransport::shared());
+    d->signIn = std::make_unique<AuthSignIn>(*d->auth);
+    d->api = std::make_unique<SonosClient>(config, *d->auth, NetworkTransport::shared());
 }
 
 Wiring::~Wiring() = default;
+
+SonosAuth *Wiring::auth() { return d->auth.get(); }
+SecretStore *Wiring::store() { return d->store.get(); }
 
 HouseSession::Services Wiring::services()
 {
@@ -45,6 +66,8 @@ HouseSession::Services Wiring::services()
     if (d->options.guest || !d->options.speakers.isEmpty())
         s.arguments << QStringLiteral("-VelotteGuest");
     s.local = d->local;
+    s.api = d->api.get();
+    s.auth = d->signIn.get();
     return s;
 }
 

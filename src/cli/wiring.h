@@ -6,6 +6,11 @@
 
 #include <memory>
 
+namespace velotte {
+class SonosAuth;
+class SecretStore;
+}
+
 namespace velotte::cli {
 
 // Builds the session's collaborators the way the global options ask: the
@@ -15,6 +20,9 @@ public:
     explicit Wiring(const GlobalOptions &options);
     ~Wiring();
     HouseSession::Services services();
+    // The account sign-in; none without credentials or in demo and local-only use.
+    SonosAuth *auth();
+    SecretStore *store();
 
 private:
     struct Parts;

@@ -17,15 +17,18 @@ struct CliResult {
 
 // Runs velottectl while this process's event loop keeps serving the fakes.
 // Each run gets private XDG directories.
-inline CliResult runCli(const QStringList &args, const QTemporaryDir &home, int limitMs = 30000)
+inline void prepare(QProcess &p, const QTemporaryDir &home, const QString &secrets = {})
 {
-    QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
-    env.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral("data")));
-    env.insert(QStringLiteral("HOME"), home.path());
-    env.insert(QStringLiteral("VELOTTE_SECRETS"), home.filePath(QStringLiteral("none.plist")));
+    env.insert(QStringLiteral("VELOTTE_SECRETS"), secrets.isEmpty() ? home.filePath(QStringLiteral("none.plist")) : secrets);
     p.setProcessEnvironment(env);
+}
+
+inline CliResult runCli(const QStringList &args, const QTemporaryDir &home, int limitMs = 30000, const QString &secrets = {})
+{
+    QProcess p;
+    prepare(p, home, secrets);
     p.start(QStringLiteral(VELOTTECTL), args);
     QElapsedTimer t;
     t.start();
