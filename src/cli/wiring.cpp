@@ -9,6 +9,7 @@
 #include "local/avahibrowser.h"
 #include "local/guesthouse.h"
 #include "local/speakerfinder.h"
+#include "session/applemusicbridge.h"
 #include "session/authsignin.h"
 #include "session/liveports.h"
 
@@ -24,6 +25,8 @@ struct Wiring::Parts {
     std::unique_ptr<SonosAuth> auth;
     std::unique_ptr<AuthSignIn> signIn;
     std::unique_ptr<SonosClient> api;
+    std::unique_ptr<SettingsStore> defaults = std::make_unique<SettingsStore>();
+    std::unique_ptr<AppleMusicSonosBridge> bridge = std::make_unique<AppleMusicSonosBridge>(*defaults);
 };
 
 Wiring::Wiring(const GlobalOptions &options) : d(std::make_unique<Parts>())
@@ -68,6 +71,7 @@ HouseSession::Services Wiring::services()
     s.local = d->local;
     s.api = d->api.get();
     s.auth = d->signIn.get();
+    s.followers.push_back(d->bridge.get());
     return s;
 }
 

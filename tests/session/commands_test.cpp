@@ -190,3 +190,25 @@ TEST_F(Commands, LocalOperationSendsToTheCoordinatorHost)
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Kitchen. The speaker did not answer. Check that it is on the same Wi-Fi network."));
 }
+
+TEST_F(Commands, RestartAndPreviousFailuresNameTheirAction)
+{
+    cloud.groups.front().position = 10000;
+    test::await(session->refreshPlayback());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playback/seek$")), 500, {}});
+    session->skip(false);
+    test::drain();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not restart the song in Living Room + 1. Sonos rejected the request (500). Try again."));
+    cloud.groups.front().position = 0;
+    test::await(session->refreshPlayback());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("skipToPreviousTrack$")), 410, {}});
+    session->skip(false);
+    test::drain();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play the previous song in Living Room + 1. This room or saved item is no longer available. Refresh Sonos and select it again."));
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playback/play$")), 503, {}});
+    session->toggle(); // paused by nothing: the read says playing, so this pauses
+    test::drain();
+    session->toggle();
+    test::drain();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Living Room + 1. The speaker cannot reach the music service. Check its connection in the Sonos app."));
+}
