@@ -137,6 +137,8 @@ public:
     QCoro::Task<void> refreshBassControl();
     void setBass(double fraction);
     QCoro::Task<void> toggleConversation();
+    // Sets several rooms of a group at once, then checks every room took it.
+    QCoro::Task<bool> setRoomVolume(QHash<QString, int> volumes, QString groupID);
     // Waits until no command or debounced send is in flight (the command
     // line exits after).
     QCoro::Task<void> settle();

@@ -242,6 +242,45 @@ QCoro::Task<void> HouseSession::refreshRoomControls()
     }
 }
 
+QCoro::Task<bool> HouseSession::setRoomVolume(QHash<QString, int> volumes, QString groupID)
+{
+    QPointer<HouseSession> self(this);
+    Pending pending(m_pending);
+    const QUuid connection = m_connectionID;
+    for (auto it = volumes.begin(); it != volumes.end(); ++it) {
+        const int volume = std::clamp(it.value(), 0, 100);
+        try {
+            if (m_guest) {
+                const QString host = m_guestHosts.value(it.key());
+                if (!host.isEmpty() && m_services.local && m_services.local->setVolume)
+                    co_await m_services.local->setVolume(host, volume);
+            } else if (m_services.api) {
+                co_await m_services.api->setPlayerVolume(it.key(), volume);
+            }
+        } catch (const Cancelled &) {
+            co_return false;
+        } catch (const std::exception &e) {
+            qCDebug(lcSession) << "room volume not sent:" << e.what(); // the read-back below reports it
+        }
+        if (!self || connection != m_connectionID)
+            co_return false;
+    }
+    bool took = true;
+    try {
+        co_await refreshPlayerVolumes();
+    } catch (const std::exception &) {
+        took = false;
+    }
+    if (!self || connection != m_connectionID)
+        co_return false;
+    for (auto it = volumes.begin(); it != volumes.end(); ++it)
+        took = took && qRound(m_playerVolumes.value(it.key(), -1)) == std::clamp(it.value(), 0, 100);
+    if (!took)
+        setNote(QStringLiteral("Volume could not change in every speaker. Refresh the room before trying again."));
+    Q_UNUSED(groupID)
+    co_return took;
+}
+
 // --- bass: always over the local network ---
 
 void HouseSession::setBassValue(double bass)

@@ -187,3 +187,25 @@ TEST_F(Sound, ConversationLowersKeepsOrRestores)
     EXPECT_EQ(session->volume(), 8); // already quiet: kept
     EXPECT_EQ(session->noteText(), QStringLiteral("Room volume could not change. Try again."));
 }
+
+TEST_F(Sound, SeveralRoomsAtOnceAreConfirmed)
+{
+    const QString livingRoom = cloud.players[0].id;
+    EXPECT_TRUE(test::await(session->setRoomVolume({{livingRoom, 44}, {kitchen(), 18}}, cloud.groups.front().id)));
+    EXPECT_EQ(session->playerVolumes().value(kitchen()), 18);
+    // A room that refuses keeps its old volume and the read-back says so.
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("players/.*/playerVolume$")), 200, "{}", {}, 1, 0});
+    EXPECT_FALSE(test::await(session->setRoomVolume({{kitchen(), 5}}, cloud.groups.front().id)));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Volume could not change in every speaker. Refresh the room before trying again."));
+}
+
+TEST_F(Sound, RoomControlsAndBassReportUnreachableSpeakers)
+{
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
+    test::await(session->refreshRoomControls());
+    EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not refresh."));
+
+    local.reachable = false; // the speaker's address is known but nothing answers
+    test::await(session->refreshBassControl());
+    EXPECT_EQ(session->bassNoteText(), QStringLiteral("Could not connect to Sonos."));
+}
