@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakealarms.h"
 #include "kit/fakehttpserver.h"
 
 #include <QElapsedTimer>
@@ -16,7 +17,7 @@ namespace velotte::fake {
 // A household of simulated speakers, each on its own loopback address at
 // port 1400, answering like real ones: device description, rendering and
 // transport control with a queue, zone group topology that follows real
-// grouping, and an alarm list. Faults can be injected per speaker.
+// grouping, and the household's alarms. Faults can be injected per speaker.
 class FakeSpeakers : public QObject {
     Q_OBJECT
 public:
@@ -38,8 +39,10 @@ public:
         int volume = 20;
         bool muted = false;
         int bass = 0;
-        // Transport state of a coordinator.
+        // Transport state of a coordinator: PLAYING, PAUSED_PLAYBACK or STOPPED.
         QString state = QStringLiteral("PAUSED_PLAYBACK");
+        // After "Play" the speaker reports TRANSITIONING for this long.
+        int transitionMs = 0;
         qint64 position = 0;
         qint64 since = 0;
         int track = 0;
@@ -50,15 +53,25 @@ public:
         // Faults.
         int latencyMs = 0;
         bool noAnswer = false;
-        bool forbidden = false;  // local control switched off: 403 to every action
-        bool serverError = false;
+        bool forbidden = false;   // local control switched off: 403 to every action
+        bool serverError = false; // HTTP 500 with a UPnP fault to every action
+        int serverErrorCode = 501;
         QHash<QString, int> upnpErrors; // action -> UPnP errorCode
         int requests = 0;
     };
 
-    // `base` is the first speaker's address; the others follow it
-    // (127.0.0.11, .12, ...). The default household has a stereo pair, a
-    // home-theatre room with satellites and plain rooms.
+    enum class Household {
+        standard, // a stereo pair, plain rooms and a home-theatre room with satellites
+        plain,    // every speaker a room of its own
+    };
+    struct Options {
+        QString base = QStringLiteral("127.0.0.11"); // first address; the others follow it
+        int count = 5;
+        Household household = Household::standard;
+        QString newsHost = QStringLiteral("news.velotte.app");
+    };
+
+    explicit FakeSpeakers(const Options &options, QObject *parent = nullptr);
     explicit FakeSpeakers(const QString &base = QStringLiteral("127.0.0.11"), int count = 5, QObject *parent = nullptr);
     ~FakeSpeakers() override;
     // Listens on every address; false when one cannot be bound.
@@ -66,18 +79,29 @@ public:
     QStringList hosts() const;
     QStringList visibleHosts() const;
 
+    // "HOST=latency:MS", "HOST=silent", "HOST=forbidden", "HOST=error[:CODE]",
+    // "HOST=upnp:ACTION:CODE", "alarm-conflict[:CODE]"; false with a reason
+    // for anything else.
+    bool inject(const QString &fault, QString *why = nullptr);
+
     std::vector<Speaker> speakers;
+    FakeAlarmClock alarms;
     Speaker *byHost(const QString &host);
     Speaker *byID(const QString &id);
     Speaker &coordinatorOf(Speaker &s);
     QString zoneGroupState() const;
     // Members (visible or not) following the coordinator with this id.
     QList<const Speaker *> membersOf(const QString &coordinator) const;
+    QString reportedState(const Speaker &coordinator) const;
 
 private:
     Response handle(Speaker &speaker, const Request &request);
-    Response soap(Speaker &speaker, const QString &action, const QString &body);
+    Response soap(Speaker &speaker, const QString &service, const QString &action, const QString &body);
+    Response rendering(Speaker &speaker, const QString &action, const QString &body);
     Response transport(Speaker &speaker, const QString &action, const QString &body);
+    Response queue(Speaker &coordinator, const QString &action, const QString &body);
+    Response grouping(Speaker &speaker, const QString &action, const QString &body);
+    QString description(const Speaker &speaker) const;
     qint64 positionOf(const Speaker &s) const;
     void setState(Speaker &s, const QString &state);
 

@@ -1,0 +1,283 @@
+// AVTransport of the fake speakers: playback, the queue and grouping.
+#include "fakespeakers.h"
+
+#include "fakespeakersoap.h"
+
+#include <QRegularExpression>
+#include <QUrl>
+
+namespace velotte::fake {
+
+using namespace Qt::Literals::StringLiterals;
+using namespace speakersoap;
+
+namespace {
+
+// Error codes real speakers use for these cases.
+constexpr int invalidAction = 401;
+constexpr int invalidArgs = 402;
+constexpr int transitionNotAvailable = 701;
+constexpr int illegalSeekTarget = 711;
+constexpr int seekModeNotSupported = 710;
+constexpr int playModeNotSupported = 712;
+constexpr int notCoordinator = 800;
+constexpr int queueChanged = 1028;
+
+QString didl(const FakeSpeakers::Track &t)
+{
+    // The metadata document is escaped once inside the reply, and the texts
+    // inside it once more, as real speakers do.
+    const QString inner = u"<DIDL-Lite xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
+                          "xmlns:r=\"urn:schemas-rinconnetworks-com:metadata-1-0/\" xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\">"
+                          "<item id=\"-1\" parentID=\"-1\" restricted=\"true\"><res protocolInfo=\"sonos.com-http:*:audio/mp4:*\" duration=\""_s
+        + clock(t.duration) + u"\">"_s + escape(t.uri) + u"</res><r:streamContent></r:streamContent><upnp:albumArtURI>/getaa?s=1&amp;u="_s
+        + QString::fromLatin1(QUrl::toPercentEncoding(t.uri)) + u"</upnp:albumArtURI><dc:title>"_s + escape(t.title)
+        + u"</dc:title><upnp:class>object.item.audioItem.musicTrack</upnp:class><dc:creator>"_s + escape(t.artist)
+        + u"</dc:creator><upnp:album>"_s + escape(t.album) + u"</upnp:album></item></DIDL-Lite>"_s;
+    return escape(inner);
+}
+
+std::optional<int> number(const QString &body, const QString &name)
+{
+    bool ok = false;
+    const int value = argument(body, name).toInt(&ok);
+    return ok ? std::optional<int>(value) : std::nullopt;
+}
+
+} // namespace
+
+qint64 FakeSpeakers::positionOf(const Speaker &s) const
+{
+    qint64 p = s.position;
+    if (s.state == u"PLAYING"_s)
+        p += m_clock.elapsed() - s.since;
+    const qint64 duration = s.streamURI.isEmpty() && !s.queue.isEmpty() ? s.queue[s.track % s.queue.size()].duration : 0;
+    return duration > 0 ? std::min(p, duration) : p;
+}
+
+void FakeSpeakers::setState(Speaker &s, const QString &state)
+{
+    s.position = positionOf(s);
+    s.since = m_clock.elapsed();
+    s.state = state;
+}
+
+QString FakeSpeakers::reportedState(const Speaker &c) const
+{
+    if (c.state == u"PLAYING"_s && m_clock.elapsed() - c.since < c.transitionMs)
+        return u"TRANSITIONING"_s;
+    return c.state;
+}
+
+Response FakeSpeakers::transport(Speaker &speaker, const QString &action, const QString &body)
+{
+    Speaker &c = coordinatorOf(speaker);
+    if (action == u"GetTransportInfo"_s) {
+        return envelope(action, transportService,
+                        u"<CurrentTransportState>%1</CurrentTransportState><CurrentTransportStatus>OK</CurrentTransportStatus><CurrentSpeed>1</CurrentSpeed>"_s.arg(
+                            reportedState(c)));
+    }
+    if (action == u"GetCurrentTransportActions"_s) {
+        return envelope(action, transportService, u"<Actions>Set, Stop, Pause, Play, X_DLNA_SeekTime, Next, X_DLNA_SeekTrackNr, Previous, Seek</Actions>"_s);
+    }
+    if (action == u"GetTransportSettings"_s)
+        return envelope(action, transportService, u"<PlayMode>%1</PlayMode><RecQualityMode>NOT_IMPLEMENTED</RecQualityMode>"_s.arg(c.playMode));
+    if (action == u"GetPositionInfo"_s) {
+        if (!c.streamURI.isEmpty()) {
+            // A line-in or TV input: no metadata, no times.
+            return envelope(action, transportService,
+                            u"<Track>1</Track><TrackDuration>0:00:00</TrackDuration><TrackMetaData>NOT_IMPLEMENTED</TrackMetaData><TrackURI>"_s + escape(c.streamURI)
+                                + u"</TrackURI><RelTime>NOT_IMPLEMENTED</RelTime><AbsTime>NOT_IMPLEMENTED</AbsTime>"_s);
+        }
+        if (c.queue.isEmpty()) {
+            return envelope(action, transportService,
+                            u"<Track>0</Track><TrackDuration></TrackDuration><TrackMetaData></TrackMetaData><TrackURI></TrackURI><RelTime>0:00:00</RelTime>"
+                            "<AbsTime>NOT_IMPLEMENTED</AbsTime><RelCount>2147483647</RelCount><AbsCount>2147483647</AbsCount>"_s);
+        }
+        const int index = c.track % int(c.queue.size());
+        const Track &t = c.queue[index];
+        return envelope(action, transportService,
+                        u"<Track>"_s + QString::number(index + 1) + u"</Track><TrackDuration>"_s + clock(t.duration) + u"</TrackDuration><TrackMetaData>"_s
+                            + didl(t) + u"</TrackMetaData><TrackURI>"_s + escape(t.uri) + u"</TrackURI><RelTime>"_s + clock(positionOf(c))
+                            + u"</RelTime><AbsTime>NOT_IMPLEMENTED</AbsTime><RelCount>2147483647</RelCount><AbsCount>2147483647</AbsCount>"_s);
+    }
+    if (action == u"SetAVTransportURI"_s || action == u"BecomeCoordinatorOfStandaloneGroup"_s || action == u"DelegateGroupCoordinationTo"_s)
+        return grouping(speaker, action, body);
+    if (action == u"AddMultipleURIsToQueue"_s || action == u"RemoveTrackRangeFromQueue"_s || action == u"RemoveAllTracksFromQueue"_s) {
+        if (&c != &speaker)
+            return fault(notCoordinator);
+        return queue(c, action, body);
+    }
+
+    if (action == u"Play"_s) {
+        if (c.queue.isEmpty() && c.streamURI.isEmpty())
+            return fault(transitionNotAvailable);
+        setState(c, u"PLAYING"_s);
+    } else if (action == u"Pause"_s) {
+        setState(c, u"PAUSED_PLAYBACK"_s);
+    } else if (action == u"Stop"_s) {
+        setState(c, u"STOPPED"_s);
+        c.position = 0;
+    } else if (action == u"Next"_s || action == u"Previous"_s) {
+        if (c.queue.isEmpty() || !c.streamURI.isEmpty())
+            return fault(transitionNotAvailable);
+        const int n = int(c.queue.size());
+        c.track = (c.track + (action == u"Next"_s ? 1 : n - 1)) % n;
+        c.position = 0;
+        c.since = m_clock.elapsed();
+    } else if (action == u"Seek"_s) {
+        const QString unit = argument(body, u"Unit"_s);
+        const QString target = argument(body, u"Target"_s);
+        if (unit == u"REL_TIME"_s) {
+            const auto at = parseClock(target);
+            if (!at)
+                return fault(illegalSeekTarget);
+            c.position = *at;
+        } else if (unit == u"TRACK_NR"_s) {
+            const int nr = target.toInt();
+            if (nr < 1 || nr > c.queue.size())
+                return fault(illegalSeekTarget);
+            c.track = nr - 1;
+            c.position = 0;
+        } else {
+            return fault(seekModeNotSupported);
+        }
+        c.since = m_clock.elapsed();
+    } else if (action == u"SetPlayMode"_s) {
+        const QString mode = argument(body, u"NewPlayMode"_s);
+        static const QStringList modes{u"NORMAL"_s, u"REPEAT_ALL"_s, u"REPEAT_ONE"_s, u"SHUFFLE"_s, u"SHUFFLE_NOREPEAT"_s, u"SHUFFLE_REPEAT_ONE"_s};
+        if (!modes.contains(mode))
+            return fault(playModeNotSupported);
+        c.playMode = mode;
+    } else {
+        return fault(invalidAction);
+    }
+    return envelope(action, transportService, {});
+}
+
+Response FakeSpeakers::grouping(Speaker &speaker, const QString &action, const QString &body)
+{
+    Speaker &c = coordinatorOf(speaker);
+    const bool following = &c != &speaker;
+    if (action == u"SetAVTransportURI"_s) {
+        const QString uri = argument(body, u"CurrentURI"_s);
+        if (uri.startsWith(u"x-rincon:"_s)) {
+            Speaker *leader = byID(uri.mid(9));
+            if (!leader || leader == &speaker || leader->invisible)
+                return fault(notCoordinator);
+            // Joining follows the leader's own coordinator; the stereo partner comes along.
+            const QString target = coordinatorOf(*leader).id;
+            for (Speaker &s : speakers) {
+                if (s.follows == speaker.id && s.invisible)
+                    s.follows = target;
+            }
+            // Whoever followed the joining speaker finds a coordinator of its own.
+            for (Speaker &s : speakers) {
+                if (s.follows == speaker.id && &s != &speaker)
+                    s.follows = s.id;
+            }
+            speaker.follows = target;
+        } else if (uri.startsWith(u"x-rincon-queue:"_s)) {
+            if (following || uri.mid(15).section(u'#', 0, 0) != speaker.id)
+                return fault(notCoordinator);
+            speaker.streamURI.clear();
+            speaker.position = 0;
+            speaker.since = m_clock.elapsed();
+        } else if (uri.isEmpty()) {
+            return fault(invalidArgs);
+        } else {
+            if (following)
+                return fault(notCoordinator);
+            c.streamURI = uri;
+            c.position = 0;
+            c.since = m_clock.elapsed();
+        }
+    } else if (action == u"BecomeCoordinatorOfStandaloneGroup"_s) {
+        if (following) {
+            const QString old = c.id;
+            speaker.follows = speaker.id;
+            for (Speaker &s : speakers) {
+                if (s.invisible && s.room == speaker.room && s.follows == old)
+                    s.follows = speaker.id;
+            }
+        }
+    } else {
+        Speaker *next = byID(argument(body, u"NewCoordinator"_s));
+        if (!next || following || next == &speaker || next->follows != speaker.id || next->invisible)
+            return fault(notCoordinator);
+        next->state = speaker.state;
+        next->position = positionOf(speaker);
+        next->since = m_clock.elapsed();
+        next->queue = speaker.queue;
+        next->track = speaker.track;
+        next->playMode = speaker.playMode;
+        next->streamURI = speaker.streamURI;
+        for (Speaker &s : speakers) {
+            if (s.follows == speaker.id)
+                s.follows = next->id;
+        }
+        // The old coordinator stays in the group (no rejoin asked for leaves it there).
+    }
+    return envelope(action, transportService, {});
+}
+
+Response FakeSpeakers::queue(Speaker &c, const QString &action, const QString &body)
+{
+    const auto updateID = number(body, u"UpdateID"_s);
+    if (action == u"AddMultipleURIsToQueue"_s) {
+        // Update id 0 means "whatever the queue holds now".
+        if (!updateID || (*updateID != 0 && *updateID != c.updateID))
+            return fault(queueChanged);
+        const auto count = number(body, u"NumberOfURIs"_s);
+        const QStringList uris = argument(body, u"EnqueuedURIs"_s).split(u' ', Qt::SkipEmptyParts);
+        if (!count || *count < 1 || uris.size() != *count)
+            return fault(invalidArgs);
+        // Titles from the metadata when it holds one per item.
+        static const QRegularExpression title(u"<dc:title>(.*?)</dc:title>"_s, QRegularExpression::DotMatchesEverythingOption);
+        QStringList titles;
+        for (auto it = title.globalMatch(argument(body, u"EnqueuedURIsMetaData"_s)); it.hasNext();)
+            titles << unescape(it.next().captured(1));
+        int at = number(body, u"DesiredFirstTrackNumberEnqueued"_s).value_or(0);
+        if (at < 1 || at > c.queue.size() + 1)
+            at = int(c.queue.size()) + 1;
+        const bool current = !c.queue.isEmpty() && at - 1 <= c.track;
+        for (int i = 0; i < *count; ++i) {
+            const QString name = titles.size() == *count ? titles[i] : u"Queued song %1"_s.arg(c.queue.size() + 1);
+            c.queue.insert(at - 1 + i, Track{name, u"Apple Music"_s, {}, 200000, uris[i]});
+        }
+        if (current)
+            c.track += *count; // the playing track keeps playing
+        ++c.updateID;
+        return envelope(u"AddMultipleURIsToQueue"_s, transportService,
+                        u"<FirstTrackNumberEnqueued>%1</FirstTrackNumberEnqueued><NumTracksAdded>%2</NumTracksAdded>"
+                        "<NewQueueLength>%3</NewQueueLength><NewUpdateID>%4</NewUpdateID>"_s.arg(at)
+                            .arg(*count)
+                            .arg(c.queue.size())
+                            .arg(c.updateID));
+    }
+    if (action == u"RemoveAllTracksFromQueue"_s) {
+        c.queue.clear();
+        c.track = 0;
+        setState(c, u"STOPPED"_s);
+        c.position = 0;
+        ++c.updateID;
+        return envelope(action, transportService, {});
+    }
+    if (!updateID || (*updateID != 0 && *updateID != c.updateID))
+        return fault(queueChanged);
+    const auto start = number(body, u"StartingIndex"_s);
+    const auto count = number(body, u"NumberOfTracks"_s);
+    if (!start || !count || *start < 1 || *count < 0 || *start - 1 + *count > c.queue.size())
+        return fault(invalidArgs);
+    const int first = *start - 1;
+    c.queue.remove(first, *count);
+    if (c.track >= first + *count)
+        c.track -= *count;
+    else if (c.track >= first)
+        c.track = std::min(first, int(c.queue.size()) - 1);
+    c.track = std::max(0, c.track);
+    ++c.updateID;
+    return envelope(action, transportService, u"<NewUpdateID>%1</NewUpdateID>"_s.arg(c.updateID));
+}
+
+} // namespace velotte::fake
