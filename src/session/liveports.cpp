@@ -2,29 +2,14 @@
 
 namespace velotte {
 
-namespace {
-LocalNow toNow(const GuestHouse::Now &n)
-{
-    return {n.title, n.artist, n.positionMillis, n.durationMillis, n.playing, n.volume, n.canSkip, n.canSkipBack, n.canSeek};
-}
-} // namespace
-
 std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
 {
     const LocalHouseConnection rooms = LocalHouseConnection::live(house, hosts);
     const LocalBassConnection bass = LocalBassConnection::live(house, hosts);
     auto p = std::make_shared<LocalPorts>();
     GuestHouse *h = &house;
-    p->discover = [rooms]() -> QCoro::Task<LocalSnapshot> {
-        const GuestHouse::Snapshot s = co_await rooms.discover();
-        co_return LocalSnapshot{s.players, s.groups, s.hosts};
-    };
-    p->nowPlaying = [rooms](QString host) -> QCoro::Task<std::optional<LocalNow>> {
-        const auto now = co_await rooms.nowPlaying(host);
-        if (!now)
-            co_return std::nullopt;
-        co_return toNow(*now);
-    };
+    p->discover = rooms.discover;
+    p->nowPlaying = rooms.nowPlaying;
     p->join = rooms.join;
     p->separate = rooms.separate;
     p->delegate = rooms.delegate;

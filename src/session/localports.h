@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cloud/records.h"
+#include "local/guesthouse.h"
 
 #include <QCoroTask>
 #include <QHash>
@@ -10,25 +10,10 @@
 
 namespace velotte {
 
-// What a room plays, read over the local network.
-struct LocalNow {
-    QString title;
-    QString artist;
-    qint64 positionMillis = 0;
-    qint64 durationMillis = 0;
-    bool playing = false;
-    std::optional<int> volume;
-    bool canSkip = false;
-    bool canSkipBack = false;
-    bool canSeek = false;
-};
-
-// The household as local discovery sees it, in the cloud's record shapes.
-struct LocalSnapshot {
-    QList<SonosPlayer> players;
-    QList<SonosGroup> groups;
-    QHash<QString, QString> hosts; // player id -> host
-};
+// What a room plays and the household as local discovery sees it: the
+// records of the local speaker layer.
+using LocalNow = GuestHouse::Now;
+using LocalSnapshot = GuestHouse::Snapshot;
 
 // The local-network operations the session runs; the live value binds them
 // to the speakers, tests and the demo replace them with functions. Every
