@@ -28,18 +28,10 @@ QString AppleMusicDirect::Failure::sentence() const
 
 QCoro::Task<QString> AppleMusicDirect::request(HttpTransport &transport, QString host, QString action, Soap::Fields fields, CancelToken cancel)
 {
-    HttpRequest request;
-    request.url = QUrl(QStringLiteral("http://") + host + QStringLiteral(":1400") + Soap::transportPath, QUrl::StrictMode);
-    if (host.isEmpty() || !request.url.isValid())
-        throw Failure::network();
-    request.method = "POST";
-    request.body = Soap::shortEnvelope(Soap::avTransport, action, fields).toUtf8();
-    request.timeout = action == QLatin1String("AddMultipleURIsToQueue") ? 60s : 10s;
-    request.setHeader("Content-Type", "text/xml; charset=utf-8");
-    request.setHeader("SOAPACTION", "\"" + (Soap::avTransport + QLatin1Char('#') + action).toUtf8() + "\"");
+    const auto timeout = action == QLatin1String("AddMultipleURIsToQueue") ? 60s : 10s;
     HttpResponse response;
     try {
-        response = co_await transport.send(std::move(request), cancel);
+        response = co_await Soap::postShort(transport, host, Soap::transportPath, Soap::avTransport, action, fields, timeout, cancel);
     } catch (const Cancelled &) {
         throw;
     } catch (const std::exception &) {

@@ -25,6 +25,7 @@ struct AvahiWatch {
 };
 
 struct AvahiTimeout {
+    AvahiTimeout(AvahiTimeoutCallback cb, void *data) : callback(cb), userdata(data) {}
     QTimer timer;
     AvahiTimeoutCallback callback;
     void *userdata;
@@ -84,7 +85,7 @@ void armTimeout(AvahiTimeout *t, const struct timeval *tv)
 
 AvahiTimeout *timeoutNew(const AvahiPoll *, const struct timeval *tv, AvahiTimeoutCallback callback, void *userdata)
 {
-    auto *t = new AvahiTimeout{{}, callback, userdata};
+    auto *t = new AvahiTimeout(callback, userdata);
     t->timer.setSingleShot(true);
     QObject::connect(&t->timer, &QTimer::timeout, &t->timer, [t] { t->callback(t, t->userdata); });
     armTimeout(t, tv);
@@ -101,9 +102,13 @@ struct AvahiBrowser::Impl {
     AvahiClient *client = nullptr;
     AvahiServiceBrowser *browser = nullptr;
     Events events;
+    // A service being resolved: first the service itself, then, when it
+    // answered with an IPv6 address, its host name for an IPv4 one.
     struct Pending {
         AvahiServiceResolver *resolver = nullptr;
+        AvahiHostNameResolver *hostResolver = nullptr;
         QTimer *deadline = nullptr;
+        QString hostName;
     };
     QHash<QString, Pending> resolving;
     struct Seen {
@@ -114,15 +119,34 @@ struct AvahiBrowser::Impl {
     };
     QHash<QString, Seen> seen;
 
-    void done(const QString &name)
+    // Forgets a pending resolution; its host name when it had one.
+    std::optional<QString> done(const QString &name)
     {
         auto it = resolving.find(name);
         if (it == resolving.end())
-            return;
+            return std::nullopt;
         if (it->resolver)
             avahi_service_resolver_free(it->resolver);
-        delete it->deadline;
+        if (it->hostResolver)
+            avahi_host_name_resolver_free(it->hostResolver);
+        // Its own time-out may be what ends it: delete it later.
+        it->deadline->stop();
+        it->deadline->deleteLater();
+        const QString hostName = it->hostName;
         resolving.erase(it);
+        return hostName;
+    }
+
+    // Reports the end of a resolution; an IPv6-only service by its host name.
+    void report(const QString &name, std::optional<QString> ipv4)
+    {
+        const auto hostName = done(name);
+        if (!hostName)
+            return;
+        if (!ipv4 && hostName->isEmpty())
+            events.failed(name);
+        else
+            events.resolved(name, ipv4, *hostName);
     }
 
     static void browsed(AvahiServiceBrowser *, AvahiIfIndex interface, AvahiProtocol protocol, AvahiBrowserEvent event, const char *name,
@@ -149,25 +173,53 @@ struct AvahiBrowser::Impl {
         }
     }
 
-    static void resolved(AvahiServiceResolver *, AvahiIfIndex, AvahiProtocol, AvahiResolverEvent event, const char *name, const char *, const char *,
-                         const char *hostName, const AvahiAddress *address, uint16_t, AvahiStringList *, AvahiLookupResultFlags, void *userdata)
+    static void resolved(AvahiServiceResolver *resolver, AvahiIfIndex interface, AvahiProtocol protocol, AvahiResolverEvent event, const char *name,
+                         const char *, const char *, const char *hostName, const AvahiAddress *address, uint16_t, AvahiStringList *,
+                         AvahiLookupResultFlags, void *userdata)
     {
         auto *self = static_cast<Impl *>(userdata);
         const QString service = QString::fromUtf8(name);
-        if (!self->resolving.contains(service))
+        auto it = self->resolving.find(service);
+        if (it == self->resolving.end() || it->resolver != resolver)
             return;
-        self->done(service);
         if (event != AVAHI_RESOLVER_FOUND) {
-            self->events.failed(service);
+            self->report(service, std::nullopt);
             return;
         }
-        std::optional<QString> ipv4;
+        it->hostName = QString::fromUtf8(hostName ? hostName : "");
         if (address && address->proto == AVAHI_PROTO_INET) {
-            char text[AVAHI_ADDRESS_STR_MAX];
-            avahi_address_snprint(text, sizeof text, address);
-            ipv4 = QString::fromLatin1(text);
+            self->report(service, text(address));
+            return;
         }
-        self->events.resolved(service, ipv4, QString::fromUtf8(hostName ? hostName : ""));
+        // Only an IPv6 address so far: ask the host name for an IPv4 one
+        // within the same deadline.
+        avahi_service_resolver_free(it->resolver);
+        it->resolver = nullptr;
+        if (hostName && *hostName)
+            it->hostResolver = avahi_host_name_resolver_new(self->client, interface, protocol, hostName, AVAHI_PROTO_INET, AvahiLookupFlags(0),
+                                                            &Impl::hostResolved, self);
+        if (!it->hostResolver)
+            self->report(service, std::nullopt);
+    }
+
+    static void hostResolved(AvahiHostNameResolver *resolver, AvahiIfIndex, AvahiProtocol, AvahiResolverEvent event, const char *,
+                             const AvahiAddress *address, AvahiLookupResultFlags, void *userdata)
+    {
+        auto *self = static_cast<Impl *>(userdata);
+        for (auto it = self->resolving.begin(); it != self->resolving.end(); ++it) {
+            if (it->hostResolver != resolver)
+                continue;
+            const bool ipv4 = event == AVAHI_RESOLVER_FOUND && address && address->proto == AVAHI_PROTO_INET;
+            self->report(it.key(), ipv4 ? std::optional<QString>(text(address)) : std::nullopt);
+            return;
+        }
+    }
+
+    static QString text(const AvahiAddress *address)
+    {
+        char out[AVAHI_ADDRESS_STR_MAX];
+        avahi_address_snprint(out, sizeof out, address);
+        return QString::fromLatin1(out);
     }
 };
 
@@ -201,15 +253,12 @@ void AvahiBrowser::resolve(const QString &name)
     pending.resolver = avahi_service_resolver_new(d->client, seen.interface, seen.protocol, name.toUtf8().constData(), seen.type.toUtf8().constData(),
                                                   seen.domain.toUtf8().constData(), AVAHI_PROTO_UNSPEC, AvahiLookupFlags(0), &Impl::resolved, d.get());
     if (!pending.resolver) {
-        QTimer::singleShot(0, [this, name] { d->events.failed(name); });
+        d->events.failed(name);
         return;
     }
     pending.deadline = new QTimer;
     pending.deadline->setSingleShot(true);
-    QObject::connect(pending.deadline, &QTimer::timeout, pending.deadline, [this, name] {
-        d->done(name);
-        d->events.failed(name);
-    });
+    QObject::connect(pending.deadline, &QTimer::timeout, pending.deadline, [this, name] { d->report(name, std::nullopt); });
     pending.deadline->start(5000);
     d->resolving.insert(name, pending);
 }

@@ -17,6 +17,8 @@ namespace {
 QString instance() { return u"<InstanceID>0</InstanceID>"_s; }
 QString master() { return u"<InstanceID>0</InstanceID><Channel>Master</Channel>"_s; }
 QUrl controlUrl(const QString &host, const QString &path) { return QUrl(u"http://"_s + host + u":1400"_s + path, QUrl::StrictMode); }
+// A 32-speaker topology is about 50 KB; a reply this large is not a speaker's.
+constexpr qint64 largestReply = 4 * 1024 * 1024;
 } // namespace
 
 GuestHouse::GuestHouse(HttpTransport &transport) : m_transport(transport) {}
@@ -30,6 +32,7 @@ QCoro::Task<std::optional<QString>> GuestHouse::call(QString host, QString path,
     request.method = "POST";
     request.body = body.toUtf8();
     request.timeout = 4s;
+    request.maxBytes = largestReply;
     request.setHeader("Content-Type", "text/xml; charset=\"utf-8\"");
     request.setHeader("SOAPACTION", action.toUtf8()); // no quotes in this flavour
     try {
@@ -180,6 +183,8 @@ std::optional<GuestHouse::Identity> GuestHouse::identityOf(const QString &descri
     QString id = *udn;
     if (id.startsWith(u"uuid:"_s))
         id = id.mid(5);
+    if (id.isEmpty())
+        return std::nullopt;
     const QString name = Soap::tag(u"roomName"_s, description).value_or(Soap::tag(u"friendlyName"_s, description).value_or(u"Room"_s));
     return Identity{id, Soap::unescape(name)};
 }
@@ -189,6 +194,7 @@ QCoro::Task<std::optional<GuestHouse::Identity>> GuestHouse::identity(QString ho
     HttpRequest request;
     request.url = QUrl(u"http://"_s + host + u":1400"_s + Soap::descriptionPath, QUrl::StrictMode);
     request.timeout = 4s;
+    request.maxBytes = largestReply;
     if (!request.url.isValid() || request.url.host().isEmpty())
         co_return std::nullopt;
     try {

@@ -4,6 +4,7 @@
 
 #include "cloud/records.h"
 #include "core/http.h"
+#include "core/networktransport.h"
 
 #include <QCoroTask>
 #include <QHash>
@@ -52,7 +53,7 @@ public:
         QString name;
     };
 
-    explicit GuestHouse(HttpTransport &transport);
+    explicit GuestHouse(HttpTransport &transport = NetworkTransport::shared());
 
     QCoro::Task<std::optional<QString>> call(QString host, QString path, QString action, QString body);
 

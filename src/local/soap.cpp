@@ -112,6 +112,21 @@ qint64 millis(const QString &text)
     return any ? total * 1000 : 0;
 }
 
+QCoro::Task<HttpResponse> postShort(HttpTransport &transport, QString host, QString path, QString service, QString action, Fields fields,
+                                    std::chrono::milliseconds timeout, CancelToken cancel)
+{
+    HttpRequest request;
+    request.url = QUrl(QStringLiteral("http://") + host + QStringLiteral(":1400") + path, QUrl::StrictMode);
+    if (host.isEmpty() || !request.url.isValid() || request.url.host().isEmpty())
+        throw TransportError(TransportError::Kind::BadRequest, QStringLiteral("no speaker address"));
+    request.method = "POST";
+    request.body = shortEnvelope(service, action, fields).toUtf8();
+    request.timeout = timeout;
+    request.setHeader("Content-Type", "text/xml; charset=utf-8");
+    request.setHeader("SOAPACTION", "\"" + (service + QLatin1Char('#') + action).toUtf8() + "\"");
+    co_return co_await transport.send(std::move(request), cancel);
+}
+
 QString playMode(bool shuffle, bool repeats)
 {
     if (shuffle)

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/http.h"
+
+#include <QCoroTask>
 #include <QList>
 #include <QPair>
 #include <QString>
@@ -44,5 +47,11 @@ QString clock(qint64 millis);
 qint64 millis(const QString &text);
 // The play-mode word for a shuffle and repeat pair.
 QString playMode(bool shuffle, bool repeats);
+
+// POSTs a short-form action with its action quoted, as the queueing and
+// alarm clients send them. Throws TransportError (also for a host that makes
+// no address) or Cancelled; any HTTP reply comes back.
+QCoro::Task<HttpResponse> postShort(HttpTransport &transport, QString host, QString path, QString service, QString action, Fields fields,
+                                    std::chrono::milliseconds timeout, CancelToken cancel = {});
 
 } // namespace velotte::Soap

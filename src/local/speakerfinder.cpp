@@ -1,12 +1,23 @@
 #include "speakerfinder.h"
 
+#include "avahibrowser.h"
+
 #include "core/logging.h"
+
+#include <QCoreApplication>
 
 namespace velotte {
 
 using namespace std::chrono_literals;
 
 SpeakerFinder::SpeakerFinder(BrowseBackend &backend, Clock &clock, QObject *parent) : QObject(parent), m_backend(backend), m_clock(clock) {}
+
+SpeakerFinder &SpeakerFinder::shared()
+{
+    static auto *backend = new AvahiBrowser;
+    static auto *finder = new SpeakerFinder(*backend, Clock::system(), QCoreApplication::instance());
+    return *finder;
+}
 
 QCoro::Task<QHash<QString, QString>> SpeakerFinder::hosts()
 {
@@ -18,9 +29,8 @@ QCoro::Task<QHash<QString, QString>> SpeakerFinder::hosts()
 
 QCoro::Task<QHash<QString, QString>> SpeakerFinder::lookup()
 {
-    QPointer<SpeakerFinder> self(this);
-    Wakeup done;
-    m_waiters.push_back(done);
+    Waiter waiter{Wakeup(), std::make_shared<QHash<QString, QString>>()};
+    m_waiters.push_back(waiter);
     if (!m_browsing) {
         m_addresses.clear();
         BrowseBackend::Events events;
@@ -36,10 +46,10 @@ QCoro::Task<QHash<QString, QString>> SpeakerFinder::lookup()
     }
     if (m_browsing)
         arm(8s);
-    co_await done;
-    if (!self)
-        co_return {};
-    co_return QHash<QString, QString>(m_addresses);
+    co_await waiter.wake;
+    // The answer was taken when the browse finished: a waiter resumed
+    // before this one may already have started the next browse.
+    co_return *waiter.answer;
 }
 
 void SpeakerFinder::arm(Millis after)
@@ -95,8 +105,10 @@ void SpeakerFinder::finish()
     ++m_generation; // no timer may finish a later lookup
     auto waiters = std::move(m_waiters);
     m_waiters.clear();
-    for (const Wakeup &w : waiters)
-        w.fire();
+    for (const Waiter &w : waiters)
+        *w.answer = m_addresses;
+    for (const Waiter &w : waiters)
+        w.wake.fire();
 }
 
 } // namespace velotte

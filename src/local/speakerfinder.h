@@ -9,6 +9,7 @@
 #include <QSet>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -39,6 +40,8 @@ class SpeakerFinder : public QObject {
     Q_OBJECT
 public:
     SpeakerFinder(BrowseBackend &backend, Clock &clock, QObject *parent = nullptr);
+    // The program's one finder, on the desktop's Avahi daemon.
+    static SpeakerFinder &shared();
     // Asks once, and a second time when the first answer is empty.
     QCoro::Task<QHash<QString, QString>> hosts();
     QCoro::Task<QHash<QString, QString>> lookup();
@@ -59,7 +62,11 @@ private:
     QSet<QString> m_services;
     QSet<QString> m_resolving;
     QHash<QString, QString> m_addresses;
-    std::vector<Wakeup> m_waiters;
+    struct Waiter {
+        Wakeup wake;
+        std::shared_ptr<QHash<QString, QString>> answer;
+    };
+    std::vector<Waiter> m_waiters;
     int m_generation = 0;
 };
 

@@ -18,18 +18,9 @@ QString NewsAlarmClient::Failure::sentence() const
 
 QCoro::Task<QString> NewsAlarmClient::request(HttpTransport &transport, QString host, QString action, Soap::Fields fields, CancelToken cancel)
 {
-    HttpRequest request;
-    request.url = QUrl(QStringLiteral("http://") + host + QStringLiteral(":1400") + Soap::alarmPath, QUrl::StrictMode);
-    if (host.isEmpty() || !request.url.isValid())
-        throw Failure(Failure::Kind::network);
-    request.method = "POST";
-    request.body = Soap::shortEnvelope(Soap::alarmClock, action, fields).toUtf8();
-    request.timeout = 10s;
-    request.setHeader("Content-Type", "text/xml; charset=utf-8");
-    request.setHeader("SOAPACTION", "\"" + (Soap::alarmClock + QLatin1Char('#') + action).toUtf8() + "\"");
     HttpResponse response;
     try {
-        response = co_await transport.send(std::move(request), cancel);
+        response = co_await Soap::postShort(transport, host, Soap::alarmPath, Soap::alarmClock, action, fields, 10s, cancel);
     } catch (const Cancelled &) {
         throw;
     } catch (const std::exception &) {
