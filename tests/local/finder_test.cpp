@@ -1,3 +1,4 @@
+#include "local/avahibrowser.h"
 #include "local/speakerfinder.h"
 #include "testkit/testkit.h"
 
@@ -111,4 +112,57 @@ TEST_F(Finder, NoDaemonAnswersEmptyAtOnce)
     EXPECT_TRUE(first->isEmpty());
     EXPECT_EQ(backend.starts, 2);
     EXPECT_EQ(clock.sleepers(), 0);
+}
+
+TEST_F(Finder, EachResolutionAndEveryEventReArmsTheTimer)
+{
+    auto a = ask(first);
+    backend.events.found(QStringLiteral("A"));
+    backend.events.found(QStringLiteral("B"));
+    backend.events.resolved(QStringLiteral("A"), QStringLiteral("10.0.0.1"), {});
+    clock.advance(7s); // B is still resolving: the 8 s timer of the start runs on
+    EXPECT_FALSE(first.has_value());
+    backend.events.allForNow(); // 8 s from here
+    clock.advance(7s);
+    EXPECT_FALSE(first.has_value());
+    backend.events.failed(QStringLiteral("B")); // the last one: 0.5 s from here
+    clock.advance(499ms);
+    EXPECT_FALSE(first.has_value());
+    clock.advance(1ms);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_EQ(*first, (QHash<QString, QString>{{QStringLiteral("A"), QStringLiteral("10.0.0.1")}}));
+    clock.advance(10s); // the voided timers fire into nothing
+    EXPECT_EQ(backend.starts, 1);
+    EXPECT_EQ(backend.stops, 1);
+}
+
+TEST_F(Finder, AWaiterThatBrowsesAgainDoesNotChangeTheOthersAnswer)
+{
+    std::optional<QHash<QString, QString>> again;
+    auto eager = [&]() -> QCoro::Task<void> {
+        co_await finder.lookup();
+        again = co_await finder.lookup(); // starts the next browse at once
+    };
+    auto a = eager();
+    auto b = ask(second);
+    backend.events.found(QStringLiteral("S"));
+    backend.events.resolved(QStringLiteral("S"), QStringLiteral("10.0.0.9"), {});
+    clock.advance(500ms);
+    EXPECT_EQ(backend.starts, 2);
+    ASSERT_TRUE(second.has_value());
+    EXPECT_EQ(second->value(QStringLiteral("S")), QStringLiteral("10.0.0.9"));
+    EXPECT_FALSE(again.has_value());
+}
+
+TEST(AvahiFinder, NoDaemonMeansAnEmptyMapAtOnce)
+{
+    // A system bus that is not there: no daemon can be reached.
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/velotte-test-bus");
+    AvahiBrowser backend;
+    VirtualClock clock;
+    SpeakerFinder finder(backend, clock);
+    const auto hosts = test::await(finder.hosts(), 5000);
+    EXPECT_TRUE(hosts.isEmpty());
+    EXPECT_FALSE(finder.browsing());
+    qunsetenv("DBUS_SYSTEM_BUS_ADDRESS");
 }

@@ -101,6 +101,47 @@ TEST_F(Speakers, FaultsAreNoValueNeverACrash)
     EXPECT_EQ(test::await(house.discover({{QStringLiteral("x"), QStringLiteral("127.0.43.99")}})).groups.size(), 0);
 }
 
+TEST_F(Speakers, SlowAndPartlyFailingSpeakers)
+{
+    auto &s = speakers.speakers[2];
+    s.latencyMs = 150; // slow, but well within the time-out
+    EXPECT_EQ(test::await(house.volume(host(2))), s.volume);
+    s.latencyMs = 0;
+    // One of the four reads of what plays fails: the record has a gap.
+    s.upnpErrors.insert(QStringLiteral("GetVolume"), 501);
+    s.upnpErrors.insert(QStringLiteral("GetCurrentTransportActions"), 501);
+    auto now = test::await(house.nowPlaying(host(2)));
+    ASSERT_TRUE(now.has_value());
+    EXPECT_FALSE(now->volume.has_value());
+    EXPECT_FALSE(now->canSkip);
+    EXPECT_EQ(now->title, QStringLiteral("Clair de lune"));
+    s.upnpErrors.insert(QStringLiteral("GetTransportInfo"), 501);
+    EXPECT_FALSE(test::await(house.nowPlaying(host(2))).has_value());
+    // A fault body on every action, with the speaker still describing itself.
+    s.upnpErrors.clear();
+    s.serverError = true;
+    EXPECT_FALSE(test::await(house.zoneGroups(host(2))).has_value());
+    EXPECT_FALSE(test::await(house.seek(host(2), 1000)));
+    EXPECT_TRUE(test::await(house.identity(host(2))).has_value());
+}
+
+TEST(HugeReply, TenMegabytesIsNoValue)
+{
+    // Every value the requests look for is there; only the size is wrong.
+    const QByteArray body = "<CurrentVolume>12</CurrentVolume><UDN>uuid:RINCON_X</UDN><ZoneGroupState>&lt;ZoneGroup Coordinator=&quot;A&quot;&gt;"
+                            "&lt;ZoneGroupMember UUID=&quot;A&quot;/&gt;&lt;/ZoneGroup&gt;</ZoneGroupState>"
+        + QByteArray(10 * 1024 * 1024, ' ');
+    fake::HttpServer server([&body](const fake::Request &) { return fake::Response::text(body, "text/xml"); });
+    if (!server.listen(QHostAddress(QStringLiteral("127.0.53.11")), 1400))
+        GTEST_SKIP() << "cannot bind port 1400 on 127.0.53.11 (needs root)";
+    QNetworkAccessManager manager;
+    NetworkTransport transport(&manager);
+    GuestHouse house(transport);
+    EXPECT_FALSE(test::await(house.volume(QStringLiteral("127.0.53.11"))).has_value());
+    EXPECT_FALSE(test::await(house.zoneGroups(QStringLiteral("127.0.53.11"))).has_value());
+    EXPECT_FALSE(test::await(house.identity(QStringLiteral("127.0.53.11"))).has_value());
+}
+
 TEST_F(Speakers, TransportsThatAreNotTheRealOneStillParse)
 {
     // A TV input answers with the literal NOT_IMPLEMENTED for metadata.
