@@ -1,5 +1,7 @@
 #include "localconnections.h"
 
+#include "speakerfinder.h"
+
 #include <QRegularExpression>
 
 namespace velotte {
@@ -8,10 +10,20 @@ HostSource manualHosts(const QStringList &hosts)
 {
     return [hosts]() -> QCoro::Task<QHash<QString, QString>> {
         QHash<QString, QString> map;
-        for (const QString &h : hosts)
-            map.insert(h, h);
+        for (const QString &entry : hosts) {
+            const QString h = entry.trimmed();
+            if (!h.isEmpty())
+                map.insert(h, h);
+        }
         co_return map;
     };
+}
+
+HostSource speakerHosts(const QStringList &manual)
+{
+    if (!manual.isEmpty())
+        return manualHosts(manual);
+    return [] { return SpeakerFinder::shared().hosts(); };
 }
 
 LocalHouseConnection LocalHouseConnection::live(GuestHouse &house, HostSource hosts)

@@ -14,6 +14,9 @@ namespace velotte {
 // service name (or host) to host.
 using HostSource = std::function<QCoro::Task<QHash<QString, QString>>()>;
 HostSource manualHosts(const QStringList &hosts);
+// The manual list when one is given (each host its own entry), else Bonjour
+// through the shared finder.
+HostSource speakerHosts(const QStringList &manual);
 
 // The room operations of local-only operation, each a replaceable function
 // so tests and the demo can stand in for the network.

@@ -1,6 +1,7 @@
 #include "local/guesthouse.h"
 #include "local/localconnections.h"
 #include "services/fakespeakers.h"
+#include "testkit/testkit.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -160,4 +161,10 @@ TEST(Topology, ThirtyTwoSpeakersAsTheFakeHouseholdReportsThem)
     EXPECT_EQ(snapshot.players.size(), 31);
     EXPECT_EQ(snapshot.hosts.size(), 32);
     EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room + 3"));
+}
+
+TEST(ManualHosts, EachHostIsItsOwnEntry)
+{
+    const auto map = test::await(speakerHosts({QStringLiteral("10.0.0.5"), QStringLiteral(" 10.0.0.6 "), QString()})());
+    EXPECT_EQ(map, (QHash<QString, QString>{{QStringLiteral("10.0.0.5"), QStringLiteral("10.0.0.5")}, {QStringLiteral("10.0.0.6"), QStringLiteral("10.0.0.6")}}));
 }
