@@ -2,6 +2,7 @@
 
 #include "core/logging.h"
 
+#include <QCoreApplication>
 #include <QHash>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -22,6 +23,9 @@ struct AvahiWatch {
     void *userdata;
     QSocketNotifier *read = nullptr;
     QSocketNotifier *write = nullptr;
+    // Avahi may free a watch from inside its own callback.
+    bool dispatching = false;
+    bool freed = false;
 };
 
 struct AvahiTimeout {
@@ -29,6 +33,8 @@ struct AvahiTimeout {
     QTimer timer;
     AvahiTimeoutCallback callback;
     void *userdata;
+    bool dispatching = false;
+    bool freed = false;
 };
 
 namespace velotte {
@@ -38,8 +44,13 @@ namespace {
 void fireWatch(AvahiWatch *w, AvahiWatchEvent event)
 {
     w->last = event;
+    w->dispatching = true;
     w->callback(w, w->fd, event, w->userdata);
-    w->last = AvahiWatchEvent(0);
+    w->dispatching = false;
+    if (w->freed)
+        delete w;
+    else
+        w->last = AvahiWatchEvent(0);
 }
 
 void updateWatch(AvahiWatch *w, AvahiWatchEvent event)
@@ -68,7 +79,10 @@ void watchFree(AvahiWatch *w)
     w->write->setEnabled(false);
     w->read->deleteLater();
     w->write->deleteLater();
-    delete w;
+    if (w->dispatching)
+        w->freed = true; // fireWatch deletes it when the callback returns
+    else
+        delete w;
 }
 
 void armTimeout(AvahiTimeout *t, const struct timeval *tv)
@@ -87,12 +101,25 @@ AvahiTimeout *timeoutNew(const AvahiPoll *, const struct timeval *tv, AvahiTimeo
 {
     auto *t = new AvahiTimeout(callback, userdata);
     t->timer.setSingleShot(true);
-    QObject::connect(&t->timer, &QTimer::timeout, &t->timer, [t] { t->callback(t, t->userdata); });
+    QObject::connect(&t->timer, &QTimer::timeout, &t->timer, [t] {
+        t->dispatching = true;
+        t->callback(t, t->userdata);
+        t->dispatching = false;
+        if (t->freed) // not inside its own timer's signal
+            QTimer::singleShot(0, QCoreApplication::instance(), [t] { delete t; });
+    });
     armTimeout(t, tv);
     return t;
 }
 
-void timeoutFree(AvahiTimeout *t) { delete t; }
+void timeoutFree(AvahiTimeout *t)
+{
+    t->timer.stop();
+    if (t->dispatching)
+        t->freed = true;
+    else
+        delete t;
+}
 
 const AvahiPoll qtPoll = {nullptr, watchNew, updateWatch, watchEvents, watchFree, timeoutNew, armTimeout, timeoutFree};
 
