@@ -67,7 +67,8 @@ QUrl urlOr(const std::map<QString, QString> &values, const QString &key, const Q
 
 } // namespace
 
-QString SonosConfig::defaultRedirectURI() { return QStringLiteral("velotte://sonos/callback"); }
+// Never loaded: the sign-in window and velottectl catch the redirect first.
+QString SonosConfig::defaultRedirectURI() { return QStringLiteral("https://velotte.app/sonos/callback"); }
 
 SonosConfig SonosConfig::defaults()
 {
