@@ -64,7 +64,11 @@ namespace {
 SecretStoreError errorOf(QKeychain::Job &job)
 {
     const QString detail = job.errorString();
-    if (job.error() == QKeychain::NoBackendAvailable)
+    // Without a session bus, or with no one owning the secrets service, there
+    // is nowhere to keep the sign-in.
+    const bool noService = job.error() == QKeychain::NoBackendAvailable || detail.contains(QLatin1String("D-Bus"), Qt::CaseInsensitive)
+        || detail.contains(QLatin1String("org.freedesktop.secrets")) || detail.contains(QLatin1String("ServiceUnknown"));
+    if (noService)
         return {SecretStoreError::Kind::noService, detail};
     if (detail.contains(QLatin1String("locked"), Qt::CaseInsensitive))
         return {SecretStoreError::Kind::locked, detail};

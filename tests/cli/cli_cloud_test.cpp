@@ -139,3 +139,18 @@ TEST_F(CliCloud, ForgedStateIsRefused)
     EXPECT_EQ(cloud.signIn.tokenRequests, 0);
     EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
 }
+
+TEST_F(CliCloud, NoKeyringIsExplained)
+{
+    // A process without a session bus has no Secret Service to keep the sign-in in.
+    const QByteArray bus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    const QString display = qEnvironmentVariable("DISPLAY");
+    qunsetenv("DISPLAY");
+    EXPECT_EQ(login(), 1);
+    EXPECT_TRUE(printed.join(QLatin1Char('\n')).contains(QStringLiteral("No keyring (Secret Service) is available to keep your Sonos sign-in.")))
+        << printed.join(QLatin1Char('\n')).toStdString();
+    if (!display.isEmpty())
+        qputenv("DISPLAY", display.toUtf8());
+    qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
+}
