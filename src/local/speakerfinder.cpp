@@ -12,6 +12,8 @@ using namespace std::chrono_literals;
 
 SpeakerFinder::SpeakerFinder(BrowseBackend &backend, Clock &clock, QObject *parent) : QObject(parent), m_backend(backend), m_clock(clock) {}
 
+SpeakerFinder::~SpeakerFinder() { m_timer.cancel(); }
+
 SpeakerFinder &SpeakerFinder::shared()
 {
     static auto *backend = new AvahiBrowser;
@@ -54,15 +56,17 @@ QCoro::Task<QHash<QString, QString>> SpeakerFinder::lookup()
 
 void SpeakerFinder::arm(Millis after)
 {
-    // Arming again voids the timer armed before.
-    auto task = fireAfter(after, ++m_generation);
+    // Arming again voids the timer armed before; its sleep ends early.
+    m_timer.cancel();
+    m_timer = CancelToken();
+    auto task = fireAfter(after, ++m_generation, m_timer);
 }
 
-QCoro::Task<void> SpeakerFinder::fireAfter(Millis after, int generation)
+QCoro::Task<void> SpeakerFinder::fireAfter(Millis after, int generation, CancelToken cancel)
 {
     QPointer<SpeakerFinder> self(this);
-    co_await m_clock.sleep(after);
-    if (self && generation == m_generation)
+    co_await m_clock.sleep(after, cancel);
+    if (self && !cancel.isCancelled() && generation == m_generation)
         finish();
 }
 
@@ -103,6 +107,7 @@ void SpeakerFinder::finish()
     m_services.clear();
     m_resolving.clear();
     ++m_generation; // no timer may finish a later lookup
+    m_timer.cancel();
     auto waiters = std::move(m_waiters);
     m_waiters.clear();
     for (const Waiter &w : waiters)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/cancel.h"
 #include "core/clock.h"
 #include "core/wakeup.h"
 
@@ -40,6 +41,7 @@ class SpeakerFinder : public QObject {
     Q_OBJECT
 public:
     SpeakerFinder(BrowseBackend &backend, Clock &clock, QObject *parent = nullptr);
+    ~SpeakerFinder() override;
     // The program's one finder, on the desktop's Avahi daemon.
     static SpeakerFinder &shared();
     // Asks once, and a second time when the first answer is empty.
@@ -50,7 +52,7 @@ public:
 
 private:
     void arm(Millis after);
-    QCoro::Task<void> fireAfter(Millis after, int generation);
+    QCoro::Task<void> fireAfter(Millis after, int generation, CancelToken cancel);
     void finish();
     void onFound(const QString &name);
     void onResolved(const QString &name, std::optional<QString> ipv4, QString hostName);
@@ -68,6 +70,7 @@ private:
     };
     std::vector<Waiter> m_waiters;
     int m_generation = 0;
+    CancelToken m_timer; // ends the sleep of a timer that was armed again
 };
 
 } // namespace velotte

@@ -152,6 +152,9 @@ TEST_F(Finder, AWaiterThatBrowsesAgainDoesNotChangeTheOthersAnswer)
     ASSERT_TRUE(second.has_value());
     EXPECT_EQ(second->value(QStringLiteral("S")), QStringLiteral("10.0.0.9"));
     EXPECT_FALSE(again.has_value());
+    clock.advance(8s);
+    ASSERT_TRUE(again.has_value());
+    EXPECT_TRUE(again->isEmpty()); // the next browse starts from a clean map
 }
 
 TEST(AvahiFinder, NoDaemonMeansAnEmptyMapAtOnce)
