@@ -3,7 +3,7 @@
 # avahi-daemon limited to that interface, and fake speakers published as
 # "_sonos._tcp" services. velottectl --guest must find their rooms.
 set -u
-ctl="$1"; fakes="$2"
+ctl="$1"; fakes="$2"; probe="$3"
 skip() { echo "skipped: $*"; exit 77; }
 [ "$(id -u)" = 0 ] || skip "needs root for network namespaces"
 for tool in ip avahi-daemon avahi-publish dbus-daemon; do command -v "$tool" >/dev/null || skip "$tool is not installed"; done
@@ -80,4 +80,15 @@ out=$(ip netns exec "$ns" "$ctl" --guest rooms 2>&1)
 echo "$out"
 echo "$out" | grep -q "Living Room" || { echo "FAIL: Living Room not found"; tail -5 "$work/avahi.log"; exit 1; }
 echo "$out" | grep -q "Kitchen" || { echo "FAIL: Kitchen not found"; exit 1; }
-echo "1 passed, 0 failed"
+
+# The finder itself: a host with an IPv6 address beside its IPv4 one is
+# still reached by IPv4; a host with only IPv6 is named by its host name.
+avahi-publish -a -R sonos-c.local fd00:231::13 > /dev/null 2>&1 & pids+=($!)
+avahi-publish -a -R sonos-v6.local fd00:231::20 > /dev/null 2>&1 & pids+=($!)
+avahi-publish -s -H sonos-v6.local "Sonos-RINCON_347E5C0D00FF01400@Den" _sonos._tcp 1400 > /dev/null 2>&1 & pids+=($!)
+sleep 1.5
+found=$(ip netns exec "$ns" "$probe" 2>&1)
+echo "$found"
+expected=$(printf 'Sonos-RINCON_347E5C0D000001400@Living Room\t10.231.0.11\nSonos-RINCON_347E5C0D000201400@Kitchen\t10.231.0.13\nSonos-RINCON_347E5C0D00FF01400@Den\tsonos-v6.local')
+[ "$found" = "$expected" ] || { echo "FAIL: the finder answered otherwise; expected:"; echo "$expected"; exit 1; }
+echo "2 passed, 0 failed"
