@@ -66,25 +66,14 @@ void NowPlayingWith20msLatency(benchmark::State &state)
 }
 BENCHMARK(NowPlayingWith20msLatency)->Unit(benchmark::kMillisecond)->Iterations(30)->UseRealTime();
 
-QString household(int n)
-{
-    QString groups;
-    for (int i = 0; i < n; ++i) {
-        const QString id = QStringLiteral("RINCON_%1%2").arg(i, 12, 16, QLatin1Char('0')).arg(QStringLiteral("01400")).toUpper();
-        groups += QStringLiteral("<ZoneGroup Coordinator=\"%1\" ID=\"%1:%2\"><ZoneGroupMember UUID=\"%1\" Location=\"http://10.1.0.%2:1400/xml/device_description.xml\" "
-                                 "ZoneName=\"Room %2\" Icon=\"x-rincon-roomicon:office\" Configuration=\"1\" SoftwareVersion=\"80.1-55240\" SWGen=\"2\" "
-                                 "MinCompatibleVersion=\"79.0-00000\" BootSeq=\"93\" WirelessMode=\"0\" ChannelFreq=\"2437\" WifiEnabled=\"1\" "
-                                 "RoomCalibrationState=\"4\" SecureRegState=\"3\" AirPlayEnabled=\"1\" IdleState=\"1\" MoreInfo=\"\" SSLPort=\"1443\"/></ZoneGroup>")
-                      .arg(id).arg(i);
-    }
-    QString state = QStringLiteral("<ZoneGroupState><ZoneGroups>") + groups + QStringLiteral("</ZoneGroups></ZoneGroupState>");
-    state.replace(QLatin1Char('&'), QStringLiteral("&amp;")).replace(QLatin1Char('<'), QStringLiteral("&lt;")).replace(QLatin1Char('>'), QStringLiteral("&gt;")).replace(QLatin1Char('"'), QStringLiteral("&quot;"));
-    return QStringLiteral("<s:Envelope><s:Body><u:R><ZoneGroupState>") + state + QStringLiteral("</ZoneGroupState></u:R></s:Body></s:Envelope>");
-}
-
 void Parse32SpeakerTopology(benchmark::State &state)
 {
-    const QString reply = household(32);
+    // The fake household's own report: a stereo pair, a home theatre with
+    // satellites, dozens of attributes per member.
+    const fake::FakeSpeakers speakers(QStringLiteral("10.20.0.11"), 32);
+    const QString reply = QStringLiteral("<s:Envelope><s:Body><u:GetZoneGroupStateResponse><ZoneGroupState>") + Soap::escape(speakers.zoneGroupState())
+        + QStringLiteral("</ZoneGroupState></u:GetZoneGroupStateResponse></s:Body></s:Envelope>");
+    state.counters["bytes"] = double(reply.size());
     for (auto _ : state)
         benchmark::DoNotOptimize(GuestHouse::rooms(reply));
 }

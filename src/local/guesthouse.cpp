@@ -209,6 +209,15 @@ QCoro::Task<std::optional<GuestHouse::Identity>> GuestHouse::identity(QString ho
     }
 }
 
+namespace {
+// Large states are matched many times over; their UTF-16 is checked once
+// here instead of on every match.
+QRegularExpression::MatchOptions checkedOnce(QStringView text)
+{
+    return text.isValidUtf16() ? QRegularExpression::DontCheckSubjectStringMatchOption : QRegularExpression::NoMatchOption;
+}
+} // namespace
+
 QList<GuestHouse::Member> GuestHouse::members(const QString &body)
 {
     static const QRegularExpression member(u"<ZoneGroupMember\\b([^>]*)/?>"_s);
@@ -217,15 +226,16 @@ QList<GuestHouse::Member> GuestHouse::members(const QString &body)
     static const QRegularExpression invisible(u"\\bInvisible=\"([^\"]*)\""_s);
     static const QRegularExpression location(u"\\bLocation=\"([^\"]*)\""_s);
     QList<Member> out;
-    auto it = member.globalMatch(body);
+    const auto options = checkedOnce(body);
+    auto it = member.globalMatch(body, 0, QRegularExpression::NormalMatch, options);
     while (it.hasNext()) {
         const QString attributes = it.next().captured(1);
         Member m;
-        m.id = uuid.match(attributes).captured(1);
+        m.id = uuid.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
         // Attribute values carry their own entities ("Kitchen &amp; Dining").
-        m.name = Soap::unescape(zoneName.match(attributes).captured(1));
-        m.hidden = invisible.match(attributes).captured(1) == u"1"_s;
-        const QString url = location.match(attributes).captured(1);
+        m.name = Soap::unescape(zoneName.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1));
+        m.hidden = invisible.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1) == u"1"_s;
+        const QString url = location.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
         if (!url.isEmpty()) {
             const QString host = QUrl(url).host();
             if (!host.isEmpty())
@@ -244,14 +254,15 @@ QList<GuestHouse::Room> GuestHouse::rooms(const QString &reply)
     static const QRegularExpression coordinatorLower(u"\\bcoordinator=\"([^\"]*)\""_s);
     static const QRegularExpression groupID(u"\\bID=\"([^\"]*)\""_s);
     QList<Room> out;
-    auto it = group.globalMatch(state);
+    const auto options = checkedOnce(state);
+    auto it = group.globalMatch(state, 0, QRegularExpression::NormalMatch, options);
     while (it.hasNext()) {
         const auto match = it.next();
         const QString attributes = match.captured(1);
         Room room;
-        const auto upper = coordinatorUpper.match(attributes);
-        room.coordinator = upper.hasMatch() ? upper.captured(1) : coordinatorLower.match(attributes).captured(1);
-        room.id = groupID.match(attributes).captured(1);
+        const auto upper = coordinatorUpper.match(attributes, 0, QRegularExpression::NormalMatch, options);
+        room.coordinator = upper.hasMatch() ? upper.captured(1) : coordinatorLower.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
+        room.id = groupID.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
         for (const Member &m : members(match.captured(2))) {
             if (m.host)
                 room.hosts.insert(m.id, *m.host);
