@@ -111,6 +111,10 @@ TEST(Topology, BadInputGivesNoRooms)
     ASSERT_EQ(rooms.size(), 1);
     EXPECT_EQ(rooms[0].name, QStringLiteral("</ZoneGroup>"));
     EXPECT_EQ(rooms[0].members.size(), 1);
+    // A lone surrogate (text that never came from UTF-8) is refused, not read past.
+    QString lone = QStringLiteral("<ZoneGroupState>&lt;ZoneGroup Coordinator=&quot;A&quot;&gt;&lt;ZoneGroupMember UUID=&quot;A&quot;/&gt;&lt;/ZoneGroup&gt;</ZoneGroupState>");
+    lone.insert(40, QChar(0xD800));
+    EXPECT_TRUE(GuestHouse::rooms(lone).isEmpty());
     QString huge(10 * 1024 * 1024, QLatin1Char('x'));
     EXPECT_TRUE(GuestHouse::rooms(huge).isEmpty());
 }
