@@ -216,6 +216,10 @@ QRegularExpression::MatchOptions checkedOnce(QStringView text)
 {
     return text.isValidUtf16() ? QRegularExpression::DontCheckSubjectStringMatchOption : QRegularExpression::NoMatchOption;
 }
+QString first(const QRegularExpression &re, const QString &text, QRegularExpression::MatchOptions options)
+{
+    return re.match(text, 0, QRegularExpression::NormalMatch, options).captured(1);
+}
 } // namespace
 
 QList<GuestHouse::Member> GuestHouse::members(const QString &body)
@@ -231,11 +235,11 @@ QList<GuestHouse::Member> GuestHouse::members(const QString &body)
     while (it.hasNext()) {
         const QString attributes = it.next().captured(1);
         Member m;
-        m.id = uuid.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
+        m.id = first(uuid, attributes, options);
         // Attribute values carry their own entities ("Kitchen &amp; Dining").
-        m.name = Soap::unescape(zoneName.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1));
-        m.hidden = invisible.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1) == u"1"_s;
-        const QString url = location.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
+        m.name = Soap::unescape(first(zoneName, attributes, options));
+        m.hidden = first(invisible, attributes, options) == u"1"_s;
+        const QString url = first(location, attributes, options);
         if (!url.isEmpty()) {
             const QString host = QUrl(url).host();
             if (!host.isEmpty())
@@ -261,8 +265,8 @@ QList<GuestHouse::Room> GuestHouse::rooms(const QString &reply)
         const QString attributes = match.captured(1);
         Room room;
         const auto upper = coordinatorUpper.match(attributes, 0, QRegularExpression::NormalMatch, options);
-        room.coordinator = upper.hasMatch() ? upper.captured(1) : coordinatorLower.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
-        room.id = groupID.match(attributes, 0, QRegularExpression::NormalMatch, options).captured(1);
+        room.coordinator = upper.hasMatch() ? upper.captured(1) : first(coordinatorLower, attributes, options);
+        room.id = first(groupID, attributes, options);
         for (const Member &m : members(match.captured(2))) {
             if (m.host)
                 room.hosts.insert(m.id, *m.host);
