@@ -69,6 +69,18 @@ struct VirtualClock::Sleeper {
 
 VirtualClock::VirtualClock(QDateTime start) : m_start(std::move(start)) {}
 
+VirtualClock::~VirtualClock()
+{
+    QCoreApplication::processEvents();
+    while (!m_sleepers.empty()) {
+        auto sleepers = std::move(m_sleepers);
+        m_sleepers.clear();
+        for (const auto &s : sleepers)
+            s->wake.fire();
+        QCoreApplication::processEvents();
+    }
+}
+
 QDateTime VirtualClock::now() const { return m_start.addMSecs(m_mono + m_wallOffset); }
 
 QCoro::Task<void> VirtualClock::sleep(Millis duration, CancelToken cancel)

@@ -42,6 +42,8 @@ private:
 class VirtualClock final : public Clock {
 public:
     explicit VirtualClock(QDateTime start = QDateTime(QDate(2026, 3, 2), QTime(8, 0), Qt::UTC));
+    // Wakes whoever still sleeps, so no waiting task outlives the clock.
+    ~VirtualClock() override;
     QDateTime now() const override;
     qint64 monotonicMillis() const override { return m_mono; }
     QCoro::Task<void> sleep(Millis duration, CancelToken cancel = {}) override;

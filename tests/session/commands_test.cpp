@@ -115,6 +115,8 @@ TEST_F(Commands, FailedSendsNameTheActionAndTheRoom)
 
 TEST_F(Commands, SeekRoundsAndClamps)
 {
+    cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED"); // the fake's position must not move on its own
+    test::await(session->refreshPlayback());
     session->seek(0.5);
     test::drain();
     EXPECT_EQ(posts().last(), QStringLiteral("playback/seek {\"positionMillis\":150000}"));
