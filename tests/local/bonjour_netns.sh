@@ -76,7 +76,7 @@ avahi-publish -s -H sonos-c.local "Sonos-RINCON_347E5C0D000201400@Kitchen" _sono
 sleep 1.5
 
 export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" VELOTTE_SECRETS="$work/none.plist"
-out=$(ip netns exec "$ns" "$ctl" --guest rooms 2>&1)
+out=$(timeout 30 ip netns exec "$ns" "$ctl" --guest rooms 2>&1)
 echo "$out"
 echo "$out" | grep -q "Living Room" || { echo "FAIL: Living Room not found"; tail -5 "$work/avahi.log"; exit 1; }
 echo "$out" | grep -q "Kitchen" || { echo "FAIL: Kitchen not found"; exit 1; }
@@ -87,7 +87,7 @@ avahi-publish -a -R sonos-c.local fd00:231::13 > /dev/null 2>&1 & pids+=($!)
 avahi-publish -a -R sonos-v6.local fd00:231::20 > /dev/null 2>&1 & pids+=($!)
 avahi-publish -s -H sonos-v6.local "Sonos-RINCON_347E5C0D00FF01400@Den" _sonos._tcp 1400 > /dev/null 2>&1 & pids+=($!)
 sleep 1.5
-found=$(ip netns exec "$ns" "$probe" 2>&1)
+found=$(timeout 30 ip netns exec "$ns" "$probe" 2>&1)
 echo "$found"
 expected=$(printf 'Sonos-RINCON_347E5C0D000001400@Living Room\t10.231.0.11\nSonos-RINCON_347E5C0D000201400@Kitchen\t10.231.0.13\nSonos-RINCON_347E5C0D00FF01400@Den\tsonos-v6.local')
 [ "$found" = "$expected" ] || { echo "FAIL: the finder answered otherwise; expected:"; echo "$expected"; exit 1; }
