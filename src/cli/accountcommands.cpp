@@ -1,15 +1,13 @@
 // login, logout and account: the Sonos account sign-in from a terminal.
 #include "context.h"
+#include "terminallogin.h"
 #include "wiring.h"
 
 #include "cloud/secretstore.h"
 #include "cloud/sonosauth.h"
 #include "cloud/sonoserror.h"
 
-#include <QProcess>
-#include <QStandardPaths>
-
-#include <cstdio>
+#include <QScopeGuard>
 
 namespace velotte::cli {
 
@@ -31,32 +29,10 @@ QCoro::Task<int> login(Context &c, QStringList args)
         c.err() << notConfigured << Qt::endl;
         co_return failed;
     }
-    const QUrl url = auth->beginAuthorization();
-    c.out() << "Open this address to sign in to Sonos:" << Qt::endl << url.toString(QUrl::FullyEncoded) << Qt::endl;
-    if (browser && !QStandardPaths::findExecutable(QStringLiteral("xdg-open")).isEmpty())
-        QProcess::startDetached(QStringLiteral("xdg-open"), {url.toString(QUrl::FullyEncoded)});
-    c.out() << "Then paste the address your browser was sent to:" << Qt::endl;
-    c.out().flush();
-
-    // Nothing else runs in this process while the person signs in.
-    char line[8192];
-    if (!std::fgets(line, sizeof line, stdin)) {
-        c.err() << "No address was given; the sign-in was not finished." << Qt::endl;
-        co_return failed;
-    }
-    const QUrl redirect(QString::fromUtf8(line).trimmed());
-    if (!SonosLogin::isRedirect(redirect, auth->config().redirectURI)) {
-        c.err() << "That is not the address Sonos sends you back to. It starts with " << auth->config().redirectURI << "." << Qt::endl;
-        co_return failed;
-    }
-    try {
-        co_await auth->finishAuthorization(redirect);
-    } catch (const Cancelled &) {
-        co_return failed;
-    } catch (const std::exception &e) {
-        c.err() << sentenceOf(e) << Qt::endl;
-        co_return failed;
-    }
+    TerminalLoginPresenter terminal(c.out(), browser);
+    auth->setPresenter(&terminal);
+    const auto forget = qScopeGuard([auth] { auth->setPresenter(nullptr); });
+    co_await auth->authorize(); // failures reach the dispatcher, which prints their sentence
     c.out() << "Signed in to Sonos." << Qt::endl;
     co_return ok;
 }
@@ -94,7 +70,10 @@ QCoro::Task<int> account(Context &c, QStringList args)
 }
 
 const Registration registration({
-    {QStringLiteral("login"), QStringLiteral("[--no-browser]"), QStringLiteral("sign in to your Sonos account"), {}, false, login},
+    {QStringLiteral("login"), QStringLiteral("[--no-browser]"), QStringLiteral("sign in to your Sonos account"),
+     QStringLiteral("Prints the Sonos sign-in address and opens it in your web browser (not with --no-browser).\n"
+                    "After signing in, paste the address the browser was sent to. The sign-in is kept in\n"
+                    "your desktop's keyring (Secret Service), never in a file."), false, login},
     {QStringLiteral("logout"), {}, QStringLiteral("forget the Sonos sign-in"), {}, false, logout},
     {QStringLiteral("account"), {}, QStringLiteral("whether a Sonos sign-in is kept, and until when its token holds"), {}, false, account},
 });

@@ -5,8 +5,7 @@
 
 #include "core/logging.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QPointer>
 #include <QUrlQuery>
 
 namespace velotte {
@@ -15,8 +14,6 @@ using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-const QDateTime referenceDate(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
-
 // The sign-in could not be kept: the one sentence for every write failure,
 // or the store's own when it knows better (no keyring at all).
 class SaveFailed : public Failure {
@@ -28,49 +25,6 @@ private:
     QString m_sentence;
 };
 } // namespace
-
-QByteArray StoredToken::encode() const
-{
-    return QJsonDocument(QJsonObject{{QStringLiteral("access"), access},
-                                     {QStringLiteral("refresh"), refresh},
-                                     {QStringLiteral("expiry"), referenceDate.msecsTo(expiry) / 1000.0}})
-        .toJson(QJsonDocument::Compact);
-}
-
-std::optional<StoredToken> StoredToken::decode(const QByteArray &json)
-{
-    const QJsonObject o = QJsonDocument::fromJson(json).object();
-    if (!o.value(QStringLiteral("access")).isString() || !o.value(QStringLiteral("refresh")).isString() || !o.value(QStringLiteral("expiry")).isDouble())
-        return std::nullopt;
-    return StoredToken{o.value(QStringLiteral("access")).toString(), o.value(QStringLiteral("refresh")).toString(),
-                       referenceDate.addMSecs(qint64(o.value(QStringLiteral("expiry")).toDouble() * 1000))};
-}
-
-namespace SonosLogin {
-bool isRedirect(const QUrl &url, const QString &prefix)
-{
-    if (prefix.isEmpty() || !url.toString().startsWith(prefix))
-        return false;
-    const QUrlQuery query(url);
-    return query.hasQueryItem(QStringLiteral("code")) || query.hasQueryItem(QStringLiteral("error"));
-}
-
-QUrl callbackResult(const QUrl &url)
-{
-    if (QUrlQuery(url).hasQueryItem(QStringLiteral("error")))
-        throw SonosError::authorization();
-    return url;
-}
-
-std::optional<QString> authorizationCode(const QUrl &url, const QString &expectedState)
-{
-    const QUrlQuery query(url);
-    const QString code = query.queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded);
-    if (query.queryItemValue(QStringLiteral("state"), QUrl::FullyDecoded) != expectedState || code.isEmpty())
-        return std::nullopt;
-    return code;
-}
-} // namespace SonosLogin
 
 struct SonosAuth::Flight {
     QUuid refreshID;
@@ -119,18 +73,6 @@ QUrl SonosAuth::beginAuthorization()
     return url;
 }
 
-QCoro::Task<void> SonosAuth::finishAuthorization(QUrl redirect)
-{
-    const QUuid generation = m_authorizationID;
-    SonosLogin::callbackResult(redirect);
-    const auto code = SonosLogin::authorizationCode(redirect, m_state);
-    if (!code)
-        throw SonosError::authorization();
-    const QList<QPair<QString, QString>> form{{u"grant_type"_s, u"authorization_code"_s}, {u"code"_s, *code}, {u"redirect_uri"_s, m_config.redirectURI}};
-    const TokenResponse response = co_await tokenRequest(form);
-    co_await save(response, std::nullopt, generation);
-}
-
 QCoro::Task<void> SonosAuth::authorize()
 {
     if (m_config.clientID.isEmpty())
@@ -140,10 +82,22 @@ QCoro::Task<void> SonosAuth::authorize()
     QPointer<SonosAuth> self(this);
     const QUrl url = beginAuthorization();
     const QUuid generation = m_authorizationID;
+    const QString state = m_state;
     const QUrl redirect = co_await m_presenter->callback(url, m_config.redirectURI);
     if (!self || generation != m_authorizationID)
         throw SonosError::authorization(); // another flow or a sign-out overtook this one
-    co_await finishAuthorization(redirect);
+    SonosLogin::callbackResult(redirect);
+    const auto code = SonosLogin::authorizationCode(redirect, state);
+    if (!code)
+        throw SonosError::authorization();
+    co_await exchange(*code, generation);
+}
+
+QCoro::Task<void> SonosAuth::exchange(QString code, QUuid generation)
+{
+    const QList<QPair<QString, QString>> form{{u"grant_type"_s, u"authorization_code"_s}, {u"code"_s, code}, {u"redirect_uri"_s, m_config.redirectURI}};
+    const TokenResponse response = co_await tokenRequest(form);
+    co_await save(response, std::nullopt, generation);
 }
 
 QCoro::Task<TokenResponse> SonosAuth::tokenRequest(QList<QPair<QString, QString>> form)

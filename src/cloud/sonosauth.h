@@ -3,6 +3,8 @@
 #include "records.h"
 #include "secretstore.h"
 #include "sonosconfig.h"
+#include "sonoslogin.h"
+#include "storedtoken.h"
 #include "tokenprovider.h"
 
 #include "core/clock.h"
@@ -18,33 +20,6 @@
 #include <optional>
 
 namespace velotte {
-
-// The sign-in kept in the secret store.
-struct StoredToken {
-    QString access;
-    QString refresh;
-    QDateTime expiry;
-    QByteArray encode() const; // "expiry" in seconds since 2001-01-01T00:00:00Z
-    static std::optional<StoredToken> decode(const QByteArray &json);
-};
-
-// Shows the sign-in page and answers the address the browser was sent back
-// to (the window, or a person pasting it on the command line). Throws
-// Cancelled when the person gives up.
-class LoginPresenter {
-public:
-    virtual ~LoginPresenter() = default;
-    virtual QCoro::Task<QUrl> callback(QUrl authorizationURL, QString redirectPrefix) = 0;
-};
-
-namespace SonosLogin {
-// The redirect that ends the flow: it starts with the redirect address and
-// its query holds "code" or "error".
-bool isRedirect(const QUrl &url, const QString &prefix);
-// Throws SonosError::authorization for an "error" redirect.
-QUrl callbackResult(const QUrl &url);
-std::optional<QString> authorizationCode(const QUrl &url, const QString &expectedState);
-} // namespace SonosLogin
 
 // Sign-in to the Sonos account: the authorization-code flow, code exchange,
 // single-flight refresh and the stored token.
@@ -64,13 +39,12 @@ public:
     std::optional<QDateTime> expiry() const;
     void setPresenter(LoginPresenter *presenter) { m_presenter = presenter; }
     const SonosConfig &config() const { return m_config; }
-    // The authorization address of a new flow (also starts a new generation).
-    QUrl beginAuthorization();
-    // Exchanges the redirect of the flow begun last.
-    QCoro::Task<void> finishAuthorization(QUrl redirect);
 
 private:
     struct Flight;
+    // The authorization address of a new flow, which starts a new generation.
+    QUrl beginAuthorization();
+    QCoro::Task<void> exchange(QString code, QUuid generation);
     QCoro::Task<TokenResponse> tokenRequest(QList<QPair<QString, QString>> form);
     QCoro::Task<void> save(TokenResponse response, std::optional<QString> fallbackRefresh, QUuid generation);
     QCoro::Task<void> runRefresh(std::shared_ptr<Flight> flight);

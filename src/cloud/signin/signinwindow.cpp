@@ -17,10 +17,8 @@ class SignInPage final : public QWebEnginePage {
 public:
     SignInPage(SignInWindow *window) : QWebEnginePage(window), m_window(window)
     {
-        QObject::connect(this, &QWebEnginePage::renderProcessTerminated, window, [window](RenderProcessTerminationStatus status, int) {
-            if (status != NormalTerminationStatus)
-                window->finish(std::nullopt); // a crashed page ends the flow
-        });
+        // Without its web process the page can never reach the redirect.
+        QObject::connect(this, &QWebEnginePage::renderProcessTerminated, window, [window] { window->finish(std::nullopt); });
     }
 
 protected:

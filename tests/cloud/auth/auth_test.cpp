@@ -4,6 +4,8 @@
 #include "session/directtransport.h"
 #include "testkit/testkit.h"
 
+#include <QLoggingCategory>
+#include <QScopeGuard>
 #include <QUrlQuery>
 
 #include <gtest/gtest.h>
@@ -19,10 +21,15 @@ public:
     explicit Browser(fake::FakeCloud &cloud) : m_cloud(cloud) {}
     std::function<QUrl(QUrl)> tamper;
     bool cancel = false;
+    std::optional<Wakeup> hold; // the person takes their time
     QUrl lastURL;
+    int shown = 0;
     QCoro::Task<QUrl> callback(QUrl url, QString prefix) override
     {
         lastURL = url;
+        ++shown;
+        if (hold)
+            co_await *hold;
         if (cancel)
             throw Cancelled();
         fake::Request r;
@@ -46,6 +53,7 @@ private:
 struct Auth : ::testing::Test {
     fake::FakeCloud cloud;
     test::DirectTransport transport{[this](const fake::Request &r) { return cloud.respond(r); }};
+    test::RecordingTransport recorder{[this](const HttpRequest &r, CancelToken c) { return transport.send(r, c); }};
     VirtualClock clock;
     MemorySecretStore store;
     Browser browser{cloud};
@@ -61,7 +69,7 @@ struct Auth : ::testing::Test {
         c.tokenURL = QUrl(QStringLiteral("http://auth.test/login/v3/oauth/access"));
         return c;
     }
-    void SetUp() override { auth = std::make_unique<SonosAuth>(config(), store, transport, clock, &browser); }
+    void SetUp() override { auth = std::make_unique<SonosAuth>(config(), store, recorder, clock, &browser); }
     QString token() { return test::await(auth->validToken()); }
 };
 
@@ -161,11 +169,72 @@ TEST_F(Auth, NewAuthorizationAbandonsAnOlderRefresh)
         }
     };
     auto refresh = refreshBody();
-    auth->beginAuthorization();
+    browser.hold = Wakeup();
+    bool signedIn = false;
+    auto again = [&]() -> QCoro::Task<void> {
+        co_await auth->authorize();
+        signedIn = true;
+    };
+    auto second = again();
+    // The older refresh answers while the person is still on the sign-in page.
     transport.hold = false;
     transport.release();
     test::drain();
     EXPECT_TRUE(cancelled);
+    EXPECT_EQ(StoredToken::decode(*store.data)->access, QStringLiteral("access-2")) << "an abandoned refresh is never stored";
+    browser.hold->fire();
+    test::drain();
+    ASSERT_TRUE(signedIn);
+    EXPECT_EQ(token(), StoredToken::decode(*store.data)->access);
+    EXPECT_NE(token(), QStringLiteral("access-3"));
+}
+
+TEST_F(Auth, AnOvertakenSignInFails)
+{
+    Wakeup firstPage;
+    browser.hold = firstPage;
+    std::optional<QString> firstFailure;
+    auto first = [&]() -> QCoro::Task<void> {
+        try {
+            co_await auth->authorize();
+        } catch (const SonosError &e) {
+            firstFailure = e.sentence();
+        }
+    };
+    auto older = first();
+    const QString olderState = QUrlQuery(browser.lastURL).queryItemValue(QStringLiteral("state"));
+    browser.hold.reset();
+    test::await(auth->authorize()); // a second window finishes first
+    const QString newerState = QUrlQuery(browser.lastURL).queryItemValue(QStringLiteral("state"));
+    EXPECT_NE(olderState, newerState);
+    EXPECT_FALSE(QUuid::fromString(newerState).isNull()) << "the state is the text of the generation";
+    const int requests = cloud.signIn.tokenRequests;
+    firstPage.fire();
+    test::drain();
+    // The first window's late answer is refused without a token request.
+    EXPECT_EQ(firstFailure, QStringLiteral("Connect to Sonos again to renew your sign-in."));
+    EXPECT_EQ(cloud.signIn.tokenRequests, requests);
+    EXPECT_TRUE(auth->signedIn());
+}
+
+TEST_F(Auth, SignOutWhileThePageIsOpenStoresNothing)
+{
+    browser.hold = Wakeup();
+    bool refused = false;
+    auto flow = [&]() -> QCoro::Task<void> {
+        try {
+            co_await auth->authorize();
+        } catch (const SonosError &) {
+            refused = true;
+        }
+    };
+    auto pending = flow();
+    auth->signOut();
+    browser.hold->fire();
+    test::drain();
+    EXPECT_TRUE(refused);
+    EXPECT_EQ(cloud.signIn.tokenRequests, 0);
+    EXPECT_FALSE(store.data.has_value());
 }
 
 TEST_F(Auth, BadRedirectsFailWithoutATokenRequest)
@@ -233,4 +302,103 @@ TEST(SonosLogin, RedirectRecognition)
     EXPECT_EQ(SonosLogin::authorizationCode(QUrl(QStringLiteral("velotte://sonos/callback?code=abc&state=S")), QStringLiteral("S")), QStringLiteral("abc"));
     EXPECT_FALSE(SonosLogin::authorizationCode(QUrl(QStringLiteral("velotte://sonos/callback?code=&state=S")), QStringLiteral("S")));
     EXPECT_THROW(SonosLogin::callbackResult(QUrl(QStringLiteral("velotte://sonos/callback?error=x"))), SonosError);
+}
+
+TEST_F(Auth, TokenRequestsCarryTheClientAndAFormBody)
+{
+    test::await(auth->authorize());
+    ASSERT_EQ(recorder.requests.size(), 1u);
+    const HttpRequest &exchange = recorder.requests[0];
+    EXPECT_EQ(exchange.method, "POST");
+    EXPECT_EQ(exchange.url, config().tokenURL);
+    EXPECT_EQ(exchange.timeout, 15s);
+    EXPECT_EQ(exchange.header("Authorization"), "Basic " + QByteArray("fake-client-id:fake-client-secret").toBase64());
+    EXPECT_EQ(exchange.header("Content-Type"), "application/x-www-form-urlencoded;charset=utf-8");
+    EXPECT_EQ(exchange.body, "grant_type=authorization_code&code=code-1&redirect_uri=velotte%3A%2F%2Fsonos%2Fcallback");
+
+    // Values are percent-encoded, so a token with form characters stays one value.
+    store.data = StoredToken{QStringLiteral("a"), QStringLiteral("r+1/2=3&4 5é"), clock.now()}.encode();
+    SonosAuth odd(config(), store, recorder, clock);
+    ASSERT_TRUE(test::await(odd.restore()));
+    EXPECT_THROW(test::await(odd.validToken()), SonosError); // the fake does not know this token
+    EXPECT_EQ(recorder.requests.back().body, "grant_type=refresh_token&refresh_token=r%2B1%2F2%3D3%264%205%C3%A9");
+}
+
+TEST_F(Auth, AFailedRefreshReachesEveryWaiterAndIsNotStuck)
+{
+    test::await(auth->authorize());
+    cloud.signIn.refuseStatus = 401;
+    transport.hold = true;
+    std::vector<QString> sentences;
+    auto ask = [&]() -> QCoro::Task<void> {
+        try {
+            co_await auth->forceRefresh();
+        } catch (const SonosError &e) {
+            sentences.push_back(e.sentence());
+        }
+    };
+    auto a = ask();
+    auto b = ask();
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_EQ(sentences, (std::vector<QString>(2, QStringLiteral("Connect to Sonos again to renew your sign-in."))));
+    EXPECT_EQ(cloud.signIn.tokenRequests, 2);
+    cloud.signIn.refuseStatus = 0;
+    EXPECT_EQ(test::await(auth->forceRefresh()), QStringLiteral("access-3"));
+    EXPECT_EQ(cloud.signIn.tokenRequests, 3);
+}
+
+TEST_F(Auth, RestoreTakesOnlyAWholeToken)
+{
+    for (const QByteArray &broken : {QByteArray("not json"), QByteArray(R"({"access":"a","refresh":"r"})"),
+                                     QByteArray(R"({"access":"a","refresh":"r","expiry":"2030-01-01"})"), QByteArray()}) {
+        store.data = broken;
+        SonosAuth later(config(), store, recorder, clock);
+        EXPECT_FALSE(test::await(later.restore())) << broken.constData();
+        EXPECT_FALSE(later.signedIn());
+    }
+    store.data.reset();
+    EXPECT_FALSE(test::await(auth->restore()));
+
+    // 100 seconds after the reference date of the stored item.
+    store.data = R"({"access":"a","refresh":"r","expiry":100})";
+    ASSERT_TRUE(test::await(auth->restore()));
+    EXPECT_EQ(auth->expiry(), QDateTime(QDate(2001, 1, 1), QTime(0, 1, 40), Qt::UTC));
+    EXPECT_EQ(StoredToken::decode(StoredToken{QStringLiteral("a"), QStringLiteral("r"), *auth->expiry()}.encode())->expiry, *auth->expiry());
+}
+
+namespace {
+QStringList captured;
+void capture(QtMsgType, const QMessageLogContext &context, const QString &message)
+{
+    captured << QString::fromLatin1(context.category ? context.category : "") + QLatin1Char(' ') + message;
+}
+} // namespace
+
+TEST_F(Auth, NoSecretReachesTheLog)
+{
+    captured.clear();
+    QLoggingCategory::setFilterRules(QStringLiteral("velotte.*=true"));
+    const auto previous = qInstallMessageHandler(capture);
+    const auto restoreLogging = qScopeGuard([previous] {
+        qInstallMessageHandler(previous);
+        QLoggingCategory::setFilterRules(QString());
+    });
+
+    test::await(auth->authorize());
+    clock.advance(86399s);
+    token(); // refreshes
+    cloud.signIn.refuseStatus = 503;
+    EXPECT_THROW(test::await(auth->forceRefresh()), SonosError);
+    cloud.signIn.refuseStatus = 0;
+    store.failWrites = true;
+    EXPECT_THROW(test::await(auth->forceRefresh()), Failure);
+    auth->signOut();
+
+    const QString log = captured.join(QLatin1Char('\n'));
+    EXPECT_TRUE(log.contains(QStringLiteral("token status 503"))) << log.toStdString();
+    for (const QString &secret : {QStringLiteral("access-"), QStringLiteral("refresh-"), QStringLiteral("code-"), cloud.signIn.clientSecret,
+                                  QString::fromLatin1(QByteArray("fake-client-id:fake-client-secret").toBase64())})
+        EXPECT_FALSE(log.contains(secret)) << secret.toStdString() << " in\n" << log.toStdString();
 }
