@@ -1,0 +1,119 @@
+#include "cloud/secretstore.h"
+#include "testkit/testkit.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusInterface>
+#include <QDBusObjectPath>
+#include <QDBusReply>
+#include <QDirIterator>
+#include <QFile>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+
+// The desktop's Secret Service, for real: run by with-keyring.sh on a private
+// session bus with a fresh keyring in a throw-away home.
+namespace {
+
+struct Keyring : ::testing::Test {
+    KeychainStore store;
+    void SetUp() override
+    {
+        if (!QDBusConnection::sessionBus().interface() || !QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")))
+            GTEST_SKIP() << "no Secret Service on this session bus (run through with-keyring.sh)";
+        test::await(store.clear());
+    }
+    void TearDown() override
+    {
+        if (!IsSkipped())
+            test::await(store.clear());
+    }
+};
+
+// Files under the throw-away home that hold these bytes in the clear.
+QStringList filesHolding(const QByteArray &bytes)
+{
+    const QString home = qEnvironmentVariable("HOME");
+    QStringList found;
+    if (!home.startsWith(QLatin1String("/tmp/")))
+        return found; // never search a real home
+    QDirIterator it(home, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile f(it.next());
+        if (f.open(QIODevice::ReadOnly) && f.readAll().contains(bytes))
+            found << f.fileName();
+    }
+    return found;
+}
+
+} // namespace
+
+TEST_F(Keyring, KeepsReplacesAndForgetsTheItem)
+{
+    EXPECT_EQ(test::await(store.load()), std::nullopt);
+    const QByteArray first = R"({"access":"keyring-access-1","refresh":"keyring-refresh-1","expiry":100})";
+    test::await(store.write(first));
+    EXPECT_EQ(test::await(store.load()), first);
+    const QByteArray second = R"({"access":"keyring-access-2","refresh":"keyring-refresh-2","expiry":200})";
+    test::await(store.write(second));
+    EXPECT_EQ(test::await(store.load()), second);
+
+    // Nothing fell back to a plain file.
+    EXPECT_EQ(filesHolding("keyring-access-2"), QStringList());
+    EXPECT_EQ(filesHolding("keyring-refresh-2"), QStringList());
+
+    test::await(store.clear());
+    EXPECT_EQ(test::await(store.load()), std::nullopt);
+    test::await(store.clear()); // forgetting nothing is fine
+    EXPECT_EQ(test::await(store.load()), std::nullopt);
+}
+
+TEST_F(Keyring, CallsRunOneAtATimeInOrderWithoutBlocking)
+{
+    std::vector<std::optional<QByteArray>> seen(3);
+    int finished = 0;
+    auto sequence = [&]() -> QCoro::Task<void> {
+        auto w1 = store.write("one");
+        auto r1 = store.load();
+        auto w2 = store.write("two");
+        auto r2 = store.load();
+        auto c = store.clear();
+        auto r3 = store.load();
+        co_await std::move(w1);
+        seen[0] = co_await std::move(r1);
+        co_await std::move(w2);
+        seen[1] = co_await std::move(r2);
+        co_await std::move(c);
+        seen[2] = co_await std::move(r3);
+        ++finished;
+    };
+    bool loopRan = false;
+    QTimer::singleShot(0, [&] { loopRan = finished == 0; });
+    test::await(sequence());
+    EXPECT_TRUE(loopRan) << "the event loop ran while the keyring answered";
+    EXPECT_EQ(seen[0], QByteArray("one"));
+    EXPECT_EQ(seen[1], QByteArray("two"));
+    EXPECT_EQ(seen[2], std::nullopt);
+}
+
+TEST_F(Keyring, ALockedKeyringIsExplained)
+{
+    QDBusInterface service(QStringLiteral("org.freedesktop.secrets"), QStringLiteral("/org/freedesktop/secrets"),
+                           QStringLiteral("org.freedesktop.Secret.Service"));
+    QDBusReply<QDBusObjectPath> alias = service.call(QStringLiteral("ReadAlias"), QStringLiteral("default"));
+    if (!alias.isValid() || alias.value().path() == QLatin1String("/"))
+        GTEST_SKIP() << "the keyring has no default collection";
+    const QDBusMessage locked = service.call(QStringLiteral("Lock"), QVariant::fromValue(QList<QDBusObjectPath>{alias.value()}));
+    if (locked.type() == QDBusMessage::ErrorMessage)
+        GTEST_SKIP() << "the keyring cannot be locked here: " << locked.errorMessage().toStdString();
+    try {
+        test::await(store.write(R"({"access":"x","refresh":"y","expiry":1})"), 60000);
+        ADD_FAILURE() << "a locked keyring took the sign-in";
+    } catch (const SecretStoreError &e) {
+        EXPECT_EQ(e.kind(), SecretStoreError::Kind::locked) << e.what();
+        EXPECT_EQ(e.sentence(), QStringLiteral("Your keyring is locked, so your Sonos sign-in cannot be kept. Unlock the keyring and try again."));
+    }
+}
