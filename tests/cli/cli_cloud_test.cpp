@@ -2,14 +2,34 @@
 
 #include "services/fakecloud.h"
 
+#include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QRegularExpression>
+#include <QScopeGuard>
+
+#include <memory>
 
 using namespace velotte;
 using namespace velotte::test;
 
 namespace {
+
+// Files under `dir` that hold these bytes in the clear.
+QStringList filesHolding(const QString &dir, const QByteArray &bytes)
+{
+    QStringList found;
+    QDirIterator it(dir, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile f(it.next());
+        if (f.open(QIODevice::ReadOnly) && f.readAll().contains(bytes))
+            found << f.fileName();
+    }
+    return found;
+}
 
 // The whole account path against the fake cloud: sign in from the terminal,
 // keep the token in the desktop's keyring, then control the household.
@@ -42,7 +62,8 @@ struct CliCloud : ::testing::Test {
         return r;
     }
     // Follows the sign-in page the way a browser would and pastes the address.
-    int login(bool tamper = false)
+    // `edit` changes the address before it is pasted.
+    int login(const std::function<QByteArray(QByteArray)> &edit = {})
     {
         QProcess p;
         prepare(p, home, secrets);
@@ -70,8 +91,8 @@ struct CliCloud : ::testing::Test {
             if (h.first == "Location")
                 location = h.second;
         }
-        if (tamper)
-            location.replace("state=", "state=X");
+        if (edit)
+            location = edit(location);
         p.write(location + '\n');
         p.closeWriteChannel();
         while (p.state() != QProcess::NotRunning && t.elapsed() < 20000)
@@ -88,7 +109,12 @@ TEST_F(CliCloud, SignInThenControlTheHousehold)
 {
     EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
     ASSERT_EQ(login(), 0) << printed.join(QLatin1Char('\n')).toStdString();
-    EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 0); // restored by a later process
+    const auto account = ctl({QStringLiteral("account")}); // restored by a later process
+    EXPECT_EQ(account.exit, 0);
+    EXPECT_TRUE(account.out.startsWith(QStringLiteral("Signed in to Sonos; the access token expires at "))) << account.out.toStdString();
+    EXPECT_EQ(filesHolding(home.path(), "access-"), QStringList()) << "the token is only in the keyring";
+    if (qEnvironmentVariable("HOME").startsWith(QLatin1String("/tmp/"))) // the keyring's own throw-away home
+        EXPECT_EQ(filesHolding(qEnvironmentVariable("HOME"), "access-"), QStringList());
 
     const auto status = ctl({QStringLiteral("status"), QStringLiteral("--json")});
     ASSERT_EQ(status.exit, 0) << status.err.toStdString();
@@ -135,9 +161,43 @@ TEST_F(CliCloud, SignInThenControlTheHousehold)
 
 TEST_F(CliCloud, ForgedStateIsRefused)
 {
-    EXPECT_EQ(login(true), 1);
+    EXPECT_EQ(login([](QByteArray a) { return a.replace("state=", "state=X"); }), 1);
     EXPECT_EQ(cloud.signIn.tokenRequests, 0);
     EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
+}
+
+TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
+{
+    // The person refused access on the sign-in page.
+    cloud.signIn.denyAuthorization = true;
+    EXPECT_EQ(login(), 1);
+    EXPECT_TRUE(printed.last().contains(QStringLiteral("Connect to Sonos again to renew your sign-in."))) << printed.last().toStdString();
+    cloud.signIn.denyAuthorization = false;
+    // Something else was pasted, or nothing at all.
+    EXPECT_EQ(login([](QByteArray) { return QByteArray("https://www.sonos.com/"); }), 1);
+    EXPECT_TRUE(printed.last().contains(QStringLiteral("That is not the address Sonos sends you back to"))) << printed.last().toStdString();
+    EXPECT_EQ(login([](QByteArray) { return QByteArray(); }), 1);
+    EXPECT_EQ(cloud.signIn.tokenRequests, 0);
+    // The token endpoint refuses the code.
+    cloud.signIn.refuseStatus = 500;
+    EXPECT_EQ(login(), 1);
+    EXPECT_TRUE(printed.last().contains(QStringLiteral("Sonos rejected the request (500). Try again."))) << printed.last().toStdString();
+    EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
+}
+
+TEST_F(CliCloud, UsageAndHelp)
+{
+    for (const char *command : {"login", "logout", "account"}) {
+        const auto help = ctl({QLatin1String(command), QStringLiteral("--help")});
+        EXPECT_EQ(help.exit, 0) << command;
+        EXPECT_TRUE(help.out.contains(QLatin1String(command))) << command;
+    }
+    EXPECT_EQ(ctl({QStringLiteral("login"), QStringLiteral("--browser=firefox")}).exit, 2);
+    EXPECT_EQ(ctl({QStringLiteral("logout"), QStringLiteral("now")}).exit, 2);
+    // A build without credentials says so.
+    const auto unconfigured = runCli({QStringLiteral("login"), QStringLiteral("--no-browser")}, home);
+    EXPECT_EQ(unconfigured.exit, 1);
+    EXPECT_EQ(unconfigured.err.trimmed(), QStringLiteral("Sonos sign-in is not configured in this build."));
 }
 
 TEST_F(CliCloud, NoKeyringIsExplained)
@@ -153,4 +213,79 @@ TEST_F(CliCloud, NoKeyringIsExplained)
     if (!display.isEmpty())
         qputenv("DISPLAY", display.toUtf8());
     qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
+}
+
+// The sign-in service on its own, as `velotte-fake-household --only auth`
+// starts it: the values it prints are enough to sign in.
+TEST(CliStandaloneSignIn, ThePrintedValuesSignIn)
+{
+    QTemporaryDir home;
+    QProcess fake;
+    fake.start(QStringLiteral(FAKE_HOUSEHOLD), {QStringLiteral("--only"), QStringLiteral("auth"), QStringLiteral("--auth-page")});
+    const auto stop = qScopeGuard([&] {
+        fake.kill();
+        fake.waitForFinished();
+    });
+    QString banner;
+    QElapsedTimer t;
+    t.start();
+    while (!banner.contains(QStringLiteral("ready")) && t.elapsed() < 20000 && fake.state() != QProcess::NotRunning) {
+        fake.waitForReadyRead(100);
+        banner += QString::fromUtf8(fake.readAllStandardOutput());
+    }
+    const QRegularExpressionMatch m =
+        QRegularExpression(QStringLiteral("ClientID (\\S+), ClientSecret (\\S+), AuthorizeURL (\\S+), TokenURL (\\S+)")).match(banner);
+    ASSERT_TRUE(m.hasMatch()) << banner.toStdString();
+    EXPECT_TRUE(QUrl(m.captured(3)).host().startsWith(QLatin1String("127."))) << "loopback only";
+    const QString secrets = home.filePath(QStringLiteral("SonosSecrets.plist"));
+    QFile f(secrets);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                           "<key>ClientID</key><string>%1</string><key>ClientSecret</key><string>%2</string>"
+                           "<key>AuthorizeURL</key><string>%3</string><key>TokenURL</key><string>%4</string></dict></plist>\n")
+                .arg(m.captured(1), m.captured(2), m.captured(3), m.captured(4))
+                .toUtf8());
+    f.close();
+
+    QProcess ctl;
+    prepare(ctl, home, secrets);
+    ctl.start(QStringLiteral(VELOTTECTL), {QStringLiteral("login"), QStringLiteral("--no-browser")});
+    QString out;
+    QUrl page;
+    while (page.isEmpty() && t.elapsed() < 30000 && ctl.state() != QProcess::NotRunning) {
+        ctl.waitForReadyRead(100);
+        out += QString::fromUtf8(ctl.readAllStandardOutput());
+        for (const QString &line : out.split(QLatin1Char('\n')))
+            if (line.startsWith(QLatin1String("http://127.")) && line.contains(QLatin1Char('?')))
+                page = QUrl(line.trimmed());
+    }
+    ASSERT_FALSE(page.isEmpty()) << out.toStdString();
+
+    // A browser: the Allow page, its link, then the redirect it is sent to.
+    QNetworkAccessManager browser;
+    auto get = [&](const QUrl &url) {
+        QNetworkRequest request(url);
+        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+        std::unique_ptr<QNetworkReply> reply(browser.get(request));
+        while (!reply->isFinished() && t.elapsed() < 30000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
+        return std::make_pair(QString::fromUtf8(reply->readAll()), reply->header(QNetworkRequest::LocationHeader).toUrl());
+    };
+    const auto [html, none] = get(page);
+    const QRegularExpressionMatch link = QRegularExpression(QStringLiteral("id=\"allow\" href=\"([^\"]+)\"")).match(html);
+    ASSERT_TRUE(link.hasMatch()) << html.toStdString();
+    const auto [body, redirect] = get(page.resolved(QUrl(link.captured(1).replace(QStringLiteral("&amp;"), QStringLiteral("&")))));
+    ASSERT_TRUE(redirect.isValid());
+    ctl.write(redirect.toEncoded() + '\n');
+    ctl.closeWriteChannel();
+    while (ctl.state() != QProcess::NotRunning && t.elapsed() < 30000)
+        ctl.waitForFinished(100);
+    const QString err = QString::fromUtf8(ctl.readAllStandardError());
+    out += QString::fromUtf8(ctl.readAllStandardOutput());
+    EXPECT_EQ(ctl.exitCode(), 0) << err.toStdString();
+    EXPECT_TRUE(out.contains(QStringLiteral("Signed in to Sonos.")));
+    const auto account = runCli({QStringLiteral("account")}, home, 30000, secrets);
+    EXPECT_EQ(account.exit, 0) << account.err.toStdString();
+    EXPECT_FALSE((out + err + account.out + account.err).contains(QStringLiteral("access-")));
+    EXPECT_FALSE((out + err + account.out + account.err).contains(m.captured(2)));
 }
