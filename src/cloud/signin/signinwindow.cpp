@@ -87,14 +87,18 @@ QCoro::Task<QUrl> SignInWindow::result()
 void SignInWindow::closeEvent(QCloseEvent *event)
 {
     finish(std::nullopt);
-    Q_EMIT didClose();
     QWidget::closeEvent(event);
+    if (!m_closed) { // a window is closed once, however often close() is called
+        m_closed = true;
+        Q_EMIT didClose();
+    }
 }
 
 QCoro::Task<QUrl> WindowLoginPresenter::callback(QUrl authorizationURL, QString redirectPrefix)
 {
     auto *window = new SignInWindow(authorizationURL, redirectPrefix);
     window->setAttribute(Qt::WA_DeleteOnClose);
+    QObject::connect(window, &SignInWindow::didClose, this, &WindowLoginPresenter::didClose);
     window->show();
     window->raise();
     window->activateWindow();

@@ -44,14 +44,22 @@ private:
     QLabel *m_label;
     QProgressBar *m_progress;
     bool m_resumed = false;
+    bool m_closed = false;
     std::optional<QUrl> m_redirect;
     Wakeup m_done;
 };
 
-// Shows a SignInWindow for each sign-in.
-class WindowLoginPresenter final : public LoginPresenter {
+// Shows a SignInWindow for each sign-in. The shell listens to didClose to
+// bring its panel back.
+class WindowLoginPresenter final : public QObject, public LoginPresenter {
+    Q_OBJECT
 public:
+    using QObject::QObject;
     QCoro::Task<QUrl> callback(QUrl authorizationURL, QString redirectPrefix) override;
+
+Q_SIGNALS:
+    // "VelotteLoginDidClose"
+    void didClose();
 };
 
 } // namespace velotte
