@@ -41,13 +41,15 @@ QCoro::Task<int> logout(Context &c, QStringList args)
 {
     if (!args.isEmpty())
         co_return c.usageError(QStringLiteral("logout takes no arguments."));
-    SonosAuth *auth = c.wiring().auth();
-    if (!auth) {
-        c.err() << notConfigured << Qt::endl;
-        co_return failed;
+    if (SonosAuth *auth = c.wiring().auth()) {
+        auth->signOut();
+        co_await c.wiring().store()->clear(); // gone before the process ends
+    } else {
+        // Without credentials there is no sign-in to use, but one kept from
+        // an earlier build is still forgotten.
+        KeychainStore store;
+        co_await store.clear();
     }
-    auth->signOut();
-    co_await c.wiring().store()->clear(); // gone before the process ends
     c.out() << "Signed out of Sonos." << Qt::endl;
     co_return ok;
 }

@@ -185,6 +185,13 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
     EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
 }
 
+TEST_F(CliCloud, LogoutForgetsEvenWithoutCredentials)
+{
+    ASSERT_EQ(login(), 0);
+    EXPECT_EQ(runCli({QStringLiteral("logout")}, home).exit, 0); // no SonosSecrets.plist for this run
+    EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
+}
+
 TEST_F(CliCloud, UsageAndHelp)
 {
     for (const char *command : {"login", "logout", "account"}) {
