@@ -105,11 +105,13 @@ QCoro::Task<void> KeychainStore::write(QByteArray data)
     job->setBinaryData(data);
     job->start();
     co_await qCoro(job, &QKeychain::Job::finished);
+    const auto status = job->error();
+    const std::optional<SecretStoreError> failure = status == QKeychain::NoError ? std::nullopt : std::optional(errorOf(*job));
     job->deleteLater();
-    release();
-    if (job->error() != QKeychain::NoError) {
-        qCCritical(lcAuth, "keychain write status %d", int(job->error()));
-        throw errorOf(*job);
+    release(); // may start the next call at once
+    if (failure) {
+        qCCritical(lcAuth, "keychain write status %d", int(status));
+        throw *failure;
     }
 }
 
