@@ -150,6 +150,11 @@ public:
     QCoro::Task<void> playFavorites(QList<SonosFavorite> favorites, bool ordered);
     QCoro::Task<void> queueFavorite(SonosFavorite favorite, bool next = false);
     QCoro::Task<void> playPlaylist(SonosPlaylist playlist, QString action);
+    // The household the news alarms belong to ("local" for rooms found on
+    // the network without an account), and the host that answers for a
+    // player: its group's coordinator. Throws SpeakerUnreachable.
+    QString newsHouseholdID() const;
+    QCoro::Task<QString> newsHost(QString playerID);
 
     // Grouping: the active group holds exactly the selected players afterwards.
     QCoro::Task<bool> groupRooms(QSet<QString> selected);
@@ -276,6 +281,7 @@ private:
     QCoro::Task<void> writeBass(int level, QString host, QUuid edit, CancelToken cancel);
     QCoro::Task<bool> sendVolumeToGroup(QString groupID, int volume);
     QCoro::Task<std::optional<QString>> findBassHost(QString groupID);
+    QCoro::Task<std::optional<QString>> playerHost(QString playerID);
     void setBassValue(double bass);
     void setBassNote(const std::optional<QString> &note);
     // music.cpp

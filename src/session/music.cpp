@@ -153,4 +153,26 @@ QCoro::Task<void> HouseSession::playPlaylist(SonosPlaylist playlist, QString act
     }
 }
 
+QString HouseSession::newsHouseholdID() const
+{
+    if (m_householdID)
+        return *m_householdID;
+    return m_guest ? QStringLiteral("local") : QString();
+}
+
+QCoro::Task<QString> HouseSession::newsHost(QString playerID)
+{
+    QString coordinator = playerID;
+    for (const SonosGroup &g : m_groups) {
+        if (g.playerIds.contains(playerID))
+            coordinator = g.coordinatorId;
+    }
+    std::optional<QString> host = co_await playerHost(coordinator);
+    if (!host && coordinator != playerID)
+        host = co_await playerHost(playerID);
+    if (!host)
+        throw SpeakerUnreachable();
+    co_return *host;
+}
+
 } // namespace velotte

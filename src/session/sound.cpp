@@ -308,15 +308,28 @@ QCoro::Task<std::optional<QString>> HouseSession::findBassHost(QString groupID)
         if (g.id == groupID)
             coordinator = g.coordinatorId;
     }
+    co_return co_await playerHost(coordinator);
+}
+
+QCoro::Task<std::optional<QString>> HouseSession::playerHost(QString playerID)
+{
+    if (playerID.isEmpty())
+        co_return std::nullopt;
+    if (m_guest) {
+        const QString host = m_guestHosts.value(playerID);
+        if (host.isEmpty())
+            co_return std::nullopt;
+        co_return host;
+    }
     for (const SonosPlayer &p : m_players) {
-        if (p.id == coordinator) {
+        if (p.id == playerID) {
             if (auto host = p.localHost())
                 co_return host;
         }
     }
-    if (coordinator.isEmpty() || !m_services.local || !m_services.local->hostForPlayer)
+    if (!m_services.local || !m_services.local->hostForPlayer)
         co_return std::nullopt;
-    co_return co_await m_services.local->hostForPlayer(coordinator);
+    co_return co_await m_services.local->hostForPlayer(playerID);
 }
 
 QCoro::Task<void> HouseSession::refreshBassControl()
