@@ -1,11 +1,15 @@
 #pragma once
 
+#include "applemusicidentity.h"
 #include "soap.h"
 
 #include "core/failure.h"
 #include "core/http.h"
 
 #include <QCoroTask>
+
+#include <functional>
+#include <random>
 
 namespace velotte {
 
@@ -30,10 +34,46 @@ public:
         QString m_code;
     };
 
+    // One queue entry.
+    struct Resource {
+        QString uri;
+        QString metadata; // a DIDL-Lite document
+    };
+
+    using Send = std::function<QCoro::Task<QString>(QString host, QString action, Soap::Fields fields, CancelToken cancel)>;
+    using Progress = std::function<void(int queued)>;
+
+    // The live value: every action goes to the speaker through `transport`.
+    explicit AppleMusicDirect(HttpTransport &transport);
+    AppleMusicDirect(HttpTransport &transport, Send send);
+
     // POSTs one AVTransport action; the reply text, or a Failure (a non-200
     // status or an errorCode in the reply is `rejected`, a transport error
     // `network`).
     static QCoro::Task<QString> request(HttpTransport &transport, QString host, QString action, Soap::Fields fields, CancelToken cancel = {});
+
+    // The queue entry of a song, album or playlist; throws `unsupported`.
+    static Resource resource(const AppleMusicIdentity &item);
+    // The queue's revision after a reply ("0" when it names none); throws
+    // `invalidResponse` for a value that is no number.
+    static qint64 revision(const QString &reply);
+
+    // Whether the speaker at `host` is the player `coordinator`.
+    QCoro::Task<bool> isCoordinator(QString coordinator, QString host);
+    // One action, with cancellation checked before and after it.
+    QCoro::Task<QString> command(QString host, QString action, Soap::Fields fields, CancelToken cancel = {});
+    // Fills the coordinator's queue and, unless adding after the current
+    // track, starts it; `progress` hears the number of items queued.
+    QCoro::Task<void> play(QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
+                           Progress progress = {}, CancelToken cancel = {});
+
+    // Tests fix the shuffle.
+    void seed(quint32 value) { m_random.seed(value); }
+
+private:
+    HttpTransport &m_transport;
+    Send m_send;
+    std::mt19937 m_random{std::random_device{}()};
 };
 
 } // namespace velotte

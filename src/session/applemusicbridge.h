@@ -3,6 +3,7 @@
 #include "sessionports.h"
 
 #include "cloud/records.h"
+#include "local/applemusicidentity.h"
 #include "core/settings.h"
 
 #include <QHash>
@@ -11,14 +12,6 @@
 #include <optional>
 
 namespace velotte {
-
-// An Apple Music item as the catalog names it.
-struct AppleMusicIdentity {
-    QString key; // catalog id
-    QString title;
-    QString subtitle;
-    QString kind; // "song", "album", "playlist" or "station"
-};
 
 // Links between Apple Music items and the Sonos favorites that play them,
 // kept per household under "sonos.appleMusicReferences." + household id.

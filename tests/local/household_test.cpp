@@ -283,3 +283,33 @@ TEST(FakeProgram, PrintsItsSpeakersAndTakesFaults)
     EXPECT_EQ(refused.exitCode(), 1);
     EXPECT_TRUE(refused.readAllStandardOutput().contains("error: no fake speaker at 10.9.9.9"));
 }
+
+TEST_F(FakeHome, DirectQueueingRunOnTheSpeaker)
+{
+    AppleMusicDirect direct(transport);
+    EXPECT_TRUE(test::await(direct.isCoordinator(id(2), host(2))));
+    EXPECT_FALSE(test::await(direct.isCoordinator(id(1), host(2))));
+
+    QList<AppleMusicIdentity> songs;
+    for (int i = 0; i < 18; ++i)
+        songs.append({QString::number(500 + i), u"Song %1"_s.arg(i + 1), u"Band"_s, u"song"_s});
+    std::vector<int> progress;
+    test::await(direct.play(songs, host(2), id(2), AppleMusicAction::replace, [&](int n) { progress.push_back(n); }));
+    EXPECT_EQ(progress, (std::vector<int>{1, 17, 18}));
+    const auto &kitchen = speakers.speakers[2];
+    ASSERT_EQ(kitchen.queue.size(), 18); // the three old tracks are gone
+    EXPECT_EQ(kitchen.queue.first().title, u"Song 1"_s);
+    EXPECT_EQ(kitchen.queue.last().title, u"Song 18"_s);
+    const auto now = test::await(house.nowPlaying(host(2)));
+    ASSERT_TRUE(now.has_value());
+    EXPECT_EQ(now->title, u"Song 1"_s);
+    EXPECT_TRUE(now->playing);
+
+    // Two more after the playing track.
+    test::await(direct.play({{u"900"_s, u"Next One"_s, {}, u"song"_s}, {u"901"_s, u"Next Two"_s, {}, u"song"_s}}, host(2), id(2),
+                            AppleMusicAction::addAfterCurrent));
+    ASSERT_EQ(kitchen.queue.size(), 20);
+    EXPECT_EQ(kitchen.queue[1].title, u"Next One"_s);
+    EXPECT_EQ(kitchen.queue[2].title, u"Next Two"_s);
+    EXPECT_EQ(test::await(house.nowPlaying(host(2)))->title, u"Song 1"_s);
+}
