@@ -54,6 +54,7 @@ public:
     };
 
     explicit GuestHouse(HttpTransport &transport = NetworkTransport::shared());
+    HttpTransport &http() const { return m_transport; }
 
     QCoro::Task<std::optional<QString>> call(QString host, QString path, QString action, QString body);
 

@@ -23,6 +23,10 @@
 namespace velotte {
 
 class SonosClient;
+class AppleMusicCatalog;
+class AppleMusicSonosBridge;
+struct AppleMusicIdentity;
+enum class AppleMusicAction;
 struct LocalPorts;
 struct PendingSends;
 
@@ -85,6 +89,10 @@ class HouseSession : public QObject {
     Q_PROPERTY(bool changingRooms READ changingRooms NOTIFY changingRoomsChanged)
     Q_PROPERTY(bool conversationOn READ conversationOn NOTIFY conversationChanged)
     Q_PROPERTY(QString conversationHelp READ conversationHelp NOTIFY conversationChanged)
+    Q_PROPERTY(bool musicQueueBusy READ musicQueueBusy NOTIFY artistQueueChanged)
+    Q_PROPERTY(bool artistQueueStarted READ artistQueueStarted NOTIFY artistQueueChanged)
+    Q_PROPERTY(int artistQueuedCount READ artistQueuedCount NOTIFY artistQueueChanged)
+    Q_PROPERTY(QString artistQueueProgress READ artistQueueProgress NOTIFY artistQueueChanged)
 
 public:
     enum class Phase { signedOut, ready };
@@ -98,6 +106,8 @@ public:
         QStringList arguments;         // launch arguments ("-VelotteGuest", ...)
         std::vector<HouseholdFollower *> followers;
         PlayHistory *history = nullptr;
+        AppleMusicSonosBridge *appleMusicLinks = nullptr; // Sonos favorites that play Apple Music items
+        AppleMusicCatalog *catalog = nullptr;            // finds an artist's songs
     };
 
     explicit HouseSession(Services services, QObject *parent = nullptr);
@@ -155,6 +165,21 @@ public:
     // player: its group's coordinator. Throws SpeakerUnreachable.
     QString newsHouseholdID() const;
     QCoro::Task<QString> newsHost(QString playerID);
+
+    // Apple Music: through a Sonos favorite that plays the item, else
+    // queued directly on the group's coordinator.
+    bool canControlRooms() const;
+    QCoro::Task<void> playAppleMusic(AppleMusicIdentity item, AppleMusicAction action);
+    // A long list of songs fills the queue in the background (the artist
+    // queue); other music requests are refused until it ends.
+    void playAppleMusicSongs(QList<AppleMusicIdentity> songs, bool shuffled, AppleMusicAction load);
+    QCoro::Task<void> startAppleMusicSongs(QString artist, bool shuffled, AppleMusicAction load);
+    void cancelArtistQueue();
+    // Returns once no artist queue is running.
+    QCoro::Task<void> artistQueueFinished();
+    bool artistQueueStarted() const { return m_artistQueueStarted; }
+    int artistQueuedCount() const { return m_artistQueuedCount; }
+    QString artistQueueProgress() const { return m_artistQueueProgress; }
 
     // Grouping: the active group holds exactly the selected players afterwards.
     QCoro::Task<bool> groupRooms(QSet<QString> selected);
@@ -245,6 +270,7 @@ Q_SIGNALS:
     void changingRoomsChanged();
     void conversationChanged();
     void playlistsChanged();
+    void artistQueueChanged();
     // A read of the household or of playback finished (for command-line waits).
     void readFinished();
 
@@ -287,6 +313,16 @@ private:
     // music.cpp
     bool refuseMusic();
     void recordPlayed(const SonosFavorite &favorite);
+    // applemusic.cpp
+    struct QueueTarget {
+        QString host;
+        QString coordinator;
+    };
+    QCoro::Task<std::optional<QueueTarget>> appleMusicTarget(QString groupID);
+    QCoro::Task<bool> applyAppleMusicModes(QString groupID, QString host, bool shuffle);
+    QCoro::Task<void> runArtistQueue(QList<AppleMusicIdentity> songs, AppleMusicAction action, QString groupID, QUuid task, CancelToken cancel);
+    void endArtistQueue();
+    void playInPreview(const QList<AppleMusicIdentity> &items, AppleMusicAction action);
     // rooms.cpp
     void setChangingRooms(bool changing);
 
@@ -368,6 +404,13 @@ private:
     std::shared_ptr<PendingSends> m_pending;
 
     bool m_artistQueueBusy = false;
+    bool m_artistQueueStarted = false;
+    int m_artistQueuedCount = 0;
+    int m_artistQueueTotal = 0;
+    QString m_artistQueueProgress;
+    QUuid m_artistQueueTaskID;
+    CancelToken m_artistQueueCancel;
+    Wakeup m_artistQueueDone;
 
     QList<SonosFavorite> m_favorites;
     QList<SonosPlaylist> m_sonosPlaylists;

@@ -1,5 +1,7 @@
 #include "liveports.h"
 
+#include "local/applemusicdirect.h"
+
 namespace velotte {
 
 std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
@@ -24,6 +26,12 @@ std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
     p->hostForPlayer = [bass](QString player) -> QCoro::Task<std::optional<QString>> {
         const QHash<QString, QString> services = co_await bass.discover();
         co_return LocalBassConnection::host(player, services);
+    };
+    auto direct = std::make_shared<AppleMusicDirect>(house.http());
+    p->isCoordinator = [direct](QString coordinator, QString host) { return direct->isCoordinator(coordinator, host); };
+    p->queueAppleMusic = [direct](QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
+                                  std::function<void(int)> progress, CancelToken cancel) {
+        return direct->play(std::move(items), std::move(host), std::move(coordinator), action, std::move(progress), std::move(cancel));
     };
     return p;
 }

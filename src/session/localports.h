@@ -1,6 +1,9 @@
 #pragma once
 
+#include "local/applemusicidentity.h"
 #include "local/guesthouse.h"
+
+#include "core/cancel.h"
 
 #include <QCoroTask>
 #include <QHash>
@@ -34,6 +37,12 @@ struct LocalPorts {
     std::function<QCoro::Task<std::optional<QString>>(QString playerID)> hostForPlayer; // found by Bonjour
     std::function<QCoro::Task<std::optional<int>>(QString host)> bass;
     std::function<QCoro::Task<bool>(QString host, int bass)> setBass;
+    // Apple Music straight into a coordinator's queue. Unlike the rest,
+    // queueing throws: its failures carry sentences of their own.
+    std::function<QCoro::Task<bool>(QString coordinator, QString host)> isCoordinator;
+    std::function<QCoro::Task<void>(QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
+                                    std::function<void(int)> progress, CancelToken cancel)>
+        queueAppleMusic;
 };
 
 } // namespace velotte

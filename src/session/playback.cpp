@@ -233,6 +233,7 @@ void HouseSession::invalidatePlaybackCommand()
     m_playbackCommandID = QUuid::createUuid();
     m_playbackRefreshID = QUuid::createUuid();
     setSendingPlaybackCommand(false);
+    cancelArtistQueue();
 }
 
 void HouseSession::clearNowPlaying()
