@@ -10,6 +10,7 @@
 #include "local/guesthouse.h"
 #include "local/speakerfinder.h"
 #include "session/applemusicbridge.h"
+#include "session/applemusiccatalog.h"
 #include "session/authsignin.h"
 #include "session/liveports.h"
 
@@ -27,11 +28,13 @@ struct Wiring::Parts {
     std::unique_ptr<SonosClient> api;
     std::unique_ptr<SettingsStore> defaults = std::make_unique<SettingsStore>();
     std::unique_ptr<AppleMusicSonosBridge> bridge = std::make_unique<AppleMusicSonosBridge>(*defaults);
+    std::unique_ptr<ITunesCatalog> catalog;
 };
 
 Wiring::Wiring(const GlobalOptions &options) : d(std::make_unique<Parts>())
 {
     d->options = options;
+    d->catalog = std::make_unique<ITunesCatalog>(NetworkTransport::shared(), ServiceAddresses::load().itunes);
     if (options.demo)
         return;
     d->house = std::make_unique<GuestHouse>(NetworkTransport::shared());
@@ -62,6 +65,7 @@ Wiring::~Wiring() = default;
 
 SonosAuth *Wiring::auth() { return d->auth.get(); }
 SecretStore *Wiring::store() { return d->store.get(); }
+AppleMusicCatalog &Wiring::catalog() { return *d->catalog; }
 
 HouseSession::Services Wiring::services()
 {
@@ -72,6 +76,8 @@ HouseSession::Services Wiring::services()
     s.api = d->api.get();
     s.auth = d->signIn.get();
     s.followers.push_back(d->bridge.get());
+    s.appleMusicLinks = d->bridge.get();
+    s.catalog = d->catalog.get();
     return s;
 }
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 namespace velotte {
+class AppleMusicCatalog;
 class SonosAuth;
 class SecretStore;
 }
@@ -23,6 +24,7 @@ public:
     // The account sign-in; none without credentials or in demo and local-only use.
     SonosAuth *auth();
     SecretStore *store();
+    AppleMusicCatalog &catalog();
 
 private:
     struct Parts;
