@@ -1,4 +1,5 @@
 #include "core/networktransport.h"
+#include "local/applemusicdirect.h"
 #include "local/guesthouse.h"
 #include "services/fakespeakers.h"
 
@@ -65,6 +66,50 @@ void NowPlayingWith20msLatency(benchmark::State &state)
     }
 }
 BENCHMARK(NowPlayingWith20msLatency)->Unit(benchmark::kMillisecond)->Iterations(30)->UseRealTime();
+
+// 500 songs into a speaker's queue with 20 ms on every answer: the run is
+// bound by round trips; what the program adds per batch is reported apart.
+void Queue500SongsWith20msLatency(benchmark::State &state)
+{
+    SlowSpeaker s;
+    if (!s.started) {
+        state.SkipWithError("cannot bind port 1400 (needs root)");
+        return;
+    }
+    QList<AppleMusicIdentity> songs;
+    for (int i = 0; i < 500; ++i)
+        songs.append({QString::number(1000000 + i), QStringLiteral("Song %1").arg(i), QStringLiteral("Band"), QStringLiteral("song")});
+    int requests = 0;
+    double overheadMs = 0;
+    int batches = 0;
+    AppleMusicDirect direct(s.transport, [&](QString host, QString action, Soap::Fields fields, CancelToken cancel) -> QCoro::Task<QString> {
+        ++requests;
+        QElapsedTimer t;
+        t.start();
+        const QString reply = co_await AppleMusicDirect::request(s.transport, host, action, fields, cancel);
+        // The speaker's own 20 ms is not the program's time.
+        if (action == QLatin1String("AddMultipleURIsToQueue")) {
+            overheadMs += std::max(0.0, t.nsecsElapsed() / 1e6 - 20.0);
+            ++batches;
+        }
+        co_return reply;
+    });
+    for (auto _ : state) {
+        s.speakers.speakers[0].queue.clear();
+        requests = 0;
+        bool done = false;
+        auto body = [&]() -> QCoro::Task<void> {
+            co_await direct.play(songs, s.host, s.speakers.speakers[0].id, AppleMusicAction::replace);
+            done = true;
+        };
+        auto t = body();
+        while (!done)
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    }
+    state.counters["requests"] = requests;
+    state.counters["ms_per_batch_beyond_latency"] = batches ? overheadMs / batches : 0;
+}
+BENCHMARK(Queue500SongsWith20msLatency)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 
 void Parse32SpeakerTopology(benchmark::State &state)
 {
