@@ -108,6 +108,12 @@ TEST_F(CliApple, ArtistQueueAndItsSentences)
     EXPECT_EQ(r.exit, 1);
     EXPECT_EQ(r.err.trimmed(), u"No playable songs are available for this artist."_s);
 
+    ASSERT_TRUE(speakers.inject(kitchen().host + u"=upnp:AddMultipleURIsToQueue:714"_s));
+    r = ctl({u"apple"_s, u"play"_s, u"1440880315"_s});
+    EXPECT_EQ(r.exit, 1);
+    EXPECT_EQ(r.err.trimmed(), u"Sonos couldn’t load this Apple Music item (714). Check that Apple Music is connected in the Sonos app and the item is "
+                               "available in your account."_s);
+
     r = ctl({u"apple"_s, u"play"_s, u"42"_s});
     EXPECT_EQ(r.exit, 1);
     EXPECT_EQ(r.err.trimmed(), u"The Apple Music catalog has no item 42."_s);

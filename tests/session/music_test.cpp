@@ -122,3 +122,12 @@ TEST_F(Music, NothingStartsWithoutACloudHousehold)
     EXPECT_EQ(session->noteText(), QStringLiteral("Connect to Sonos and refresh Browse to play this favorite."));
     EXPECT_TRUE(cloud.requests.empty());
 }
+
+TEST_F(Music, AFavoriteThatCannotPlaySaysWhy)
+{
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 410, {}});
+    test::await(session->playFavorite(favorites[0]));
+    EXPECT_EQ(session->noteText(),
+              QStringLiteral("Could not play this favorite. This room or saved item is no longer available. Refresh Sonos and select it again."));
+    EXPECT_TRUE(history.played.isEmpty());
+}
