@@ -296,3 +296,41 @@ TEST(CliStandaloneSignIn, ThePrintedValuesSignIn)
     EXPECT_FALSE((out + err + account.out + account.err).contains(QStringLiteral("access-")));
     EXPECT_FALSE((out + err + account.out + account.err).contains(m.captured(2)));
 }
+
+TEST_F(CliCloud, FavoritesAndPlaylistsChangeWhatPlays)
+{
+    ASSERT_EQ(login(), 0) << printed.join(QLatin1Char('\n')).toStdString();
+    const auto favorites = ctl({QStringLiteral("favorites")});
+    ASSERT_EQ(favorites.exit, 0) << favorites.err.toStdString();
+    EXPECT_TRUE(favorites.out.contains(QStringLiteral("Morning Coffee"))) << favorites.out.toStdString();
+    const auto playlists = ctl({QStringLiteral("playlists")});
+    EXPECT_TRUE(playlists.out.contains(QStringLiteral("Dinner Jazz  · 18 tracks"))) << playlists.out.toStdString();
+
+    // Several favorites are one queue; shuffled when asked.
+    EXPECT_EQ(ctl({QStringLiteral("play-favorite"), QStringLiteral("Morning Coffee"), QStringLiteral("Mozart"), QStringLiteral("--shuffle")}).exit, 0);
+    EXPECT_EQ(living().queue, (QStringList{QStringLiteral("Morning Coffee"), QStringLiteral("Mozart - Piano Concerto No. 21")}));
+    EXPECT_TRUE(living().shuffle);
+    EXPECT_EQ(living().state, QStringLiteral("PLAYBACK_STATE_PLAYING"));
+
+    const auto queued = ctl({QStringLiteral("queue-favorite"), QStringLiteral("Beethoven")});
+    EXPECT_EQ(queued.exit, 0) << queued.err.toStdString();
+    EXPECT_EQ(queued.out.trimmed(), QStringLiteral("Added to the queue in Living Room + 1"));
+    EXPECT_EQ(living().queue.size(), 3);
+
+    const auto appended = ctl({QStringLiteral("play-playlist"), QStringLiteral("Dinner Jazz"), QStringLiteral("--append")});
+    EXPECT_EQ(appended.out.trimmed(), QStringLiteral("Playlist added to Living Room + 1"));
+    EXPECT_EQ(living().queue.last(), QStringLiteral("Dinner Jazz"));
+    EXPECT_EQ(ctl({QStringLiteral("play-playlist"), QStringLiteral("Sunday Piano")}).exit, 0);
+    EXPECT_EQ(living().queue, QStringList{QStringLiteral("Sunday Piano")});
+
+    const auto unknown = ctl({QStringLiteral("play-favorite"), QStringLiteral("Nothing Like It")});
+    EXPECT_EQ(unknown.exit, 1);
+    EXPECT_EQ(unknown.err.trimmed(), QStringLiteral("No favorite is called \"Nothing Like It\"."));
+
+    // The second of three fails: the first plays and the sentence counts.
+    cloud.addFault({.method = "POST", .path = QRegularExpression(QStringLiteral("/favorites$")), .status = 500, .after = 1});
+    const auto partial = ctl({QStringLiteral("play-favorite"), QStringLiteral("Morning Coffee"), QStringLiteral("Mozart"), QStringLiteral("Beethoven")});
+    EXPECT_EQ(partial.exit, 1);
+    EXPECT_TRUE(partial.err.trimmed().endsWith(QStringLiteral("\nStarted 1 of 3 favorites. The remaining music could not be added."))) << partial.err.toStdString();
+    EXPECT_EQ(living().queue, QStringList{QStringLiteral("Morning Coffee")});
+}

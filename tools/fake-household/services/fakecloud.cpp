@@ -367,6 +367,11 @@ Response FakeCloud::groupRoute(const QByteArray &method, Group &g, const QString
         if (found == list.end())
             return error(404, QStringLiteral("ERROR_RESOURCE_GONE"), QStringLiteral("Unknown item"));
         const QString action = body.value(QStringLiteral("action")).toString();
+        if (action != QLatin1String("REPLACE") && action != QLatin1String("APPEND"))
+            return error(400, QStringLiteral("ERROR_INVALID_PARAMETER"), QStringLiteral("Unknown action"));
+        if (action == QLatin1String("REPLACE"))
+            g.queue.clear();
+        g.queue.append(found->value(QStringLiteral("name")).toString());
         if (action == QLatin1String("REPLACE")) {
             catalogue.push_back({found->value(QStringLiteral("name")).toString(), QStringLiteral("Various Artists"), found->value(QStringLiteral("name")).toString(),
                                  240000, QStringLiteral("Apple Music")});

@@ -62,6 +62,7 @@ public:
         bool shuffle = false;
         bool repeat = false;
         bool repeatOne = false;
+        QStringList queue; // names of the favorites and playlists loaded, in order
         int volume = 25;
         bool muted = false;
     };
