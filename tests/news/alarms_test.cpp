@@ -1,0 +1,397 @@
+#include "news/alarmxml.h"
+#include "news/newsalarmclient.h"
+#include "news/newsschedule.h"
+
+#include "services/fakealarms.h"
+#include "testkit/testkit.h"
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace Qt::Literals::StringLiterals;
+using Kind = NewsAlarmClient::Failure::Kind;
+
+namespace {
+
+const QString newsHost = u"news.velotte.app"_s;
+
+NewsSchedule morning()
+{
+    NewsSchedule s;
+    s.roomID = u"RINCON_A"_s;
+    s.hour = 6;
+    s.minute = 5;
+    s.days = {1, 3, 5};
+    s.volume = 25;
+    return s;
+}
+
+QString news(const QString &query, const QString &prefix = u"https://news.velotte.app"_s)
+{
+    return prefix + u"/api/public/news-shadowing/sonos/latest.mp3"_s + query;
+}
+
+template<typename F>
+Kind failureOf(F &&f)
+{
+    try {
+        f();
+    } catch (const NewsAlarmClient::Failure &failure) {
+        return failure.kind();
+    }
+    ADD_FAILURE() << "no failure";
+    return Kind::changed;
+}
+
+QString alarm(const QString &id, const QString &start, const QString &recurrence, const QString &uri, const QString &volume = u"20"_s,
+              const QString &enabled = u"1"_s, const QString &room = u"RINCON_A"_s)
+{
+    const auto esc = [](QString v) { return v.replace(u'&', u"&amp;"_s).replace(u'"', u"&quot;"_s); };
+    return u"<Alarm ID=\"%1\" StartTime=\"%2\" Duration=\"00:12:00\" Recurrence=\"%3\" Enabled=\"%4\" RoomUUID=\"%5\" ProgramURI=\"%6\" "
+           "ProgramMetaData=\"\" PlayMode=\"NORMAL\" Volume=\"%7\" IncludeLinkedZones=\"0\"/>"_s.arg(id, start, recurrence, enabled, room, esc(uri), volume);
+}
+
+} // namespace
+
+TEST(NewsSchedule, RecurrenceAndDays)
+{
+    NewsSchedule s = morning();
+    s.days = {0, 1, 2, 3, 4, 5, 6};
+    EXPECT_EQ(s.recurrence(), u"DAILY"_s);
+    s.days = {6, 1};
+    EXPECT_EQ(s.recurrence(), u"ON_16"_s);
+    s.days = {4, 0, 2};
+    EXPECT_EQ(s.recurrence(), u"ON_024"_s);
+
+    EXPECT_EQ(NewsSchedule::daysFor(u"DAILY"_s), (std::set<int>{0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(NewsSchedule::daysFor(u"WEEKDAYS"_s), (std::set<int>{1, 2, 3, 4, 5}));
+    EXPECT_EQ(NewsSchedule::daysFor(u"WEEKENDS"_s), (std::set<int>{0, 6}));
+    EXPECT_EQ(NewsSchedule::daysFor(u"ON_024"_s), (std::set<int>{0, 2, 4}));
+    EXPECT_EQ(NewsSchedule::daysFor(u"ON_123412"_s), (std::set<int>{1, 2, 3, 4}));
+    EXPECT_EQ(NewsSchedule::daysFor(u"ON_"_s), std::set<int>{});
+    EXPECT_EQ(NewsSchedule::daysFor(u"ON_79"_s), (std::set<int>{7, 9})); // read, then not valid
+    for (const QString bad : {u"ON_1a"_s, u"ON_ 1"_s, u"ON_١"_s, u"ONCE"_s, u"daily"_s, QString()})
+        EXPECT_FALSE(NewsSchedule::daysFor(bad)) << bad.toStdString();
+
+    EXPECT_EQ(morning().startTime(), u"06:05:00"_s);
+}
+
+TEST(NewsSchedule, Validity)
+{
+    EXPECT_TRUE(morning().valid());
+    const std::vector<std::function<void(NewsSchedule &)>> breaks{
+        [](NewsSchedule &s) { s.roomID.clear(); },          [](NewsSchedule &s) { s.hour = 24; },
+        [](NewsSchedule &s) { s.hour = -1; },               [](NewsSchedule &s) { s.minute = 60; },
+        [](NewsSchedule &s) { s.days.clear(); },            [](NewsSchedule &s) { s.days.insert(7); },
+        [](NewsSchedule &s) { s.days.insert(-1); },         [](NewsSchedule &s) { s.volume = 101; },
+        [](NewsSchedule &s) { s.volume = -1; },             [](NewsSchedule &s) { s.language = u"french"_s; },
+        [](NewsSchedule &s) { s.language = u"English"_s; }, [](NewsSchedule &s) { s.category = u"sports"_s; },
+    };
+    for (size_t i = 0; i < breaks.size(); ++i) {
+        NewsSchedule s = morning();
+        breaks[i](s);
+        EXPECT_FALSE(s.valid()) << "case " << i;
+    }
+    NewsSchedule edge = morning();
+    edge.hour = 23;
+    edge.minute = 59;
+    edge.volume = 100;
+    edge.days = {0, 6};
+    edge.language = u"bilingual"_s;
+    EXPECT_TRUE(edge.valid());
+    edge.volume = 0;
+    edge.hour = 0;
+    edge.minute = 0;
+    EXPECT_TRUE(edge.valid());
+}
+
+TEST(NewsSource, AudioAddressAndSelection)
+{
+    const NewsSource source;
+    EXPECT_EQ(morning().audioURL(source).toString(), news(u"?language=english&category=latest"_s));
+    NewsSchedule japanese = morning();
+    japanese.language = u"japanese"_s;
+    EXPECT_EQ(japanese.audioURL(source).toString(), news(u"?language=japanese&category=latest"_s));
+
+    using Pair = std::pair<QString, QString>;
+    EXPECT_EQ(source.selection(news(u"?language=english&category=latest"_s)), (Pair{u"english"_s, u"latest"_s}));
+    EXPECT_EQ(source.selection(news(u"?category=latest&language=japanese"_s)), (Pair{u"japanese"_s, u"latest"_s}));
+    EXPECT_EQ(source.selection(news(u"?language=bilingual&category=latest"_s)), (Pair{u"bilingual"_s, u"latest"_s}));
+    EXPECT_EQ(source.selection(news(u"?langu%61ge=english&category=latest"_s)), (Pair{u"english"_s, u"latest"_s}));
+
+    const QStringList notNews{
+        news(u"?language=english&category=latest"_s, u"http://news.velotte.app"_s),
+        news(u"?language=english&category=latest&voice=b"_s),
+        news(u"?language=english&category=latest&"_s),
+        news(u"?language=english"_s),
+        news(QString()),
+        news(u"?language=english&language=english"_s),
+        news(u"?language=french&category=latest"_s),
+        news(u"?language=english&category=top"_s),
+        news(u"?language=English&category=latest"_s),
+        news(u"?language=english&category=latest"_s, u"https://news.velotte.app:443"_s),
+        news(u"?language=english&category=latest"_s, u"https://user@news.velotte.app"_s),
+        news(u"?language=english&category=latest"_s, u"https://user:pw@news.velotte.app"_s),
+        news(u"?language=english&category=latest"_s, u"https://@news.velotte.app"_s),
+        news(u"?language=english&category=latest"_s, u"https://news.example.org"_s),
+        news(u"?language=english&category=latest#now"_s),
+        u"https://news.velotte.app/api/public/news-shadowing/sonos/latest.mp3/?language=english&category=latest"_s,
+        u"https://news.velotte.app/api/public/news-shadowing/sonos/audio/abc.mp3?language=english&category=latest"_s,
+        u"x-rincon-mp3radio://https://news.velotte.app/api/public/news-shadowing/sonos/latest.mp3?language=english&category=latest"_s,
+        u"x-sonosapi-stream:s24861?sid=254&flags=8224&sn=0"_s,
+        u"not a url at all"_s,
+        QString(),
+    };
+    for (const QString &uri : notNews)
+        EXPECT_FALSE(source.selection(uri)) << uri.toStdString();
+
+    // The settings move the host; the path stays the program's.
+    const NewsSource moved(QUrl(u"http://127.0.0.1:8080/elsewhere?x=1"_s));
+    EXPECT_EQ(moved.base().toString(), u"http://127.0.0.1:8080/api/public/news-shadowing"_s);
+    EXPECT_EQ(NewsSource().base().toString(), u"https://news.velotte.app/api/public/news-shadowing"_s);
+}
+
+TEST(NewsAlarmClient, FieldsAndTheRetiredLanguage)
+{
+    const NewsSource source;
+    const Soap::Fields fields = NewsAlarmClient::fields(morning(), source);
+    const Soap::Fields expected{
+        {u"StartLocalTime"_s, u"06:05:00"_s},
+        {u"Duration"_s, u"00:12:00"_s},
+        {u"Recurrence"_s, u"ON_135"_s},
+        {u"Enabled"_s, u"1"_s},
+        {u"RoomUUID"_s, u"RINCON_A"_s},
+        {u"ProgramURI"_s, news(u"?language=english&category=latest"_s)},
+        {u"ProgramMetaData"_s, QString()},
+        {u"PlayMode"_s, u"NORMAL"_s},
+        {u"Volume"_s, u"25"_s},
+        {u"IncludeLinkedZones"_s, u"0"_s},
+    };
+    EXPECT_EQ(fields, expected);
+
+    NewsSchedule old = morning();
+    old.language = u"bilingual"_s;
+    old.id = u"4"_s;
+    old.enabled = false;
+    const Soap::Fields paused = NewsAlarmClient::fields(old, source);
+    EXPECT_EQ(paused[1].second, u"00:20:00"_s);
+    EXPECT_EQ(paused[3].second, u"0"_s);
+    EXPECT_EQ(failureOf([&] {
+                  old.enabled = true;
+                  NewsAlarmClient::fields(old, source);
+              }),
+              Kind::invalid);
+    EXPECT_EQ(failureOf([&] {
+                  old.enabled = false;
+                  old.id.reset();
+                  NewsAlarmClient::fields(old, source);
+              }),
+              Kind::invalid);
+    NewsSchedule loud = morning();
+    loud.volume = 101;
+    EXPECT_EQ(failureOf([&] { NewsAlarmClient::fields(loud, source); }), Kind::invalid);
+}
+
+TEST(AlarmXML, ElementsInStartTagOrder)
+{
+    const auto elements = AlarmXML::elements(
+        u"<s:Envelope xmlns:s=\"x\"><s:Body><u:R xmlns:u=\"y\"><A k=\"1 &amp; 2\">one<B/>two &lt;3</A><C>&lt;Alarms/&gt;</C></u:R></s:Body></s:Envelope>"_s);
+    QStringList names;
+    for (const auto &e : elements)
+        names << e.name;
+    EXPECT_EQ(names, (QStringList{u"s:Envelope"_s, u"s:Body"_s, u"u:R"_s, u"A"_s, u"B"_s, u"C"_s}));
+    EXPECT_EQ(elements[3].attributes.value(u"k"_s), u"1 & 2"_s);
+    EXPECT_EQ(elements[3].text, u"onetwo <3"_s); // text around a child joins its parent
+    EXPECT_EQ(elements[5].text, u"<Alarms/>"_s);
+    EXPECT_EQ(AlarmXML::first(elements, u"Body"_s), nullptr); // prefixes are part of the name
+
+    for (const QString bad : {u"<a><b></a>"_s, u"<a>&nbsp;</a>"_s, QString(), u"plain text"_s})
+        EXPECT_EQ(failureOf([&] { AlarmXML::elements(bad); }), Kind::response) << bad.toStdString();
+}
+
+TEST(NewsAlarmClient, ParseKeepsOnlyNewsSchedules)
+{
+    const NewsSource source;
+    const QString english = news(u"?language=english&category=latest"_s);
+    const QString document = u"<Alarms>"_s + alarm(u"1"_s, u"07:30:00"_s, u"DAILY"_s, english)
+        + alarm(u"2"_s, u"07:30:00"_s, u"ON_"_s, english)                                             // no day
+        + alarm(u"3"_s, u"07:30"_s, u"DAILY"_s, english)                                              // two parts
+        + alarm(u"4"_s, u"07:30:xx"_s, u"DAILY"_s, english)                                           // seconds not a number
+        + alarm(u"5"_s, u"06:00:00"_s, u"DAILY"_s, QString(english).replace(u"https:"_s, u"http:"_s))          // plain http
+        + alarm(u"6"_s, u"06:00:00"_s, u"DAILY"_s, news(u"?language=english&category=latest&x=1"_s)) // third query item
+        + alarm(u"7"_s, u"06:00:00"_s, u"DAILY"_s, news(u"?language=english&category=latest"_s), u"101"_s)
+        + alarm(u"8"_s, u"06:00:00"_s, u"DAILY"_s, news(u"?language=english&category=latest"_s), u"loud"_s)
+        + alarm(QString(), u"06:00:00"_s, u"DAILY"_s, news(u"?language=english&category=latest"_s))
+        + alarm(u"10"_s, u"06:00:00"_s, u"DAILY"_s, news(u"?language=english&category=latest"_s), u"20"_s, u"1"_s, QString())
+        + alarm(u"11"_s, u"24:00:00"_s, u"DAILY"_s, news(u"?language=english&category=latest"_s))
+        + alarm(u"12"_s, u"06:00:00"_s, u"ONCE"_s, news(u"?language=english&category=latest"_s))
+        + alarm(u"13"_s, u"05:45:10"_s, u"ON_60"_s, news(u"?category=latest&language=japanese"_s), u"0"_s, u"true"_s)
+        + alarm(u"14"_s, u"05:00:00"_s, u"WEEKDAYS"_s, u"x-sonosapi-stream:s24861?sid=254"_s) + u"</Alarms>"_s;
+    const QList<NewsSchedule> parsed = NewsAlarmClient::parse(document, source);
+    ASSERT_EQ(parsed.size(), 2);
+    EXPECT_EQ(parsed[0].id, u"1"_s);
+    EXPECT_EQ(parsed[0].hour, 7);
+    EXPECT_EQ(parsed[0].minute, 30);
+    EXPECT_EQ(parsed[0].days.size(), 7u);
+    EXPECT_TRUE(parsed[0].enabled);
+    EXPECT_EQ(parsed[1].id, u"13"_s); // document order, not time order
+    EXPECT_EQ(parsed[1].language, u"japanese"_s);
+    EXPECT_EQ(parsed[1].days, (std::set<int>{0, 6}));
+    EXPECT_EQ(parsed[1].volume, 0);
+    EXPECT_FALSE(parsed[1].enabled); // only "1" is on
+
+    EXPECT_EQ(failureOf([&] { NewsAlarmClient::parse(u"<Alarms><Alarm"_s, source); }), Kind::response);
+}
+
+TEST(NewsAlarmClient, ParsesTheFakeHouseholdsMix)
+{
+    fake::FakeAlarmClock clock;
+    clock.seed({u"RINCON_A"_s, u"RINCON_B"_s, u"RINCON_C"_s}, newsHost);
+    const QList<NewsSchedule> parsed = NewsAlarmClient::parse(clock.document(), NewsSource());
+    ASSERT_EQ(parsed.size(), 2); // the bilingual one and the valid English one
+    EXPECT_EQ(parsed[0].language, u"bilingual"_s);
+    EXPECT_FALSE(parsed[0].enabled);
+    EXPECT_EQ(parsed[1].language, u"english"_s);
+    EXPECT_EQ(parsed[1].days, (std::set<int>{1, 2, 3, 4, 5}));
+    EXPECT_EQ(parsed[1].volume, 30);
+}
+
+namespace {
+// A scripted AlarmClock that records what was sent.
+struct Script {
+    QList<QPair<QString, Soap::Fields>> sent;
+    std::function<QString(const QString &action)> reply;
+    NewsAlarmClient client()
+    {
+        return NewsAlarmClient(
+            [this](QString, QString action, Soap::Fields fields) -> QCoro::Task<QString> {
+                sent.append({action, fields});
+                co_return reply(action);
+            },
+            NewsSource());
+    }
+};
+
+QString listReply(const QString &alarms)
+{
+    return u"<s:Envelope><s:Body><u:ListAlarmsResponse><CurrentAlarmList>"_s + Soap::escape(u"<Alarms>"_s + alarms + u"</Alarms>"_s)
+        + u"</CurrentAlarmList><CurrentAlarmListVersion>RINCON_A:3</CurrentAlarmListVersion></u:ListAlarmsResponse></s:Body></s:Envelope>"_s;
+}
+
+template<typename T>
+Kind awaitFailure(QCoro::Task<T> task)
+{
+    try {
+        test::await(std::move(task));
+    } catch (const NewsAlarmClient::Failure &failure) {
+        return failure.kind();
+    }
+    ADD_FAILURE() << "no failure";
+    return Kind::changed;
+}
+} // namespace
+
+TEST(NewsAlarmClient, ListSaveAndDelete)
+{
+    const QString english = news(u"?language=english&category=latest"_s);
+    Script script;
+    script.reply = [&](const QString &action) {
+        if (action == u"ListAlarms"_s)
+            return listReply(alarm(u"7"_s, u"06:00:00"_s, u"DAILY"_s, english) + alarm(u"8"_s, u"06:00:00"_s, u"DAILY"_s, u"x-rincon-buzzer:0"_s));
+        if (action == u"CreateAlarm"_s)
+            return u"<s:Envelope><s:Body><u:CreateAlarmResponse><AssignedID> 12 </AssignedID></u:CreateAlarmResponse></s:Body></s:Envelope>"_s;
+        return u"<s:Envelope><s:Body/></s:Envelope>"_s;
+    };
+    NewsAlarmClient client = script.client();
+    const auto listed = test::await(client.list(u"127.0.0.1"_s));
+    ASSERT_EQ(listed.size(), 1);
+    EXPECT_EQ(script.sent.last().second, Soap::Fields());
+
+    EXPECT_EQ(test::await(client.save(morning(), u"127.0.0.1"_s)), u"12"_s);
+    EXPECT_EQ(script.sent.last().first, u"CreateAlarm"_s);
+    EXPECT_EQ(script.sent.last().second.size(), 10);
+
+    NewsSchedule existing = listed[0];
+    existing.volume = 40;
+    script.sent.clear();
+    EXPECT_EQ(test::await(client.save(existing, u"127.0.0.1"_s)), u"7"_s);
+    ASSERT_EQ(script.sent.size(), 2);
+    EXPECT_EQ(script.sent[0].first, u"ListAlarms"_s);
+    EXPECT_EQ(script.sent[1].first, u"UpdateAlarm"_s);
+    EXPECT_EQ(script.sent[1].second.size(), 11);
+    EXPECT_EQ(script.sent[1].second[0], (QPair<QString, QString>{u"ID"_s, u"7"_s}));
+    EXPECT_EQ(script.sent[1].second[9], (QPair<QString, QString>{u"Volume"_s, u"40"_s}));
+
+    // Vanished, or turned into something that is not news: nothing is written.
+    for (const QString id : {u"99"_s, u"8"_s}) {
+        script.sent.clear();
+        existing.id = id;
+        EXPECT_EQ(awaitFailure(client.save(existing, u"127.0.0.1"_s)), Kind::changed);
+        ASSERT_EQ(script.sent.size(), 1);
+        EXPECT_EQ(script.sent[0].first, u"ListAlarms"_s);
+    }
+
+    test::await(client.destroy(u"7"_s, u"127.0.0.1"_s));
+    EXPECT_EQ(script.sent.last().first, u"DestroyAlarm"_s);
+    EXPECT_EQ(script.sent.last().second, (Soap::Fields{{u"ID"_s, u"7"_s}}));
+
+    // Replies without what they must hold.
+    script.reply = [](const QString &action) {
+        return action == u"CreateAlarm"_s ? u"<s:Envelope><AssignedID></AssignedID></s:Envelope>"_s : u"<s:Envelope/>"_s;
+    };
+    EXPECT_EQ(awaitFailure(client.list(u"127.0.0.1"_s)), Kind::response);
+    EXPECT_EQ(awaitFailure(client.save(morning(), u"127.0.0.1"_s)), Kind::response);
+    script.reply = [](const QString &) { return u"<s:Envelope><broken"_s; };
+    EXPECT_EQ(awaitFailure(client.list(u"127.0.0.1"_s)), Kind::response);
+    EXPECT_EQ(awaitFailure(client.save(morning(), u"127.0.0.1"_s)), Kind::response);
+    NewsSchedule loud = morning();
+    loud.volume = 101;
+    script.sent.clear();
+    EXPECT_EQ(awaitFailure(client.save(loud, u"127.0.0.1"_s)), Kind::invalid);
+    EXPECT_TRUE(script.sent.isEmpty());
+}
+
+TEST(NewsAlarmClient, RequestOutcomes)
+{
+    test::RecordingTransport transport;
+    auto send = [&] { return NewsAlarmClient::request(transport, u"127.0.0.1"_s, u"ListAlarms"_s, {}); };
+
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return test::reply(200, "<ok>fine</ok>"); });
+    EXPECT_EQ(test::await(send()), u"<ok>fine</ok>"_s);
+    const HttpRequest &sent = transport.requests.back();
+    EXPECT_EQ(sent.url.toString(), u"http://127.0.0.1:1400/AlarmClock/Control"_s);
+    EXPECT_EQ(sent.header("SOAPACTION"), QByteArray("\"urn:schemas-upnp-org:service:AlarmClock:1#ListAlarms\""));
+    EXPECT_EQ(sent.timeout, std::chrono::milliseconds(10000));
+
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return test::reply(500, "<errorCode>801</errorCode>"); });
+    EXPECT_EQ(awaitFailure(send()), Kind::rejected);
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return test::reply(403); });
+    EXPECT_EQ(awaitFailure(send()), Kind::rejected);
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        co_return test::reply(200, "<s:Envelope><UPnPError><errorCode>402</errorCode></UPnPError></s:Envelope>");
+    });
+    EXPECT_EQ(awaitFailure(send()), Kind::rejected);
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        throw TransportError(TransportError::Kind::Timeout, u"slow"_s);
+        co_return test::reply(200);
+    });
+    EXPECT_EQ(awaitFailure(send()), Kind::network);
+    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
+        throw Cancelled();
+        co_return test::reply(200);
+    });
+    EXPECT_THROW(test::await(send()), Cancelled);
+}
+
+TEST(NewsAlarmClient, FailureTexts)
+{
+    const std::vector<std::pair<Kind, QString>> texts{
+        {Kind::invalid, u"Choose a room, time, news source and at least one day."_s},
+        {Kind::network, u"Connect to the same Wi-Fi as your Sonos and allow Local Network access."_s},
+        {Kind::rejected, u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s},
+        {Kind::response, u"Sonos didn\u2019t confirm the alarm. Refresh schedules before trying again."_s},
+        {Kind::changed, u"This schedule changed or was removed in Sonos. Refresh schedules before editing it."_s},
+    };
+    for (const auto &[kind, text] : texts)
+        EXPECT_EQ(NewsAlarmClient::Failure(kind).sentence(), text);
+}

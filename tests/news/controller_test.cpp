@@ -1,0 +1,412 @@
+#include "newsfixture.h"
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString savedText = u"Saved on Sonos. News will play even with the app closed."_s;
+const QString pausedText = u"Schedule saved and paused."_s;
+const QString busyText = u"Wait for the current Sonos action to finish."_s;
+const QString changedText = u"This schedule changed or was removed in Sonos. Refresh schedules before editing it."_s;
+const QString invalidText = u"Choose a room, time, news source and at least one day."_s;
+const QString networkText = u"Connect to the same Wi-Fi as your Sonos and allow Local Network access."_s;
+const QString unavailableText = u"News audio is unavailable for this language and category. Try another source or refresh later."_s;
+
+struct Controller : ::testing::Test {
+    NewsRig rig;
+    NewsScheduleController news{rig.transport, rig.source, rig.clock};
+
+    NewsSchedule schedule(const QString &room, int hour, int minute)
+    {
+        NewsSchedule s;
+        s.roomID = room;
+        s.hour = hour;
+        s.minute = minute;
+        s.days = {1, 2, 3};
+        s.volume = 33;
+        return s;
+    }
+    void read() { await(news.read(rig.port, rig.port.household, rig.port.hosts.value(rig.living()))); }
+    QStringList ids() const
+    {
+        QStringList out;
+        for (const NewsSchedule &s : news.schedules())
+            out << s.id.value_or(QString());
+        return out;
+    }
+    const fake::FakeAlarmClock::Alarm *alarm(const QString &id) { return rig.speakers.alarms.find(id); }
+};
+
+} // namespace
+
+TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
+{
+    auto &alarms = rig.speakers.alarms;
+    const QString address = fake::FakeAlarmClock::newsAddress(u"news.velotte.app"_s, u"japanese"_s);
+    // Same time in two rooms, the later room first; then an earlier one.
+    alarms.alarms.append({u"20"_s, u"06:30:00"_s, u"00:12:00"_s, u"DAILY"_s, true, rig.kitchen(), address, {}, u"NORMAL"_s, 10, false});
+    alarms.alarms.append({u"21"_s, u"06:30:00"_s, u"00:12:00"_s, u"DAILY"_s, true, rig.living(), address, {}, u"NORMAL"_s, 10, false});
+    alarms.alarms.append({u"19"_s, u"06:30:00"_s, u"00:12:00"_s, u"DAILY"_s, true, rig.living(), address, {}, u"NORMAL"_s, 10, false});
+    alarms.alarms.append({u"22"_s, u"05:59:00"_s, u"00:12:00"_s, u"WEEKENDS"_s, true, rig.kitchen(), address, {}, u"NORMAL"_s, 10, false});
+    ASSERT_LT(rig.living(), rig.kitchen());
+    read();
+    EXPECT_TRUE(news.loaded());
+    EXPECT_EQ(ids(), (QStringList{u"22"_s, u"19"_s, u"21"_s, u"20"_s, u"4"_s, u"6"_s}));
+    EXPECT_EQ(news.scope(), u"H1"_s);
+    EXPECT_FALSE(news.message());
+
+    QList<NewsSchedule> unsaved{schedule(u"B"_s, 7, 0), schedule(u"A"_s, 7, 0)};
+    unsaved[0].id = u"2"_s;
+    NewsScheduleController::sort(unsaved);
+    EXPECT_EQ(unsaved[0].roomID, u"A"_s); // a missing id sorts as empty text
+}
+
+TEST_F(Controller, ReadFailureIsShownAndClearedByTheNextRead)
+{
+    rig.failingActions.insert(u"ListAlarms"_s);
+    read();
+    EXPECT_EQ(news.message(), networkText);
+    EXPECT_TRUE(news.failed());
+    EXPECT_FALSE(news.loaded());
+    rig.failingActions.clear();
+    read();
+    EXPECT_FALSE(news.message());
+    EXPECT_FALSE(news.failed());
+    EXPECT_EQ(news.schedules().size(), 2);
+}
+
+TEST_F(Controller, SaveCreatesUpdatesAndPauses)
+{
+    const int before = rig.speakers.alarms.alarms.size();
+    const auto id = await(news.save(schedule(rig.kitchen(), 6, 45), rig.port));
+    ASSERT_TRUE(id);
+    EXPECT_EQ(news.message(), savedText);
+    EXPECT_FALSE(news.failed());
+    EXPECT_FALSE(news.busy());
+    EXPECT_EQ(rig.speakers.alarms.alarms.size(), before + 1);
+    const auto *created = alarm(*id);
+    ASSERT_TRUE(created);
+    EXPECT_EQ(created->startTime, u"06:45:00"_s);
+    EXPECT_EQ(created->recurrence, u"ON_123"_s);
+    EXPECT_EQ(created->duration, u"00:12:00"_s);
+    EXPECT_EQ(created->volume, 33);
+    EXPECT_EQ(created->programURI, u"https://news.velotte.app/api/public/news-shadowing/sonos/latest.mp3?language=english&category=latest"_s);
+    EXPECT_TRUE(ids().contains(*id)); // the list was read again
+
+    NewsSchedule paused = news.schedules()[ids().indexOf(*id)];
+    paused.enabled = false;
+    EXPECT_EQ(await(news.save(paused, rig.port)), id);
+    EXPECT_EQ(news.message(), pausedText);
+    EXPECT_FALSE(alarm(*id)->enabled);
+    EXPECT_EQ(rig.speakers.alarms.alarms.size(), before + 1);
+}
+
+TEST_F(Controller, RetiredBilingualCanBePausedOnly)
+{
+    read();
+    NewsSchedule bilingual = news.schedules()[0];
+    ASSERT_EQ(bilingual.language, u"bilingual"_s);
+    bilingual.volume = 15;
+    EXPECT_EQ(await(news.save(bilingual, rig.port)), u"4"_s);
+    EXPECT_EQ(news.message(), pausedText);
+    EXPECT_EQ(alarm(u"4"_s)->duration, u"00:20:00"_s);
+    EXPECT_EQ(alarm(u"4"_s)->volume, 15);
+
+    bilingual.enabled = true;
+    EXPECT_FALSE(await(news.save(bilingual, rig.port)));
+    EXPECT_EQ(news.message(), invalidText);
+    EXPECT_TRUE(news.failed());
+    EXPECT_FALSE(alarm(u"4"_s)->enabled);
+
+    const int before = rig.speakers.alarms.alarms.size();
+    NewsSchedule fresh = schedule(rig.living(), 8, 0);
+    fresh.language = u"bilingual"_s;
+    fresh.enabled = false;
+    EXPECT_FALSE(await(news.save(fresh, rig.port)));
+    EXPECT_EQ(news.message(), invalidText);
+    EXPECT_EQ(rig.speakers.alarms.alarms.size(), before);
+}
+
+TEST_F(Controller, ChangedRejectedAndUnconfirmedSaves)
+{
+    const auto untouched = rig.speakers.alarms.alarms;
+    // Vanished, or not news any more (music alarm 1, third query item 5).
+    for (const QString id : {u"99"_s, u"1"_s, u"5"_s}) {
+        NewsSchedule gone = schedule(rig.living(), 6, 0);
+        gone.id = id;
+        EXPECT_FALSE(await(news.save(gone, rig.port)));
+        EXPECT_EQ(news.message(), changedText);
+        EXPECT_FALSE(rig.actions.contains(u"CreateAlarm"_s));
+        EXPECT_FALSE(rig.actions.contains(u"UpdateAlarm"_s));
+    }
+    EXPECT_EQ(rig.speakers.alarms.alarms.size(), untouched.size());
+    EXPECT_EQ(rig.speakers.alarms.document(), [&] {
+        fake::FakeAlarmClock copy;
+        copy.alarms = untouched;
+        return copy.document();
+    }());
+
+    rig.speakers.alarms.createConflict = 801;
+    EXPECT_FALSE(await(news.save(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
+    rig.speakers.alarms.createConflict = 0;
+
+    NewsSchedule loud = schedule(rig.living(), 6, 0);
+    loud.volume = 101;
+    EXPECT_FALSE(await(news.save(loud, rig.port)));
+    EXPECT_EQ(news.message(), invalidText);
+
+    // Saved, but the list could not be read again.
+    rig.failingActions.insert(u"ListAlarms"_s);
+    EXPECT_TRUE(await(news.save(schedule(rig.living(), 9, 10), rig.port)));
+    EXPECT_EQ(news.message(), u"Saved on Sonos. Refresh to check the latest schedule list."_s);
+    EXPECT_FALSE(news.failed());
+
+    rig.failingActions.insert(u"CreateAlarm"_s);
+    EXPECT_FALSE(await(news.save(schedule(rig.living(), 9, 10), rig.port)));
+    EXPECT_EQ(news.message(), networkText);
+}
+
+TEST_F(Controller, DeleteOnlyWhatIsStillNews)
+{
+    read();
+    const NewsSchedule english = news.schedules()[1];
+    EXPECT_TRUE(await(news.deleteSchedule(english, rig.port)));
+    EXPECT_EQ(news.message(), u"Schedule deleted from Sonos."_s);
+    EXPECT_FALSE(alarm(u"6"_s));
+    EXPECT_EQ(ids(), QStringList{u"4"_s});
+
+    // A music alarm's id, or one deleted meanwhile, is never destroyed.
+    for (const QString id : {u"1"_s, u"5"_s, u"6"_s}) {
+        NewsSchedule other = english;
+        other.id = id;
+        rig.actions.clear();
+        EXPECT_FALSE(await(news.deleteSchedule(other, rig.port)));
+        EXPECT_EQ(news.message(), changedText);
+        EXPECT_FALSE(rig.actions.contains(u"DestroyAlarm"_s));
+    }
+    EXPECT_TRUE(alarm(u"1"_s));
+    EXPECT_TRUE(alarm(u"5"_s));
+}
+
+TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
+{
+    rig.latency = 1s;
+    auto first = news.save(schedule(rig.living(), 6, 0), rig.port);
+    drain();
+    EXPECT_TRUE(news.busy());
+    EXPECT_FALSE(await(news.save(schedule(rig.kitchen(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), busyText);
+    EXPECT_FALSE(await(news.play(schedule(rig.kitchen(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), busyText);
+    for (int i = 0; i < 6 && news.busy(); ++i)
+        rig.clock.advance(1s);
+    EXPECT_TRUE(await(std::move(first)));
+    EXPECT_EQ(news.message(), savedText);
+
+    // The household changes while a read is out: its result is dropped.
+    auto reading = news.read(rig.port, u"H1"_s, rig.speakers.speakers[0].host);
+    drain();
+    rig.port.household = u"H2"_s;
+    news.reset(u"H2"_s);
+    EXPECT_TRUE(news.schedules().isEmpty());
+    EXPECT_FALSE(news.message());
+    rig.clock.advance(2s);
+    await(std::move(reading));
+    EXPECT_TRUE(news.schedules().isEmpty());
+    EXPECT_FALSE(news.loaded());
+    EXPECT_EQ(news.scope(), u"H2"_s);
+
+    // A save outlived by a household change shows nothing.
+    auto saving = news.save(schedule(rig.living(), 6, 0), rig.port);
+    drain();
+    rig.port.household = u"H3"_s;
+    for (int i = 0; i < 6 && news.busy(); ++i)
+        rig.clock.advance(1s);
+    EXPECT_FALSE(await(std::move(saving)));
+    EXPECT_FALSE(news.message());
+    EXPECT_FALSE(news.busy());
+}
+
+TEST_F(Controller, PlayNowInAStandaloneRoom)
+{
+    auto &living = rig.speakers.speakers[0];
+    ASSERT_TRUE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), u"Playing Morning Briefing."_s);
+    EXPECT_FALSE(news.failed());
+    ASSERT_TRUE(news.bulletin());
+    EXPECT_EQ(news.bulletin()->videoID, u"aB3_-9xYz01"_s);
+    EXPECT_EQ(living.volume, 33);
+    EXPECT_EQ(living.streamURI, u"https://news.velotte.app/api/public/news-shadowing/sonos/audio/aB3_-9xYz01.mp3"_s);
+    EXPECT_EQ(living.state, u"PLAYING"_s);
+    EXPECT_EQ(rig.actions, (QStringList{u"GetZoneGroupState"_s, u"SetVolume"_s, u"SetPlayMode"_s, u"SetAVTransportURI"_s, u"Play"_s}));
+    EXPECT_EQ(rig.port.sendingChanges, (QList<bool>{true, false}));
+
+    const HttpRequest *get = rig.lastRequest("GET");
+    ASSERT_TRUE(get);
+    EXPECT_EQ(get->url.toString(), u"https://news.velotte.app/api/public/news-shadowing/sonos/latest?language=english&category=latest"_s);
+    EXPECT_EQ(get->timeout, 20s);
+    const HttpRequest *head = rig.lastRequest("HEAD");
+    ASSERT_TRUE(head);
+    EXPECT_EQ(head->url, QUrl(living.streamURI));
+    EXPECT_EQ(head->timeout, 240s);
+
+    // The transport actions are the short form with a quoted action.
+    const auto play = std::find_if(rig.transport.requests.begin(), rig.transport.requests.end(),
+                                   [](const HttpRequest &r) { return r.header("SOAPACTION").endsWith("#Play\""); });
+    ASSERT_NE(play, rig.transport.requests.end());
+    EXPECT_TRUE(play->body.contains("<InstanceID>0</InstanceID><Speed>1</Speed>"));
+}
+
+TEST_F(Controller, PlayNowRefusals)
+{
+    // Grouped: Play now refuses, but the room's schedule still saves.
+    auto &kitchen = rig.speakers.speakers[2];
+    kitchen.follows = rig.living();
+    rig.port.hosts.insert(kitchen.id, rig.speakers.speakers[0].host);
+    EXPECT_FALSE(await(news.play(schedule(kitchen.id, 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), u"Ungroup this room in Rooms before using Play now. Scheduled news plays only in the chosen room."_s);
+    EXPECT_TRUE(news.failed());
+    EXPECT_FALSE(rig.actions.contains(u"SetAVTransportURI"_s));
+    EXPECT_EQ(rig.port.sendingChanges, (QList<bool>{true, false}));
+    EXPECT_TRUE(await(news.save(schedule(kitchen.id, 6, 0), rig.port)));
+    // So does the coordinator of a group.
+    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_TRUE(news.message()->startsWith(u"Ungroup this room"_s));
+    kitchen.follows = kitchen.id;
+
+    rig.actions.clear();
+    rig.transport.requests.clear();
+    rig.port.busy = true;
+    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), busyText);
+    rig.port.busy = false;
+    NewsSchedule noDays = schedule(rig.living(), 6, 0);
+    noDays.days.clear();
+    EXPECT_FALSE(await(news.play(noDays, rig.port)));
+    EXPECT_EQ(news.message(), invalidText);
+    EXPECT_TRUE(rig.actions.isEmpty());
+    EXPECT_FALSE(rig.lastRequest("GET"));
+
+    rig.failingActions = {u"GetZoneGroupState"_s};
+    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), networkText);
+    rig.failingActions = {u"SetVolume"_s};
+    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), networkText);
+    rig.failingActions = {u"Play"_s};
+    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), networkText);
+    rig.failingActions.clear();
+    rig.bulletinStatus = 404;
+    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
+    EXPECT_EQ(news.message(), unavailableText);
+    EXPECT_FALSE(news.bulletin());
+}
+
+namespace {
+struct Bulletins : Controller {
+    // True when the bulletin as now set up plays.
+    bool prepared()
+    {
+        try {
+            await(news.prepare(schedule(rig.living(), 6, 0)));
+            return true;
+        } catch (const NewsPlaybackFailure &failure) {
+            EXPECT_EQ(failure.kind(), NewsPlaybackFailure::Kind::unavailable);
+            return false;
+        }
+    }
+    bool with(const QString &key, const QJsonValue &value)
+    {
+        const QJsonObject kept = rig.bulletin;
+        if (value.isUndefined())
+            rig.bulletin.remove(key);
+        else
+            rig.bulletin.insert(key, value);
+        const bool ok = prepared();
+        rig.bulletin = kept;
+        return ok;
+    }
+    bool withHead(HttpResponse head)
+    {
+        const HttpResponse kept = rig.head;
+        rig.head = std::move(head);
+        const bool ok = prepared();
+        rig.head = kept;
+        return ok;
+    }
+};
+} // namespace
+
+TEST_F(Bulletins, EveryRuleOfTheBulletin)
+{
+    EXPECT_TRUE(prepared());
+    // Clip length.
+    EXPECT_TRUE(with(u"clipSeconds"_s, 180));
+    EXPECT_TRUE(with(u"clipSeconds"_s, 720));
+    EXPECT_FALSE(with(u"clipSeconds"_s, 179));
+    EXPECT_FALSE(with(u"clipSeconds"_s, 721));
+    EXPECT_FALSE(with(u"clipSeconds"_s, 300.5));
+    EXPECT_FALSE(with(u"clipSeconds"_s, u"300"_s));
+    // The id.
+    EXPECT_FALSE(with(u"videoID"_s, u"aB3_-9x.z01"_s));
+    EXPECT_FALSE(with(u"videoID"_s, u"aB3_-9xYz0"_s));
+    EXPECT_FALSE(with(u"videoID"_s, u"aB3_-9xYz012"_s));
+    EXPECT_FALSE(with(u"videoID"_s, u"aB3_-9xYzé1"_s));
+    EXPECT_FALSE(with(u"videoID"_s, u"aB3_-9xYz0/"_s));
+    // Dates: the clock reads 2026-03-02 06:00 UTC.
+    EXPECT_TRUE(with(u"publishedAt"_s, u"2026-03-02T05:59:59.123Z"_s));
+    EXPECT_TRUE(with(u"publishedAt"_s, u"2026-03-02T14:00:00+09:00"_s));
+    EXPECT_TRUE(with(u"publishedAt"_s, u"2026-02-23T06:00:00Z"_s)); // exactly seven days
+    EXPECT_TRUE(with(u"publishedAt"_s, u"2026-03-02T06:00:00Z"_s)); // just now
+    EXPECT_FALSE(with(u"publishedAt"_s, u"2026-02-22T06:00:00Z"_s)); // eight days
+    EXPECT_FALSE(with(u"publishedAt"_s, u"2026-02-23T05:59:59Z"_s));
+    EXPECT_FALSE(with(u"publishedAt"_s, u"2026-03-02T06:00:01Z"_s)); // in the future
+    EXPECT_FALSE(with(u"publishedAt"_s, u"2026-03-02T05:00:00"_s));  // no zone
+    EXPECT_FALSE(with(u"publishedAt"_s, u"2026-02-30T05:00:00Z"_s));
+    EXPECT_FALSE(with(u"publishedAt"_s, u"yesterday"_s));
+    // Type and keys.
+    EXPECT_FALSE(with(u"contentType"_s, u"audio/aac"_s));
+    EXPECT_FALSE(with(u"contentType"_s, u"audio/mpeg; charset=binary"_s));
+    EXPECT_FALSE(with(u"title"_s, QJsonValue::Undefined));
+    EXPECT_FALSE(with(u"title"_s, QJsonValue::Null));
+    EXPECT_TRUE(with(u"extra"_s, u"ignored"_s));
+    // The description itself.
+    rig.bulletinStatus = 503;
+    EXPECT_FALSE(prepared());
+    rig.bulletinStatus = 200;
+    rig.bulletinBody = "<html>maintenance</html>";
+    EXPECT_FALSE(prepared());
+    rig.bulletinBody = "[]";
+    EXPECT_FALSE(prepared());
+}
+
+TEST_F(Bulletins, TheAudioAnswersHead)
+{
+    using H = Headers;
+    EXPECT_TRUE(withHead({200, {}, H{{"content-type", "audio/mpeg; charset=binary"}, {"content-length", "1"}}}));
+    EXPECT_TRUE(withHead({200, {}, H{{"Content-Type", "Audio/MPEG"}, {"Content-Length", "20000000"}}}));
+    EXPECT_FALSE(withHead({200, {}, H{{"Content-Type", "audio/mpeg"}, {"Content-Length", "20000001"}}}));
+    EXPECT_FALSE(withHead({200, {}, H{{"Content-Type", "audio/mpeg"}, {"Content-Length", "0"}}}));
+    EXPECT_FALSE(withHead({200, {}, H{{"Content-Type", "audio/mpeg"}}}));
+    EXPECT_FALSE(withHead({200, {}, H{{"Content-Type", "text/html"}, {"Content-Length", "512"}}}));
+    EXPECT_FALSE(withHead({200, {}, H{{"Content-Length", "512"}}}));
+    EXPECT_FALSE(withHead({404, {}, H{{"Content-Type", "audio/mpeg"}, {"Content-Length", "512"}}}));
+    EXPECT_FALSE(withHead({206, {}, H{{"Content-Type", "audio/mpeg"}, {"Content-Length", "512"}}}));
+
+    NewsSchedule japanese = schedule(rig.living(), 6, 0);
+    japanese.language = u"japanese"_s;
+    await(news.prepare(japanese));
+    EXPECT_EQ(QUrlQuery(rig.lastRequest("GET")->url).query(), u"language=japanese&category=latest"_s);
+}
+
+TEST(NewsTexts, FailuresAndProgramme)
+{
+    EXPECT_EQ(NewsPlaybackFailure(NewsPlaybackFailure::Kind::busy).sentence(), busyText);
+    EXPECT_EQ(NewsPlaybackFailure(NewsPlaybackFailure::Kind::unavailable).sentence(), unavailableText);
+    EXPECT_EQ(NewsScheduleController::programme(), u"Dawnlet"_s);
+    EXPECT_EQ(NewsScheduleController::credit(), u"Tamsel · Calyx"_s);
+}
