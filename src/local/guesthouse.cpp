@@ -289,11 +289,72 @@ QCoro::Task<std::optional<QList<GuestHouse::Room>>> GuestHouse::zoneGroups(QStri
     co_return rooms(*reply);
 }
 
+QCoro::Task<std::optional<GuestHouse::GroupAttributes>> GuestHouse::zoneGroupAttributes(QString host)
+{
+    const auto reply = co_await call(host, Soap::topologyPath, Soap::zoneGroupTopology + u"#GetZoneGroupAttributes"_s,
+                                     Soap::envelope(u"GetZoneGroupAttributes"_s, Soap::zoneGroupTopology, QString()));
+    if (!reply)
+        co_return std::nullopt;
+    co_return groupAttributes(*reply);
+}
+
+std::optional<GuestHouse::GroupAttributes> GuestHouse::groupAttributes(const QString &reply)
+{
+    GroupAttributes a;
+    a.id = Soap::tag(u"CurrentZoneGroupID"_s, reply).value_or(QString());
+    a.name = Soap::unescape(Soap::tag(u"CurrentZoneGroupName"_s, reply).value_or(QString()));
+    for (const QString &id : Soap::tag(u"CurrentZonePlayerUUIDsInGroup"_s, reply).value_or(QString()).split(u',', Qt::SkipEmptyParts)) {
+        const QString trimmed = id.trimmed();
+        if (!trimmed.isEmpty() && !a.members.contains(trimmed))
+            a.members << trimmed;
+    }
+    // A speaker in no group (a bridge, or one mid-change) has no room to give.
+    if (a.id.isEmpty() || a.members.isEmpty())
+        return std::nullopt;
+    return a;
+}
+
+QList<GuestHouse::Room> GuestHouse::rooms(const QList<GroupAttributes> &groups, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names)
+{
+    QList<Room> out;
+    QSet<QString> seenGroups;
+    QSet<QString> placed;
+    for (const GroupAttributes &g : groups) {
+        if (seenGroups.contains(g.id))
+            continue;
+        seenGroups.insert(g.id);
+        Room room;
+        room.id = g.id;
+        room.coordinator = g.members.first();
+        room.name = names.value(room.coordinator, g.name);
+        QSet<QString> roomNames;
+        for (const QString &id : g.members) {
+            // A stereo partner answers with its twin's room name.
+            if (!names.contains(id) || placed.contains(id) || roomNames.contains(names.value(id)))
+                continue;
+            placed.insert(id);
+            roomNames.insert(names.value(id));
+            room.members.append({id, names.value(id)});
+            if (hosts.contains(id))
+                room.hosts.insert(id, hosts.value(id));
+        }
+        if (!room.members.isEmpty())
+            out.append(room);
+    }
+    return out;
+}
+
 QCoro::Task<std::optional<bool>> GuestHouse::standaloneRoom(QString playerID, QString host)
 {
-    const auto list = co_await zoneGroups(host);
-    if (!list)
-        co_return std::nullopt;
+    auto list = co_await zoneGroups(host);
+    if (!list) {
+        const auto own = co_await zoneGroupAttributes(host);
+        if (!own)
+            co_return std::nullopt;
+        if (!own->members.contains(playerID))
+            co_return std::nullopt;
+        co_return own->members.first() == playerID && own->members.size() == 1;
+    }
     for (const Room &room : *list) {
         const bool member = room.coordinator == playerID
             || std::any_of(room.members.begin(), room.members.end(), [&](const auto &m) { return m.first == playerID; });
@@ -358,7 +419,20 @@ QCoro::Task<GuestHouse::Snapshot> GuestHouse::discover(QHash<QString, QString> f
         if (list && !list->isEmpty())
             co_return snapshot(*list, byID, names);
     }
-    co_return Snapshot{};
+    // Large households refuse the whole topology: every speaker tells of
+    // its own group instead, coordinators first so their answers name rooms.
+    std::vector<QCoro::Task<std::optional<GroupAttributes>>> asks;
+    QStringList asked = byID.values();
+    std::sort(asked.begin(), asked.end());
+    for (const QString &host : asked)
+        asks.push_back(zoneGroupAttributes(host));
+    QList<GroupAttributes> groups;
+    for (auto &ask : asks) {
+        if (auto g = co_await ask)
+            groups.append(*g);
+    }
+    std::stable_sort(groups.begin(), groups.end(), [](const GroupAttributes &a, const GroupAttributes &b) { return a.id < b.id; });
+    co_return snapshot(rooms(groups, byID, names), byID, names);
 }
 
 } // namespace velotte

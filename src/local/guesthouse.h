@@ -52,6 +52,13 @@ public:
         QString id;
         QString name;
     };
+    // What one speaker says of its own group when the whole topology is
+    // refused (large households).
+    struct GroupAttributes {
+        QString id;
+        QString name;
+        QStringList members; // coordinator first
+    };
 
     explicit GuestHouse(HttpTransport &transport = NetworkTransport::shared());
     HttpTransport &http() const { return m_transport; }
@@ -75,6 +82,7 @@ public:
 
     QCoro::Task<std::optional<Identity>> identity(QString host);
     QCoro::Task<std::optional<QList<Room>>> zoneGroups(QString host);
+    QCoro::Task<std::optional<GroupAttributes>> zoneGroupAttributes(QString host);
     // nothing: unknown; false: not the coordinator of a room of its own.
     QCoro::Task<std::optional<bool>> standaloneRoom(QString playerID, QString host);
     // Rooms of the household from a name -> host map of its speakers.
@@ -83,6 +91,10 @@ public:
     static QList<Room> rooms(const QString &reply);
     static QList<Member> members(const QString &body);
     static Snapshot snapshot(const QList<Room> &rooms, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names);
+    static std::optional<GroupAttributes> groupAttributes(const QString &reply);
+    // Rooms rebuilt from each speaker's own answer: members without a known
+    // identity (stereo partners, satellites, speakers not found) are left out.
+    static QList<Room> rooms(const QList<GroupAttributes> &groups, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names);
     // Title and artist of a track's escaped DIDL metadata.
     static QPair<QString, QString> track(const QString &escapedMetadata);
     static std::optional<Identity> identityOf(const QString &description);

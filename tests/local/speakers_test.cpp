@@ -151,3 +151,44 @@ TEST_F(Speakers, TransportsThatAreNotTheRealOneStillParse)
     EXPECT_TRUE(now->title.isEmpty());
     EXPECT_EQ(now->durationMillis, 0);
 }
+
+// Forty speakers make a topology real ones refuse (UPnP 501); every speaker
+// still tells of its own group, and the rooms come from that.
+TEST(LargeHousehold, FortySpeakersListTheirRooms)
+{
+    fake::FakeSpeakers speakers{QStringLiteral("127.0.54.11"), 40};
+    if (!speakers.start())
+        GTEST_SKIP() << "cannot bind port 1400 on 127.0.54.x (needs root)";
+    QNetworkAccessManager manager;
+    NetworkTransport transport{&manager};
+    GuestHouse house{transport};
+    auto &s = speakers.speakers;
+    EXPECT_FALSE(test::await(house.zoneGroups(s[0].host)).has_value());
+    const auto refused = test::await(house.call(s[0].host, Soap::topologyPath, Soap::zoneGroupTopology + QStringLiteral("#GetZoneGroupState"),
+                                                 Soap::envelope(QStringLiteral("GetZoneGroupState"), Soap::zoneGroupTopology, QString())));
+    EXPECT_FALSE(refused.has_value());
+
+    // The kitchen joins the bedroom; Bonjour finds every speaker, the stereo partner too.
+    ASSERT_TRUE(test::await(house.join(s[3].id, s[2].host)));
+    QHash<QString, QString> found;
+    for (const QString &h : speakers.hosts())
+        found.insert(h, h);
+    const auto snapshot = test::await(house.discover(found));
+    ASSERT_EQ(snapshot.groups.size(), 38); // 40 less the stereo partner, less the kitchen that joined
+    QHash<QString, SonosGroup> byCoordinator;
+    for (const SonosGroup &g : snapshot.groups)
+        byCoordinator.insert(g.coordinatorId, g);
+    EXPECT_EQ(byCoordinator.value(s[0].id).name, QStringLiteral("Living Room"));
+    EXPECT_EQ(byCoordinator.value(s[0].id).playerIds, QStringList{s[0].id});
+    EXPECT_EQ(byCoordinator.value(s[3].id).name, QStringLiteral("Bedroom + 1"));
+    EXPECT_EQ(byCoordinator.value(s[3].id).playerIds, (QStringList{s[3].id, s[2].id}));
+    EXPECT_EQ(byCoordinator.value(s[39].id).name, QStringLiteral("Room 40"));
+    EXPECT_EQ(byCoordinator.value(s[6].id).name, QStringLiteral("Kids/Play"));
+    EXPECT_EQ(snapshot.players.size(), 39);
+    EXPECT_EQ(snapshot.hosts.value(s[20].id), s[20].host);
+
+    // Play now's room check works without the topology too.
+    EXPECT_EQ(test::await(house.standaloneRoom(s[5].id, s[5].host)), std::optional<bool>(true));
+    EXPECT_EQ(test::await(house.standaloneRoom(s[3].id, s[3].host)), std::optional<bool>(false));
+    EXPECT_EQ(test::await(house.standaloneRoom(s[2].id, s[2].host)), std::optional<bool>(false));
+}

@@ -15,6 +15,7 @@ FakeSpeakers::FakeSpeakers(const QString &base, int count, QObject *parent) : Fa
 FakeSpeakers::FakeSpeakers(const Options &options, QObject *parent) : QObject(parent)
 {
     m_clock.start();
+    topologyLimit = options.topologyLimit;
     const QHostAddress first(options.base);
     const bool standard = options.household == Household::standard;
     const QStringList rooms = standard
@@ -255,8 +256,27 @@ Response FakeSpeakers::soap(Speaker &speaker, const QString &service, const QStr
     if (service == renderingService)
         return rendering(speaker, action, body);
     if (service == topologyService) {
-        if (action == u"GetZoneGroupState"_s)
-            return envelope(action, topologyService, u"<ZoneGroupState>"_s + escape(zoneGroupState()) + u"</ZoneGroupState>"_s);
+        if (action == u"GetZoneGroupState"_s) {
+            const QString state = escape(zoneGroupState());
+            if (topologyLimit > 0 && state.size() > topologyLimit)
+                return fault(501);
+            return envelope(action, topologyService, u"<ZoneGroupState>"_s + state + u"</ZoneGroupState>"_s);
+        }
+        if (action == u"GetZoneGroupAttributes"_s) {
+            // Every speaker answers for its own group, coordinator first.
+            const Speaker &c = coordinatorOf(speaker);
+            QStringList members{c.id};
+            for (const Speaker *m : membersOf(c.id)) {
+                if (m->id != c.id)
+                    members << m->id;
+            }
+            return envelope(action, topologyService,
+                            u"<CurrentZoneGroupName>%1</CurrentZoneGroupName><CurrentZoneGroupID>%2:%3</CurrentZoneGroupID>"
+                            "<CurrentZonePlayerUUIDsInGroup>%4</CurrentZonePlayerUUIDsInGroup>"
+                            "<CurrentMuseHouseholdId>Sonos_fakeHousehold0000000001</CurrentMuseHouseholdId>"_s.arg(escape(c.room), c.id)
+                                .arg(c.updateID + 1000)
+                                .arg(members.join(u',')));
+        }
         return fault(401);
     }
     if (service == alarmService) {
@@ -303,6 +323,9 @@ const Registration registration({
     [](QCommandLineParser &parser) {
         parser.addOption(QCommandLineOption(u"speakers-base"_s, u"Address of the first fake speaker (default 127.0.0.11)."_s, u"address"_s, u"127.0.0.11"_s));
         parser.addOption(QCommandLineOption(u"speakers-count"_s, u"How many fake speakers (default 5)."_s, u"n"_s, u"5"_s));
+        parser.addOption(QCommandLineOption(u"speakers-topology-limit"_s,
+                                            u"Bytes of topology past which speakers answer GetZoneGroupState with UPnP error 501, as real ones do (default 16384; 0: never)."_s,
+                                            u"bytes"_s, u"16384"_s));
         parser.addOption(QCommandLineOption(u"speakers-household"_s, u"\"standard\" (a stereo pair and a home theatre) or \"plain\" (one room per speaker)."_s,
                                             u"kind"_s, u"standard"_s));
         parser.addOption(QCommandLineOption(u"speakers-news-host"_s, u"Host of the news addresses in the speakers' alarms."_s, u"host"_s,
@@ -317,6 +340,7 @@ const Registration registration({
         options.base = parser.value(u"speakers-base"_s);
         options.count = std::clamp(parser.value(u"speakers-count"_s).toInt(), 1, 200);
         options.newsHost = parser.value(u"speakers-news-host"_s);
+        options.topologyLimit = parser.value(u"speakers-topology-limit"_s).toInt();
         const QString household = parser.value(u"speakers-household"_s);
         if (household == u"plain"_s)
             options.household = FakeSpeakers::Household::plain;

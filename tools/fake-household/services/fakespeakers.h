@@ -69,6 +69,9 @@ public:
         int count = 5;
         Household household = Household::standard;
         QString newsHost = QStringLiteral("news.velotte.app");
+        // Real speakers refuse the whole topology (UPnP 501) once it grows
+        // past about 16 KB, some twenty speakers; 0 never refuses.
+        int topologyLimit = 16 * 1024;
     };
 
     explicit FakeSpeakers(const Options &options, QObject *parent = nullptr);
@@ -90,6 +93,7 @@ public:
     Speaker *byID(const QString &id);
     Speaker &coordinatorOf(Speaker &s);
     QString zoneGroupState() const;
+    int topologyLimit = 16 * 1024;
     // Members (visible or not) following the coordinator with this id.
     QList<const Speaker *> membersOf(const QString &coordinator) const;
     QString reportedState(const Speaker &coordinator) const;
