@@ -52,7 +52,7 @@ QString MusicMixComposer::prompt(const QString &mood, const QList<MusicHit> &can
     return u"Mood: "_s + leftCharacters(mood, 200) + u"\nCandidates:\n"_s + lines.join(u'\n');
 }
 
-QJsonObject MusicMixComposer::schema()
+QByteArray MusicMixComposer::schemaJson()
 {
     const QJsonObject title{{u"type"_s, u"string"_s}, {u"description"_s, u"A short playlist title"_s}};
     const QJsonObject reason{{u"type"_s, u"string"_s},
@@ -60,12 +60,14 @@ QJsonObject MusicMixComposer::schema()
     const QJsonObject indices{{u"type"_s, u"array"_s},
                               {u"items"_s, QJsonObject{{u"type"_s, u"integer"_s}}},
                               {u"description"_s, u"Between 1 and 12 unique indices from the provided candidates, in playback order"_s}};
-    // Property order matters to constrained decoders: they generate in it.
-    return {{u"type"_s, u"object"_s},
-            {u"properties"_s, QJsonObject{{u"title"_s, title}, {u"reason"_s, reason}, {u"indices"_s, indices}}},
-            {u"required"_s, QJsonArray{u"title"_s, u"reason"_s, u"indices"_s}},
-            {u"additionalProperties"_s, false}};
+    auto text = [](const QJsonObject &o) { return QJsonDocument(o).toJson(QJsonDocument::Compact); };
+    // Written by hand because QJsonObject sorts its keys, and constrained
+    // decoders generate the properties in the order the schema lists them.
+    return R"({"type":"object","properties":{"title":)" + text(title) + R"(,"reason":)" + text(reason) + R"(,"indices":)"
+           + text(indices) + R"(},"required":["title","reason","indices"],"additionalProperties":false})";
 }
+
+QJsonObject MusicMixComposer::schema() { return QJsonDocument::fromJson(schemaJson()).object(); }
 
 QUrl MusicMixComposer::endpoint(const QString &path) const
 {
@@ -82,6 +84,8 @@ QUrl MusicMixComposer::endpoint(const QString &path) const
 
 HttpRequest MusicMixComposer::request(const QString &mood, const QList<MusicHit> &candidates) const
 {
+    // The schema goes in as text after serialising, to keep its order.
+    static const QString schemaSlot = u"\u0001schema\u0001"_s;
     QJsonObject body{
         {u"messages"_s, QJsonArray{QJsonObject{{u"role"_s, u"system"_s}, {u"content"_s, instructions()}},
                                    QJsonObject{{u"role"_s, u"user"_s}, {u"content"_s, prompt(mood, candidates)}}}},
@@ -90,7 +94,7 @@ HttpRequest MusicMixComposer::request(const QString &mood, const QList<MusicHit>
         {u"stream"_s, false},
         {u"response_format"_s,
          QJsonObject{{u"type"_s, u"json_schema"_s},
-                     {u"json_schema"_s, QJsonObject{{u"name"_s, u"GeneratedMusicMix"_s}, {u"strict"_s, true}, {u"schema"_s, schema()}}}}},
+                     {u"json_schema"_s, QJsonObject{{u"name"_s, u"GeneratedMusicMix"_s}, {u"strict"_s, true}, {u"schema"_s, schemaSlot}}}}},
     };
     if (!m_model.isEmpty())
         body.insert(u"model"_s, m_model);
@@ -99,7 +103,7 @@ HttpRequest MusicMixComposer::request(const QString &mood, const QList<MusicHit>
     r.url = endpoint(u"/chat/completions"_s);
     r.setHeader("Content-Type", "application/json");
     r.setHeader("Accept", "application/json");
-    r.body = QJsonDocument(body).toJson(QJsonDocument::Compact);
+    r.body = QJsonDocument(body).toJson(QJsonDocument::Compact).replace(R"("\u0001schema\u0001")", schemaJson());
     r.timeout = m_answerTimeout;
     r.cookies = false;
     r.maxBytes = 1024 * 1024;

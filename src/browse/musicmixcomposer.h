@@ -58,6 +58,7 @@ public:
     static QString candidateLine(int index, const MusicHit &hit);
     static QString prompt(const QString &mood, const QList<MusicHit> &candidates);
     static QJsonObject schema();
+    static QByteArray schemaJson(); // the same, with the properties in generation order
     HttpRequest request(const QString &mood, const QList<MusicHit> &candidates) const;
     // Reads the answer of the chat completion; throws MixComposerError.
     static GeneratedMusicMix decode(const QByteArray &body);

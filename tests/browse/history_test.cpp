@@ -1,0 +1,171 @@
+#include "browsefixtures.h"
+
+#include "browse/sonosbrowsemodel.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace velotte::test;
+
+namespace {
+
+const QString householdA = QStringLiteral("Sonos_hhA.1");
+const QString householdB = QStringLiteral("Sonos_hhB.2");
+
+SonosFavorite numbered(int i) { return favorite(QStringLiteral("fav-%1").arg(i), QStringLiteral("Favorite %1").arg(i), {}, QStringLiteral("Spotify")); }
+
+QList<SonosFavorite> stored(const KeyValueStore &store, const QString &household)
+{
+    return Decode::favoriteArray(store.value(SonosBrowseModel::historyKeyPrefix() + household).toByteArray());
+}
+
+struct History : ::testing::Test {
+    MemoryStore defaults;
+    SonosBrowseModel model{defaults};
+};
+
+} // namespace
+
+TEST_F(History, NewestFirstEachFavoriteOnceAtMostTwelve)
+{
+    model.selectHousehold(householdA);
+    model.recordPlayed(numbered(1));
+    model.recordPlayed(numbered(2));
+    model.recordPlayed(numbered(1));
+    EXPECT_EQ(idsOf(model.recentFavorites()), (QStringList{QStringLiteral("fav-1"), QStringLiteral("fav-2")}));
+    // The entry played again replaces the older copy even if its name changed.
+    SonosFavorite renamed = numbered(2);
+    renamed.name = QStringLiteral("Favorite Two");
+    model.recordPlayed(renamed);
+    EXPECT_EQ(namesOf(model.recentFavorites()), (QStringList{QStringLiteral("Favorite Two"), QStringLiteral("Favorite 1")}));
+
+    for (int i = 3; i <= 13; ++i)
+        model.recordPlayed(numbered(i));
+    ASSERT_EQ(model.recentFavorites().size(), 12);
+    EXPECT_EQ(model.recentFavorites().front().id, QStringLiteral("fav-13"));
+    EXPECT_EQ(model.recentFavorites().back().id, QStringLiteral("fav-2")) << "the oldest, fav-1, was pushed out";
+    model.recordPlayed(numbered(14));
+    EXPECT_EQ(model.recentFavorites().size(), 12);
+    EXPECT_EQ(stored(defaults, householdA), model.recentFavorites());
+}
+
+TEST_F(History, PodcastsAndNoHouseholdLeaveItAlone)
+{
+    model.recordPlayed(numbered(1)); // no household yet
+    EXPECT_TRUE(model.recentFavorites().isEmpty());
+    EXPECT_EQ(defaults.writes(), 0);
+
+    model.selectHousehold(householdA);
+    model.recordPlayed(numbered(1));
+    const int writes = defaults.writes();
+    QSignalSpy changed(&model, &SonosBrowseModel::recentFavoritesChanged);
+    model.recordPlayed(favorite(QStringLiteral("pod"), QStringLiteral("The Daily"), QStringLiteral("Show"), QStringLiteral("Apple Podcasts")));
+    model.recordPlayed(favorite(QStringLiteral("pod2"), QStringLiteral("Hard Fork"), {}, QStringLiteral("PODCAST ADDICT")));
+    EXPECT_EQ(idsOf(model.recentFavorites()), QStringList{QStringLiteral("fav-1")});
+    EXPECT_EQ(defaults.writes(), writes);
+    EXPECT_EQ(changed.count(), 0);
+}
+
+TEST_F(History, DemoKeepsItInMemoryOnly)
+{
+    model.selectHousehold(QStringLiteral("demo"));
+    model.recordPlayed(numbered(1));
+    model.recordPlayed(numbered(2));
+    EXPECT_EQ(idsOf(model.recentFavorites()), (QStringList{QStringLiteral("fav-2"), QStringLiteral("fav-1")}));
+    EXPECT_EQ(defaults.writes(), 0);
+    // Even a stored list under the demo key is never read.
+    defaults.setValue(SonosBrowseModel::historyKeyPrefix() + QStringLiteral("demo"), encodeFavorites({numbered(9)}));
+    model.selectHousehold(QStringLiteral("demo"));
+    EXPECT_TRUE(model.recentFavorites().isEmpty());
+}
+
+TEST_F(History, EachHouseholdHasItsOwnListAndBadDataIsNoHistory)
+{
+    model.selectHousehold(householdA);
+    model.recordPlayed(numbered(1));
+    model.selectHousehold(householdB);
+    EXPECT_TRUE(model.recentFavorites().isEmpty());
+    EXPECT_EQ(model.historyHousehold(), householdB);
+    model.recordPlayed(numbered(2));
+    model.selectHousehold(householdA);
+    EXPECT_EQ(idsOf(model.recentFavorites()), QStringList{QStringLiteral("fav-1")});
+    model.selectHousehold(householdB);
+    EXPECT_EQ(idsOf(model.recentFavorites()), QStringList{QStringLiteral("fav-2")});
+
+    for (const QVariant &junk : {QVariant(QByteArray("not json")), QVariant(QByteArray("{\"id\":\"x\"}")), QVariant(QByteArray("[{\"name\":1}]")),
+                                 QVariant(42), QVariant(QStringList{QStringLiteral("a")})}) {
+        defaults.setValue(SonosBrowseModel::historyKeyPrefix() + householdB, junk);
+        model.selectHousehold(householdB);
+        EXPECT_TRUE(model.recentFavorites().isEmpty()) << junk.toString().toStdString();
+    }
+    // Played again, the unreadable value is replaced by a good one.
+    model.recordPlayed(numbered(3));
+    EXPECT_EQ(idsOf(stored(defaults, householdB)), QStringList{QStringLiteral("fav-3")});
+}
+
+TEST_F(History, StoredAsAJsonArrayOfFavoritesThatSurvivesARestart)
+{
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("velotte.conf"));
+    SonosFavorite full = favorite(QStringLiteral("fav-1"), QString::fromUtf8("Café del Mar, \"Vol. 1\""), QStringLiteral("Playlist"), QStringLiteral("Spotify"));
+    full.imageUrl = QStringLiteral("https://example.invalid/a.jpg");
+    {
+        SettingsStore store(file);
+        SonosBrowseModel first(store);
+        first.selectHousehold(householdA);
+        first.recordPlayed(numbered(2));
+        first.recordPlayed(full);
+    }
+    SettingsStore store(file);
+    const QJsonDocument doc = QJsonDocument::fromJson(store.value(SonosBrowseModel::historyKeyPrefix() + householdA).toByteArray());
+    ASSERT_TRUE(doc.isArray());
+    EXPECT_EQ(doc.array().at(0)[QStringLiteral("id")].toString(), QStringLiteral("fav-1"));
+    EXPECT_EQ(doc.array().at(0)[QStringLiteral("description")].toString(), QStringLiteral("Playlist"));
+    EXPECT_EQ(doc.array().at(0)[QStringLiteral("service")][QStringLiteral("name")].toString(), QStringLiteral("Spotify"));
+    SonosBrowseModel second(store);
+    second.selectHousehold(householdA);
+    EXPECT_EQ(second.recentFavorites(), (QList<SonosFavorite>{full, numbered(2)}));
+}
+
+TEST_F(History, ClearResetsEverythingButKeepsStoredHistories)
+{
+    model.selectHousehold(householdA);
+    model.recordPlayed(numbered(1));
+    model.setService(QStringLiteral("Spotify"));
+    model.setMode(BrowseMode::classical);
+    model.setComposer(QStringLiteral("Mozart"));
+    model.setWork(ClassicalWork::sonatas);
+    const QUuid before = model.recommendationID();
+    model.clear();
+    EXPECT_NE(model.recommendationID(), before);
+    EXPECT_EQ(model.service(), std::nullopt);
+    EXPECT_EQ(model.mode(), BrowseMode::all);
+    EXPECT_EQ(model.composer(), std::nullopt);
+    EXPECT_EQ(model.work(), ClassicalWork::all);
+    EXPECT_TRUE(model.recentFavorites().isEmpty());
+    EXPECT_EQ(model.historyHousehold(), std::nullopt);
+    EXPECT_FALSE(model.recommending() || model.hasRecommended() || model.usesIntelligence());
+    EXPECT_TRUE(model.recommendations().isEmpty() && model.recommendationDetail().isEmpty());
+    // Nothing is recorded until a household is chosen again, and the stored list is intact.
+    model.recordPlayed(numbered(2));
+    EXPECT_TRUE(model.recentFavorites().isEmpty());
+    EXPECT_EQ(idsOf(stored(defaults, householdA)), QStringList{QStringLiteral("fav-1")});
+}
+
+TEST(BrowseTexts, ModesAndWorksInMenuOrder)
+{
+    QStringList modes;
+    for (BrowseMode m : allBrowseModes())
+        modes << displayText(m);
+    EXPECT_EQ(modes, (QStringList{QStringLiteral("All music"), QStringLiteral("Classical")}));
+    QStringList works;
+    for (ClassicalWork w : allClassicalWorks())
+        works << displayText(w);
+    EXPECT_EQ(works, (QStringList{QStringLiteral("All works"), QStringLiteral("Symphonies"), QStringLiteral("Concertos"), QStringLiteral("Sonatas"),
+                                  QStringLiteral("Chamber music"), QStringLiteral("Opera & choral")}));
+}

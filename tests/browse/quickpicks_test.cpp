@@ -1,0 +1,142 @@
+#include "browsefixtures.h"
+
+#include "browse/quickpicksstore.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace velotte::test;
+
+namespace {
+
+QStringList ids(std::initializer_list<const char *> list)
+{
+    QStringList out;
+    for (const char *id : list)
+        out << QLatin1String(id);
+    return out;
+}
+
+struct QuickPicks : ::testing::Test {
+    MemoryStore defaults;
+    QuickPicksStore store{defaults};
+    QVariant storedFor(const QString &household) { return defaults.value(QStringLiteral("sonos.quickPicks.") + household); }
+};
+
+} // namespace
+
+TEST_F(QuickPicks, NothingHappensBeforeAHouseholdIsSelected)
+{
+    QSignalSpy changed(&store, &QuickPicksStore::idsChanged);
+    store.toggle(QStringLiteral("f1"));
+    EXPECT_TRUE(store.ids().isEmpty());
+    EXPECT_TRUE(store.key().isEmpty());
+    EXPECT_EQ(defaults.writes(), 0);
+    EXPECT_EQ(changed.count(), 0);
+}
+
+TEST_F(QuickPicks, SixAtMostAndUnpinningKeepsTheOrder)
+{
+    store.selectHousehold(QStringLiteral("H1"));
+    EXPECT_EQ(store.key(), QStringLiteral("sonos.quickPicks.H1"));
+    for (const char *id : {"a", "b", "c", "d", "e", "f"})
+        store.toggle(QLatin1String(id));
+    EXPECT_TRUE(store.isFull());
+    const int writes = defaults.writes();
+    store.toggle(QStringLiteral("g"));
+    EXPECT_EQ(store.ids(), ids({"a", "b", "c", "d", "e", "f"}));
+    EXPECT_EQ(defaults.writes(), writes);
+    EXPECT_EQ(QuickPicksStore::hint(), QStringLiteral("Pin up to six favorites in Browse."));
+
+    store.toggle(QStringLiteral("b"));
+    store.toggle(QStringLiteral("e"));
+    EXPECT_EQ(store.ids(), ids({"a", "c", "d", "f"}));
+    EXPECT_EQ(storedFor(QStringLiteral("H1")).toStringList(), ids({"a", "c", "d", "f"}));
+    store.toggle(QStringLiteral("b")); // pinned again: at the end
+    EXPECT_EQ(store.ids(), ids({"a", "c", "d", "f", "b"}));
+}
+
+TEST_F(QuickPicks, UnpinningTheSecondOfThree)
+{
+    store.selectHousehold(QStringLiteral("H1"));
+    for (const char *id : {"x", "y", "z"})
+        store.toggle(QLatin1String(id));
+    QSignalSpy changed(&store, &QuickPicksStore::idsChanged);
+    store.toggle(QStringLiteral("y"));
+    EXPECT_EQ(store.ids(), ids({"x", "z"}));
+    EXPECT_EQ(changed.count(), 1);
+    // A stored list that somehow holds an id twice loses every copy.
+    defaults.setValue(QStringLiteral("sonos.quickPicks.H2"), ids({"p", "q", "p"}));
+    store.selectHousehold(QStringLiteral("H2"));
+    store.toggle(QStringLiteral("p"));
+    EXPECT_EQ(store.ids(), ids({"q"}));
+}
+
+TEST_F(QuickPicks, ItemsFollowPinOrderSkippingPodcastsAndMissingFavorites)
+{
+    const QList<SonosFavorite> favorites = householdFavorites();
+    store.selectHousehold(QStringLiteral("H1"));
+    for (const char *id : {"f6", "gone", "f5", "f1", "f3"})
+        store.toggle(QLatin1String(id));
+    EXPECT_EQ(idsOf(store.items(favorites)), ids({"f6", "f1", "f3"}));
+    // The deleted favorite and the podcast stay pinned.
+    EXPECT_EQ(storedFor(QStringLiteral("H1")).toStringList(), ids({"f6", "gone", "f5", "f1", "f3"}));
+    // A favorite with no service is kept.
+    QList<SonosFavorite> bare = {favorite(QStringLiteral("gone"), QStringLiteral("Back again"))};
+    EXPECT_EQ(idsOf(store.items(bare)), ids({"gone"}));
+    EXPECT_TRUE(store.items({}).isEmpty());
+}
+
+TEST_F(QuickPicks, HouseholdsKeepTheirOwnPinsAcrossRestarts)
+{
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("velotte.conf"));
+    {
+        SettingsStore settings(file);
+        QuickPicksStore first(settings);
+        first.selectHousehold(QStringLiteral("H1"));
+        first.toggle(QStringLiteral("one"));
+        first.selectHousehold(QStringLiteral("H2"));
+        first.toggle(QStringLiteral("two"));
+        first.toggle(QStringLiteral("three"));
+        first.selectHousehold(QStringLiteral("H3"));
+        first.toggle(QStringLiteral("gone"));
+        first.toggle(QStringLiteral("gone")); // an empty list is stored too
+    }
+    SettingsStore settings(file);
+    QuickPicksStore second(settings);
+    second.selectHousehold(QStringLiteral("H2"));
+    EXPECT_EQ(second.ids(), ids({"two", "three"}));
+    second.selectHousehold(QStringLiteral("H1"));
+    EXPECT_EQ(second.ids(), ids({"one"})) << "a list of one survives the settings file";
+    second.selectHousehold(QStringLiteral("H3"));
+    EXPECT_TRUE(second.ids().isEmpty());
+    second.clear();
+    EXPECT_TRUE(second.key().isEmpty() && second.ids().isEmpty());
+
+    // The file as another run of the program left it: one pin is written as plain text.
+    const QString written = dir.filePath(QStringLiteral("written.conf"));
+    QFile f(written);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("[General]\nsonos.quickPicks.H1=one\nsonos.quickPicks.H2=two, three\nsonos.quickPicks.H3=@Invalid()\n");
+    f.close();
+    SettingsStore fromFile(written);
+    QuickPicksStore third(fromFile);
+    third.selectHousehold(QStringLiteral("H1"));
+    EXPECT_EQ(third.ids(), ids({"one"}));
+    third.selectHousehold(QStringLiteral("H2"));
+    EXPECT_EQ(third.ids(), ids({"two", "three"}));
+    third.selectHousehold(QStringLiteral("H3"));
+    EXPECT_TRUE(third.ids().isEmpty());
+
+    // Values that are no list of ids give no pins.
+    MemoryStore odd;
+    odd.setValue(QStringLiteral("sonos.quickPicks.H"), 7);
+    QuickPicksStore picks(odd);
+    picks.selectHousehold(QStringLiteral("H"));
+    EXPECT_TRUE(picks.ids().isEmpty());
+}
