@@ -1,0 +1,84 @@
+#include "notes/tracklyrics.h"
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+TrackLine at(qint64 time, const QString &text) { return TrackLine{time, text}; }
+} // namespace
+
+TEST(Lrc, TagsTimesAndText)
+{
+    EXPECT_EQ(timed(u"[01:02.5][02:10]Hello"_s), (QList<TrackLine>{at(62500, u"Hello"_s), at(130000, u"Hello"_s)}));
+    // Out of order tags and lines come back ordered; fractions of two and three digits.
+    EXPECT_EQ(timed(u"[00:20.10]b\n[00:05.123][00:30.00] a \n[00:00.99]c"_s),
+              (QList<TrackLine>{at(990, u"c"_s), at(5123, u"a"_s), at(20100, u"b"_s), at(30000, u"a"_s)}));
+    // A tag anywhere on the line; the text is what remains.
+    EXPECT_EQ(timed(u"Hello [00:01.00]world"_s), QList<TrackLine>{at(1000, u"Hello world"_s)});
+    // Word timings stay part of the text.
+    EXPECT_EQ(timed(u"[00:41.75]<00:41.75>Pass <00:42.10>it"_s), QList<TrackLine>{at(41750, u"<00:41.75>Pass <00:42.10>it"_s)});
+    // Windows line ends, blanks and tabs trimmed.
+    EXPECT_EQ(timed(u"[00:01.00]\tone \r\n[00:02.00]two\r\n"_s), (QList<TrackLine>{at(1000, u"one"_s), at(2000, u"two"_s)}));
+    // Big minutes are fine as long as they fit.
+    EXPECT_EQ(timed(u"[120:00]late"_s), QList<TrackLine>{at(7200000, u"late"_s)});
+    // The fraction is read exactly, and truncated past milliseconds.
+    EXPECT_EQ(timed(u"[00:01.005]x\n[00:01.0059]y"_s), (QList<TrackLine>{at(1005, u"x"_s), at(1005, u"y"_s)}));
+}
+
+TEST(Lrc, WhatGivesNoLine)
+{
+    EXPECT_TRUE(timed(u"[00:61.00]too many seconds"_s).isEmpty());
+    EXPECT_TRUE(timed(u"[00:60]sixty is too many"_s).isEmpty());
+    EXPECT_EQ(timed(u"[00:59.999]ok"_s), QList<TrackLine>{at(59999, u"ok"_s)});
+    // The bad tag goes, its neighbour stays.
+    EXPECT_EQ(timed(u"[00:61.00][00:02.00]half"_s), QList<TrackLine>{at(2000, u"half"_s)});
+    EXPECT_TRUE(timed(u"[99999999999999999999:00.00]overflow"_s).isEmpty());
+    EXPECT_TRUE(timed(u"[153722867280912:00.00]overflow"_s).isEmpty());
+    EXPECT_TRUE(timed(u"[03:25.72] "_s).isEmpty());
+    EXPECT_TRUE(timed(u"[ar:The Condiments]\n[by:]\n[length: 2:50]\n[offset:0]"_s).isEmpty());
+    EXPECT_TRUE(timed(u"no tags at all\n\n"_s).isEmpty());
+    EXPECT_TRUE(timed(u"[1:2.]x\n[:01.00]x\n[01:.5]x\n[01:02.5x"_s).isEmpty());
+    EXPECT_TRUE(timed(QString()).isEmpty());
+}
+
+TEST(Lrc, RealWorldFileAndHugeInput)
+{
+    const QString file = u"ÿþLRC exported\n[ar:The Condiments]\n[ti:Salt & Pepper]\n[by:]\n[length: 3:21]\n"
+                         "[00:12.40]Shake a little\n[00:23.10][01:31.10]Salt and pepper\n[00:34.20] \n[01:31.10]\n"_s;
+    EXPECT_EQ(timed(file), (QList<TrackLine>{at(12400, u"Shake a little"_s), at(23100, u"Salt and pepper"_s), at(91100, u"Salt and pepper"_s)}));
+
+    QString big;
+    big.reserve(1 << 20);
+    while (big.size() < (1 << 20))
+        big += u"[00:0%1.00]line of words\n[[[[::]]]]\n"_s.arg(big.size() % 10);
+    const QList<TrackLine> lines = timed(big);
+    EXPECT_GT(lines.size(), 10000);
+    EXPECT_TRUE(std::is_sorted(lines.begin(), lines.end(), [](const TrackLine &a, const TrackLine &b) { return *a.time < *b.time; }));
+    QString brackets(1 << 20, u'[');
+    EXPECT_TRUE(timed(brackets).isEmpty());
+}
+
+TEST(Lrc, PlainTextBecomesUntimedLines)
+{
+    const QList<TrackLine> lines = untimed(u"Pour it slow\n\n\nEvery pan \t\n  Olive oil blues\r\n"_s);
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_FALSE(lines[0].time.has_value());
+    EXPECT_EQ(lines[0].text, u"Pour it slow"_s);
+    EXPECT_EQ(lines[1].text, u"Every pan"_s);
+    EXPECT_EQ(lines[2].text, u"Olive oil blues"_s);
+    EXPECT_TRUE(untimed(u"\n\n"_s).isEmpty());
+}
+
+TEST(Lrc, SourcesAndCredits)
+{
+    EXPECT_EQ(TrackLyricsSource::netEase(1901371001).link(), QUrl(u"https://music.163.com/song?id=1901371001"_s));
+    EXPECT_EQ(TrackLyricsSource::netEase(1).label(), u"NetEase Cloud Music"_s);
+    EXPECT_EQ(TrackLyricsSource::kugou().label(), u"KuGou Music"_s);
+    EXPECT_EQ(TrackLyricsSource::lrclib().label(), u"LRCLIB"_s);
+    EXPECT_EQ(TrackLyricsSource::lrclib().link(), QUrl(u"https://lrclib.net"_s));
+    EXPECT_EQ(TrackLyricsSource::netEase(1), TrackLyricsSource::netEase(1));
+    EXPECT_NE(TrackLyricsSource::netEase(1), TrackLyricsSource::netEase(2));
+    EXPECT_NE(TrackLyricsSource::kugou(), TrackLyricsSource::lrclib());
+}

@@ -1,0 +1,101 @@
+#include "notes/trackmatching.h"
+
+#include <gtest/gtest.h>
+
+#include <QtConcurrent/QtConcurrent>
+
+using namespace velotte;
+using namespace Qt::Literals::StringLiterals;
+
+namespace M = velotte::TrackMatching;
+
+TEST(TrackMatching, TitleLosesOnlyATrailingWorkRemark)
+{
+    EXPECT_EQ(M::title(u"夜車 （電影《夜行》主題曲）"_s), u"夜車"_s);
+    EXPECT_EQ(M::title(u"夜车(电视剧《长夜》片尾曲)"_s), u"夜车"_s);
+    EXPECT_EQ(M::title(u"Theme (from the Motion Picture soundtrack)"_s), u"Theme"_s);
+    EXPECT_EQ(M::title(u"Theme (From The Original Soundtrack)  \n"_s), u"Theme"_s);
+    EXPECT_EQ(M::title(u"風箏 (概念版)"_s), u"風箏"_s);
+    // In the middle, nested, or not about the work: left alone.
+    EXPECT_EQ(M::title(u"夜車（主題曲）Remix"_s), u"夜車（主題曲）Remix"_s);
+    EXPECT_EQ(M::title(u"Song (Live (主題曲))"_s), u"Song (Live (主題曲))"_s);
+    EXPECT_EQ(M::title(u"Salt & Pepper (Acoustic)"_s), u"Salt & Pepper (Acoustic)"_s);
+    // Only one remark goes.
+    EXPECT_EQ(M::title(u"Song (插曲) (片頭曲)"_s), u"Song (插曲)"_s);
+    EXPECT_EQ(M::title(u"  Clair de lune \t"_s), u"Clair de lune"_s);
+}
+
+TEST(TrackMatching, KeysFoldCaseWidthAccentsPunctuationAndScript)
+{
+    EXPECT_EQ(M::normalized(u"Salt & Pepper!"_s), u"saltpepper"_s);
+    EXPECT_EQ(M::normalized(u"ＳＡＬＴ　＆　ＰＥＰＰＥＲ"_s), u"saltpepper"_s);
+    EXPECT_EQ(M::normalized(u"Gymnopédie No. 1"_s), M::normalized(u"GYMNOPEDIE NO1"_s));
+    EXPECT_EQ(M::normalized(u"Café Crème"_s), u"cafecreme"_s);
+    EXPECT_EQ(M::normalized(u"Cafe\u0301"_s), u"cafe"_s);
+    EXPECT_EQ(M::normalized(u"雲的另一邊"_s), M::normalized(u"云的另一边"_s));
+    EXPECT_EQ(M::normalized(u"林曉風"_s), u"林晓风"_s);
+    EXPECT_EQ(M::normalized(u"１２３"_s), u"123"_s);
+    EXPECT_EQ(M::normalized(u"Straße"_s), M::normalized(u"STRASSE"_s));
+    EXPECT_EQ(M::normalized(u"사랑해 요"_s), u"사랑해요"_s);
+    EXPECT_EQ(M::normalized(u"Ｆｉｎａｌ ｶﾀｶﾅ"_s), M::normalized(u"final カタカナ"_s));
+    EXPECT_EQ(M::normalized(u"😀 Smile 🎵"_s), u"smile"_s);
+    EXPECT_TRUE(M::normalized(u"?!… —— 、。"_s).isEmpty());
+    EXPECT_TRUE(M::normalized(QString()).isEmpty());
+}
+
+TEST(TrackMatching, TitleQueriesInThreeScriptsAtMost)
+{
+    // Simplified with both conversions differing from it... and from each other.
+    EXPECT_EQ(M::titleQueries(u"旧街灯 (电影《夜》插曲)"_s), (QStringList{u"旧街灯"_s, u"舊街燈"_s}));
+    EXPECT_EQ(M::titleQueries(u"舊街灯"_s), (QStringList{u"舊街灯"_s, u"旧街灯"_s, u"舊街燈"_s}));
+    EXPECT_EQ(M::titleQueries(u"七里香"_s), QStringList{u"七里香"_s});
+    EXPECT_EQ(M::titleQueries(u"Clair de lune"_s), QStringList{u"Clair de lune"_s});
+    EXPECT_TRUE(M::titleQueries(u" (主題曲) "_s).isEmpty());
+    EXPECT_TRUE(M::titleQueries(QString()).isEmpty());
+}
+
+TEST(TrackMatching, LyricQueriesAreTitleMajor)
+{
+    EXPECT_EQ(M::lyricQueries(u"Clair de lune"_s, u"Claude Debussy"_s), (QList<LyricQuery>{{u"Clair de lune"_s, u"Claude Debussy"_s}}));
+    const QList<LyricQuery> mixed = M::lyricQueries(u"舊街灯"_s, u"林曉风"_s);
+    ASSERT_EQ(mixed.size(), 9);
+    EXPECT_EQ(mixed[0], (LyricQuery{u"舊街灯"_s, u"林曉风"_s}));
+    EXPECT_EQ(mixed[1], (LyricQuery{u"舊街灯"_s, u"林晓风"_s}));
+    EXPECT_EQ(mixed[2], (LyricQuery{u"舊街灯"_s, u"林曉風"_s}));
+    EXPECT_EQ(mixed[3], (LyricQuery{u"旧街灯"_s, u"林曉风"_s}));
+    EXPECT_EQ(mixed[8], (LyricQuery{u"舊街燈"_s, u"林曉風"_s}));
+    const QList<LyricQuery> traditional = M::lyricQueries(u"夜車"_s, u"林曉風"_s);
+    EXPECT_EQ(traditional, (QList<LyricQuery>{{u"夜車"_s, u"林曉風"_s}, {u"夜車"_s, u"林晓风"_s}, {u"夜车"_s, u"林曉風"_s}, {u"夜车"_s, u"林晓风"_s}}));
+    EXPECT_TRUE(M::lyricQueries(u" (插曲)"_s, u"Anyone"_s).isEmpty());
+    // Punctuation is still a title to search for; only the key is empty.
+    EXPECT_EQ(M::lyricQueries(u"…"_s, u"Anyone"_s).size(), 1);
+    // The artist is searched as given, remarks and all.
+    EXPECT_EQ(M::lyricQueries(u"Song"_s, u"Band (主題曲)"_s)[0].artist, u"Band (主題曲)"_s);
+}
+
+TEST(TrackMatching, SameTitleAndArtistRules)
+{
+    EXPECT_TRUE(M::sameTitle(u"夜車 (電影《夜行》主題曲)"_s, u"夜车"_s));
+    EXPECT_TRUE(M::sameTitle(u"Gymnopédie No.1"_s, u"Gymnopedie No. 1"_s));
+    EXPECT_TRUE(M::sameTitle(u"ＣＬＡＩＲ ＤＥ ＬＵＮＥ"_s, u"clair-de-lune"_s));
+    EXPECT_FALSE(M::sameTitle(u"Salt & Pepper (Live)"_s, u"Salt & Pepper"_s));
+    EXPECT_FALSE(M::sameTitle(u"!!!"_s, u"!!!"_s));
+    EXPECT_FALSE(M::sameTitle(QString(), QString()));
+
+    EXPECT_TRUE(M::same(u"陳雨桐"_s, u"陈雨桐"_s));
+    EXPECT_TRUE(M::same(u"the condiments"_s, u"The Condiments"_s));
+    EXPECT_FALSE(M::same(QString(), u"The Condiments"_s));
+    EXPECT_FALSE(M::same(QString(), QString()));
+    EXPECT_FALSE(M::same(u"The Condiment"_s, u"The Condiments"_s));
+}
+
+TEST(TrackMatching, SafeFromManyThreads)
+{
+    QStringList titles;
+    for (int i = 0; i < 400; ++i)
+        titles.append(i % 2 ? u"雲的另一邊 %1"_s.arg(i) : u"Ｓａｌｔ %1 é"_s.arg(i));
+    const QStringList keys = QtConcurrent::blockingMapped(titles, [](const QString &t) { return M::normalized(t); });
+    for (int i = 0; i < titles.size(); ++i)
+        EXPECT_EQ(keys[i], M::normalized(titles[i]));
+    EXPECT_EQ(keys[1], u"云的另一边1"_s);
+}
