@@ -1,0 +1,280 @@
+#include "notes/lyricproviders.h"
+
+#include "testkit/testkit.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+ServiceAddresses addresses()
+{
+    ServiceAddresses a;
+    a.lrclib = QUrl(u"http://127.0.0.1:7001"_s);
+    a.netease = QUrl(u"http://127.0.0.1:7002"_s);
+    a.kugou = QUrl(u"http://127.0.0.1:7003/"_s);
+    a.itunes = QUrl(u"http://127.0.0.1:7004"_s);
+    return a;
+}
+
+QByteArray hits(const QJsonArray &list) { return QJsonDocument(list).toJson(QJsonDocument::Compact); }
+
+QJsonObject hit(const QString &title, const QString &artist, QJsonValue seconds, const QString &synced, const QString &plain = {},
+                bool instrumental = false)
+{
+    QJsonObject o{{u"trackName"_s, title}, {u"artistName"_s, artist}, {u"duration"_s, seconds}, {u"instrumental"_s, instrumental}};
+    o.insert(u"syncedLyrics"_s, synced.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(synced));
+    o.insert(u"plainLyrics"_s, plain.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(plain));
+    return o;
+}
+
+// Answers by path; unknown paths get 404.
+struct Services {
+    std::map<QString, std::function<HttpResponse(const HttpRequest &)>> routes;
+    RecordingTransport transport{[this](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        const auto it = routes.find(r.url.port() == 7001 ? u"lrclib"_s + r.url.path() : r.url.path());
+        if (it == routes.end())
+            co_return reply(404, "{}");
+        co_return it->second(r);
+    }};
+    VirtualClock clock;
+    LyricProviders providers{transport, clock, addresses()};
+
+    QStringList paths() const
+    {
+        QStringList list;
+        for (const HttpRequest &r : transport.requests)
+            list.append(r.url.path() + u'?' + r.url.query(QUrl::FullyEncoded));
+        return list;
+    }
+};
+
+} // namespace
+
+TEST(LyricProviders, SharedRequestShape)
+{
+    Services s;
+    s.routes[u"lrclib/api/search"_s] = [](const HttpRequest &) { return reply(200, "[]"); };
+    s.routes[u"/api/search/get"_s] = [](const HttpRequest &) { return reply(200, R"({"result":{"songCount":0},"code":200})"); };
+    s.routes[u"/search"_s] = [](const HttpRequest &) { return reply(200, R"({"status":200,"candidates":[]})"); };
+    EXPECT_FALSE(await(s.providers.lrclibWords(u"Salt & Pepper"_s, {u"The Condiments"_s}, 201000, true)).result);
+    EXPECT_FALSE(await(s.providers.neteaseWords(u"夜車 (主題曲)"_s, {QString(), u"林曉風"_s}, 0)));
+    EXPECT_FALSE(await(s.providers.kugouWords(u"C++ & Me"_s, {u"A=B"_s}, 201000)));
+    EXPECT_EQ(s.paths(), (QStringList{u"/api/search?track_name=Salt%20%26%20Pepper&artist_name=The%20Condiments"_s,
+                                      u"/api/search/get?s=%E5%A4%9C%E8%BD%A6%20%E6%9E%97%E6%99%93%E9%A3%8E&type=1&offset=0&limit=20"_s,
+                                      u"/search?ver=1&man=yes&client=pc&keyword=C%2B%2B%20%26%20Me%20A%3DB&duration=201000"_s}));
+    for (const HttpRequest &r : s.transport.requests) {
+        EXPECT_EQ(r.method, "GET");
+        EXPECT_EQ(r.timeout, Millis(12000));
+        EXPECT_EQ(r.header("User-Agent"), "Velotte/1.0 (https://velotte.app)");
+    }
+    // Cookies stay with LRCLIB only.
+    EXPECT_TRUE(s.transport.requests[0].cookies);
+    EXPECT_FALSE(s.transport.requests[1].cookies);
+    EXPECT_FALSE(s.transport.requests[2].cookies);
+}
+
+TEST(LyricProviders, LrclibAcceptsByKeyArtistAndDuration)
+{
+    Services s;
+    QJsonArray answer;
+    s.routes[u"lrclib/api/search"_s] = [&](const HttpRequest &) { return reply(200, hits(answer)); };
+    auto words = [&](const QString &title, qint64 millis) {
+        return await(s.providers.lrclibWords(title, {u"The Condiments"_s}, millis, false));
+    };
+
+    answer = {hit(u"Salt & Pepper"_s, u"The Condiments"_s, 204.0, u"[00:01.00]far"_s)};
+    EXPECT_TRUE(words(u"Salt & Pepper"_s, 201000).result);
+    EXPECT_FALSE(words(u"Salt & Pepper"_s, 200999).result); // 3001 ms away
+    EXPECT_TRUE(words(u"Salt & Pepper"_s, 0).result);        // unknown: any duration
+    answer = {hit(u"Salt & Pepper"_s, u"The Condiments"_s, QJsonValue::Null, u"[00:01.00]x"_s)};
+    EXPECT_TRUE(words(u"Salt & Pepper"_s, 201000).result); // the hit does not say
+
+    // Equal up to case, width, accents and punctuation.
+    answer = {hit(u"ＳＡＬＴ ＆ PEPPÉR!"_s, u"the condiments"_s, 201.0, u"[00:01.00]wide"_s)};
+    EXPECT_EQ(words(u"salt pepper"_s, 201000).result->lines, (QList<TrackLine>{TrackLine{1000, u"wide"_s}}));
+    // Another artist, no artist, another title: refused.
+    answer = {hit(u"Salt & Pepper"_s, u"The Condiment"_s, 201.0, u"[00:01.00]x"_s), hit(u"Salt & Pepper"_s, QString(), 201.0, u"[00:01.00]x"_s),
+              hit(u"Salt & Pepper (Live)"_s, u"The Condiments"_s, 201.0, u"[00:01.00]x"_s)};
+    EXPECT_FALSE(words(u"Salt & Pepper"_s, 201000).result);
+    // A title of punctuation only asks nobody.
+    const auto asked = s.transport.requests.size();
+    EXPECT_FALSE(words(u"?!"_s, 201000).result);
+    EXPECT_EQ(s.transport.requests.size(), asked);
+}
+
+TEST(LyricProviders, LrclibPrefersSyncedThenPlainThenInstrumental)
+{
+    Services s;
+    QJsonArray answer;
+    s.routes[u"lrclib/api/search"_s] = [&](const HttpRequest &) { return reply(200, hits(answer)); };
+    auto words = [&] { return await(s.providers.lrclibWords(u"Olive Oil Blues"_s, {u"The Condiments"_s}, 234000, false)); };
+
+    answer = {hit(u"Olive Oil Blues"_s, u"The Condiments"_s, 234.0, {}, u"plain first\n\nsecond"_s),
+              hit(u"Olive Oil Blues"_s, u"The Condiments"_s, 234.0, u"[00:02.00]synced"_s)};
+    LrclibAnswer a = words();
+    ASSERT_TRUE(a.result);
+    EXPECT_EQ(a.result->lines, (QList<TrackLine>{TrackLine{2000, u"synced"_s}}));
+    EXPECT_EQ(a.result->source, TrackLyricsSource::lrclib());
+
+    // Synced text without a single timed line falls back to the plain text.
+    answer = {hit(u"Olive Oil Blues"_s, u"The Condiments"_s, 234.0, u"[ar:nobody]\n[00:03.00] "_s, u"plain first\n\nsecond"_s)};
+    a = words();
+    ASSERT_TRUE(a.result);
+    EXPECT_EQ(a.result->lines, (QList<TrackLine>{TrackLine{std::nullopt, u"plain first"_s}, TrackLine{std::nullopt, u"second"_s}}));
+
+    answer = {hit(u"Olive Oil Blues"_s, u"The Condiments"_s, 234.0, {}, {}, true)};
+    a = words();
+    EXPECT_FALSE(a.result);
+    EXPECT_TRUE(a.instrumental);
+    EXPECT_EQ(s.transport.requests.size(), 3u); // an instrumental answer ends the search
+}
+
+TEST(LyricProviders, RetryAfterSetsTheBackoff)
+{
+    const QDateTime now(QDate(2026, 3, 2), QTime(8, 0), Qt::UTC);
+    EXPECT_EQ(LyricProviders::retryDelay("0", now), Millis(1000));
+    EXPECT_EQ(LyricProviders::retryDelay("-7", now), Millis(1000));
+    EXPECT_EQ(LyricProviders::retryDelay("2.5", now), Millis(2500));
+    EXPECT_EQ(LyricProviders::retryDelay("120", now), Millis(120000));
+    EXPECT_EQ(LyricProviders::retryDelay("Mon, 02 Mar 2026 08:00:10 GMT", now), Millis(10000));
+    EXPECT_EQ(LyricProviders::retryDelay("Mon, 02 Mar 2026 07:59:00 GMT", now), Millis(1000)); // past
+    EXPECT_EQ(LyricProviders::retryDelay("soon", now), Millis(1000));
+    EXPECT_EQ(LyricProviders::retryDelay("", now), Millis(1000));
+    EXPECT_EQ(LyricProviders::retryDelay("1e300", now), Millis(86400000));
+
+    Services s;
+    int status = 429;
+    Headers headers{{"Retry-After", "0"}};
+    s.routes[u"lrclib/api/search"_s] = [&](const HttpRequest &) { return reply(status, "{}", headers); };
+    const auto search = [&] { return s.providers.get(QUrl(u"http://127.0.0.1:7001/api/search?track_name=x"_s)); };
+    EXPECT_THROW(await(search()), LyricsError);
+    EXPECT_EQ(s.providers.lyricsRetryAfter, s.clock.now().addMSecs(1000));
+    status = 503;
+    headers = {};
+    s.clock.advance(Millis(5000));
+    try {
+        await(search());
+        ADD_FAILURE() << "a 503 must fail";
+    } catch (const LyricsError &error) {
+        EXPECT_EQ(error.kind(), LyricsError::Kind::rateLimited);
+    }
+    EXPECT_EQ(s.providers.lyricsRetryAfter, s.clock.now().addMSecs(1000));
+
+    // Other services' 429 are plain failures and leave the back-off alone.
+    s.providers.lyricsRetryAfter.reset();
+    s.routes[u"/api/search/get"_s] = [](const HttpRequest &) { return reply(429, "{}", {{"Retry-After", "60"}}); };
+    try {
+        await(s.providers.get(QUrl(u"http://127.0.0.1:7002/api/search/get?s=x"_s)));
+        ADD_FAILURE() << "a 429 must fail";
+    } catch (const LyricsError &error) {
+        EXPECT_EQ(error.kind(), LyricsError::Kind::status);
+    }
+    EXPECT_FALSE(s.providers.lyricsRetryAfter);
+    // 201 is not 200.
+    s.routes[u"/search"_s] = [](const HttpRequest &) { return reply(201, R"({"status":200})"); };
+    EXPECT_THROW(await(s.providers.get(QUrl(u"http://127.0.0.1:7003/search"_s))), LyricsError);
+}
+
+TEST(LyricProviders, WaitingForTheService)
+{
+    Services s;
+    s.routes[u"lrclib/api/search"_s] = [](const HttpRequest &) { return reply(200, "[]"); };
+    // 1.5 s: wait, then ask.
+    s.providers.lyricsRetryAfter = s.clock.now().addMSecs(1500);
+    bool done = false;
+    const QStringList artists{u"The Condiments"_s};
+    auto waiting = [&]() -> QCoro::Task<void> {
+        co_await s.providers.lrclibWords(u"Salt & Pepper"_s, artists, 0, true);
+        done = true;
+    };
+    auto task = waiting();
+    drain();
+    EXPECT_TRUE(s.transport.requests.empty());
+    s.clock.advance(Millis(1499));
+    EXPECT_TRUE(s.transport.requests.empty());
+    s.clock.advance(Millis(1));
+    drain();
+    EXPECT_TRUE(done);
+    EXPECT_EQ(s.transport.requests.size(), 1u);
+
+    // 3 s: busy at once, nothing sent.
+    s.providers.lyricsRetryAfter = s.clock.now().addMSecs(3000);
+    try {
+        await(s.providers.lrclibWords(u"Salt & Pepper"_s, {u"The Condiments"_s}, 0, true));
+        ADD_FAILURE() << "a long back-off must give busy";
+    } catch (const LyricsError &error) {
+        EXPECT_EQ(error.kind(), LyricsError::Kind::busy);
+    }
+    EXPECT_EQ(s.transport.requests.size(), 1u);
+    // Not allowed to wait: it asks anyway.
+    EXPECT_FALSE(await(s.providers.lrclibWords(u"Salt & Pepper"_s, {u"The Condiments"_s}, 0, false)).result);
+    EXPECT_EQ(s.transport.requests.size(), 2u);
+}
+
+TEST(LyricProviders, NetEaseSearchAndLyric)
+{
+    Services s;
+    s.routes[u"/api/search/get"_s] = [](const HttpRequest &) {
+        return reply(200, uR"json({"result":{"songs":[
+            {"id":1,"name":"旧街灯","duration":246001,"artists":[{"name":"林晓风"}]},
+            {"id":2,"name":"旧街灯","duration":243000,"artists":[{"name":"别人"}]},
+            {"id":3,"name":"旧街灯 (Live)","duration":243000,"artists":[{"name":"林晓风"}]},
+            {"id":1901371001,"name":"旧街灯","duration":246000,"artists":[{"name":"周可"},{"name":"林曉風"}]}],"songCount":4},"code":200})json"_s.toUtf8());
+    };
+    s.routes[u"/api/song/lyric"_s] = [](const HttpRequest &) {
+        return reply(200, uR"json({"lrc":{"version":7,"lyric":"[00:00.000] 作词 : 林晓风\n[00:18.520]旧街灯下\n"},"code":200})json"_s.toUtf8());
+    };
+    const auto found = await(s.providers.neteaseWords(u"舊街燈"_s, {u"林曉風"_s}, 243000));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->source, TrackLyricsSource::netEase(1901371001));
+    EXPECT_EQ(found->lines, (QList<TrackLine>{TrackLine{0, u"作词 : 林晓风"_s}, TrackLine{18520, u"旧街灯下"_s}}));
+    ASSERT_EQ(s.transport.requests.size(), 2u);
+    EXPECT_EQ(s.transport.requests[1].url.query(), u"id=1901371001&lv=-1&tv=-1&kv=-1"_s);
+
+    // A lyric without lines, then the next artist is tried.
+    s.routes[u"/api/song/lyric"_s] = [](const HttpRequest &) { return reply(200, R"({"nolyric":true,"code":200})"); };
+    EXPECT_FALSE(await(s.providers.neteaseWords(u"舊街燈"_s, {u"林曉風"_s, u"周可"_s}, 243000)));
+    EXPECT_EQ(s.transport.requests.size(), 6u);
+
+    // A malformed search fails the provider once every artist was tried.
+    s.routes[u"/api/search/get"_s] = [](const HttpRequest &) { return reply(200, R"({"result":{"songs":[{"id":)"); };
+    EXPECT_THROW(await(s.providers.neteaseWords(u"舊街燈"_s, {u"林曉風"_s}, 243000)), DecodeError);
+    s.routes[u"/api/search/get"_s] = [](const HttpRequest &) { return reply(200, R"({"result":{"songs":[{"id":"not a number"}]},"code":200})"); };
+    EXPECT_THROW(await(s.providers.neteaseWords(u"舊街燈"_s, {u"林曉風"_s}, 243000)), DecodeError);
+}
+
+TEST(LyricProviders, KugouDownloadDecodesBase64)
+{
+    Services s;
+    QByteArray content = QByteArray("\xEF\xBB\xBF[00:16.21]如果云的另一边\r\n[00:21.87]也有人在等雨停\r\n").toBase64();
+    s.routes[u"/search"_s] = [](const HttpRequest &) {
+        return reply(200, uR"json({"status":200,"candidates":[
+            {"id":"1","accesskey":"K1","song":"云的另一边","singer":"林晓风","duration":262000},
+            {"id":"59421736","accesskey":"A1B2","song":"雲的另一邊","singer":"林曉風","duration":258000}]})json"_s.toUtf8());
+    };
+    s.routes[u"/download"_s] = [&](const HttpRequest &) { return reply(200, R"({"status":200,"content":")" + content + R"("})"); };
+    const auto found = await(s.providers.kugouWords(u"雲的另一邊"_s, {u"林曉風"_s}, 258000));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->source, TrackLyricsSource::kugou());
+    EXPECT_EQ(found->lines, (QList<TrackLine>{TrackLine{16210, u"如果云的另一边"_s}, TrackLine{21870, u"也有人在等雨停"_s}}));
+    EXPECT_EQ(s.transport.requests[1].url.query(), u"ver=1&client=pc&id=59421736&accesskey=A1B2&fmt=lrc&charset=utf8"_s);
+
+    for (const QByteArray &bad : {QByteArray("@@not*base64@@"), QByteArray("\xff\xfe\xc3(").toBase64(), QByteArray("W10=\\u00e9")}) {
+        content = bad;
+        EXPECT_FALSE(await(s.providers.kugouWords(u"雲的另一邊"_s, {u"林曉風"_s}, 258000))) << bad.constData();
+    }
+    // A body that is not JSON at all fails the search.
+    s.routes[u"/search"_s] = [](const HttpRequest &) { return reply(200, "status=200&candidates="); };
+    EXPECT_THROW(await(s.providers.kugouWords(u"雲的另一邊"_s, {u"林曉風"_s}, 258000)), DecodeError);
+}
