@@ -34,28 +34,6 @@ std::optional<SonosFavorite> favoriteNamed(Context &c, const QString &name)
     return std::nullopt;
 }
 
-QCoro::Task<int> favorites(Context &c, QStringList args)
-{
-    if (!args.isEmpty())
-        co_return c.usageError(QStringLiteral("favorites takes no arguments here."));
-    if (!co_await library(c))
-        co_return failed;
-    if (c.options().json) {
-        QJsonArray out;
-        for (const SonosFavorite &f : c.session().favorites())
-            out.append(f.toJson());
-        c.printJson(out);
-        co_return ok;
-    }
-    for (const SonosFavorite &f : c.session().favorites()) {
-        c.out() << f.name;
-        if (f.service && f.service->name)
-            c.out() << "  · " << *f.service->name;
-        c.out() << Qt::endl;
-    }
-    co_return ok;
-}
-
 QCoro::Task<int> playlists(Context &c, QStringList args)
 {
     if (!args.isEmpty())
@@ -142,7 +120,6 @@ QCoro::Task<int> playPlaylist(Context &c, QStringList args)
 }
 
 const Registration registration({
-    {QStringLiteral("favorites"), {}, QStringLiteral("list the Sonos favorites"), {}, true, favorites},
     {QStringLiteral("playlists"), {}, QStringLiteral("list the Sonos playlists"), {}, true, playlists},
     {QStringLiteral("play-favorite"), QStringLiteral("NAME [NAME...] [--shuffle]"), QStringLiteral("play favorites, several as one queue"), {}, true, playFavorite},
     {QStringLiteral("queue-favorite"), QStringLiteral("NAME"), QStringLiteral("add a favorite to the end of the queue"), {}, true, queueFavorite},

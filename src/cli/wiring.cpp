@@ -1,5 +1,8 @@
 #include "wiring.h"
 
+#include "browse/musicmixcomposer.h"
+#include "browse/quickpicksstore.h"
+#include "browse/sonosbrowsemodel.h"
 #include "cloud/secretstore.h"
 #include "cloud/sonosauth.h"
 #include "cloud/sonosclient.h"
@@ -29,6 +32,10 @@ struct Wiring::Parts {
     std::unique_ptr<SettingsStore> defaults = std::make_unique<SettingsStore>();
     std::unique_ptr<AppleMusicSonosBridge> bridge = std::make_unique<AppleMusicSonosBridge>(*defaults);
     std::unique_ptr<ITunesCatalog> catalog;
+    std::unique_ptr<MusicMixComposer> composer =
+        std::make_unique<MusicMixComposer>(ServiceAddresses::load().model, NetworkTransport::shared());
+    std::unique_ptr<SonosBrowseModel> browse = std::make_unique<SonosBrowseModel>(*defaults, composer.get());
+    std::unique_ptr<QuickPicksStore> picks = std::make_unique<QuickPicksStore>(*defaults);
 };
 
 Wiring::Wiring(const GlobalOptions &options) : d(std::make_unique<Parts>())
@@ -65,6 +72,8 @@ Wiring::~Wiring() = default;
 
 SonosAuth *Wiring::auth() { return d->auth.get(); }
 SecretStore *Wiring::store() { return d->store.get(); }
+SonosBrowseModel &Wiring::browse() { return *d->browse; }
+QuickPicksStore &Wiring::quickPicks() { return *d->picks; }
 AppleMusicCatalog &Wiring::catalog() { return *d->catalog; }
 
 HouseSession::Services Wiring::services()
@@ -76,6 +85,9 @@ HouseSession::Services Wiring::services()
     s.api = d->api.get();
     s.auth = d->signIn.get();
     s.followers.push_back(d->bridge.get());
+    s.followers.push_back(d->browse.get());
+    s.followers.push_back(d->picks.get());
+    s.history = d->browse.get();
     s.appleMusicLinks = d->bridge.get();
     s.catalog = d->catalog.get();
     return s;

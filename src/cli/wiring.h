@@ -10,6 +10,8 @@ namespace velotte {
 class AppleMusicCatalog;
 class SonosAuth;
 class SecretStore;
+class SonosBrowseModel;
+class QuickPicksStore;
 }
 
 namespace velotte::cli {
@@ -24,6 +26,9 @@ public:
     // The account sign-in; none without credentials or in demo and local-only use.
     SonosAuth *auth();
     SecretStore *store();
+    // The favorites browser's state and pins, following the session's household.
+    SonosBrowseModel &browse();
+    QuickPicksStore &quickPicks();
     AppleMusicCatalog &catalog();
 
 private:
