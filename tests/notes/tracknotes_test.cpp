@@ -1,0 +1,304 @@
+#include "notes/tracknotes.h"
+
+#include "testkit/testkit.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSignalSpy>
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+enum Port { lrclib = 7101, netease = 7102, kugou = 7103, itunes = 7104, art = 7105 };
+
+ServiceAddresses addresses()
+{
+    ServiceAddresses a;
+    a.lrclib = QUrl(u"http://127.0.0.1:7101"_s);
+    a.netease = QUrl(u"http://127.0.0.1:7102"_s);
+    a.kugou = QUrl(u"http://127.0.0.1:7103"_s);
+    a.itunes = QUrl(u"http://127.0.0.1:7104"_s);
+    return a;
+}
+
+QByteArray lrclibHit(const QString &title, const QString &artist, double seconds, const QString &synced, bool instrumental = false)
+{
+    QJsonObject o{{u"trackName"_s, title}, {u"artistName"_s, artist}, {u"duration"_s, seconds}, {u"instrumental"_s, instrumental}};
+    o.insert(u"syncedLyrics"_s, synced.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(synced));
+    return QJsonDocument(QJsonArray{o}).toJson(QJsonDocument::Compact);
+}
+
+// Scripted services: each answer may come late on the virtual clock.
+struct Fixture : ::testing::Test {
+    struct Answer {
+        HttpResponse response;
+        Millis delay{0};
+    };
+    std::map<int, std::function<Answer(const HttpRequest &)>> services;
+    VirtualClock clock;
+    RecordingTransport transport{[this](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        const auto it = services.find(r.url.port());
+        if (it == services.end())
+            throw TransportError(TransportError::Kind::Network, u"connection refused"_s);
+        const Answer answer = it->second(r);
+        // Deliberately deaf to cancellation: a late answer must still be dropped.
+        if (answer.delay.count() > 0)
+            co_await clock.sleep(answer.delay);
+        co_return answer.response;
+    }};
+    TrackNotes notes{transport, clock, addresses()};
+
+    void SetUp() override
+    {
+        services[lrclib] = [](const HttpRequest &r) {
+            const QString title = QUrlQuery(r.url).queryItemValue(u"track_name"_s, QUrl::FullyDecoded);
+            if (title == u"Salt & Pepper"_s)
+                return Answer{reply(200, lrclibHit(title, u"The Condiments"_s, 201.0, u"[00:12.40]Shake a little\n[00:17.85]Every table"_s))};
+            if (title == u"Clair de lune"_s)
+                return Answer{reply(200, lrclibHit(title, u"Claude Debussy"_s, 300.0, {}, true))};
+            return Answer{reply(200, "[]")};
+        };
+        services[netease] = [](const HttpRequest &) { return Answer{reply(200, R"({"result":{"songCount":0},"code":200})")}; };
+        services[kugou] = [](const HttpRequest &) { return Answer{reply(200, R"({"status":200,"candidates":[]})")}; };
+        services[itunes] = [](const HttpRequest &) { return Answer{reply(200, R"({"resultCount":0,"results":[]})")}; };
+        services[art] = [](const HttpRequest &) { return Answer{reply(200, "PNGBYTES")}; };
+    }
+
+    int requestsTo(int port) const
+    {
+        return int(std::count_if(transport.requests.begin(), transport.requests.end(), [port](const HttpRequest &r) { return r.url.port() == port; }));
+    }
+    void load(const QString &title, const QString &artist, const QUrl &artwork = {}, qint64 millis = 0)
+    {
+        await(notes.load(title, artist, artwork, millis));
+    }
+};
+
+const QUrl cover(u"http://127.0.0.1:7105/cover/1.jpg"_s);
+
+} // namespace
+
+TEST_F(Fixture, EveryStateOfTheLoader)
+{
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::idle);
+    QSignalSpy states(&notes, &TrackNotes::lyricsStateChanged);
+
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, cover, 201000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
+    EXPECT_EQ(states.size(), 2); // loading, then available
+    ASSERT_EQ(notes.lines().size(), 2);
+    EXPECT_EQ(notes.lines()[0], (TrackLine{12400, u"Shake a little"_s}));
+    EXPECT_EQ(notes.lyricsCredit(), u"LRCLIB"_s);
+    EXPECT_EQ(notes.lyricTitle(), u"Salt & Pepper"_s);
+    EXPECT_EQ(notes.lyricArtists(), QStringList{u"The Condiments"_s});
+    EXPECT_EQ(notes.lyricDurationMillis(), 201000);
+    EXPECT_EQ(notes.picture(), "PNGBYTES");
+    EXPECT_EQ(notes.cover(), cover);
+
+    load(u"Clair de lune"_s, u"Claude Debussy"_s, {}, 300000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::instrumental);
+    EXPECT_EQ(requestsTo(netease), 0); // LRCLIB's word is enough
+    EXPECT_TRUE(notes.lines().isEmpty());
+    EXPECT_FALSE(notes.lyricsSource());
+    EXPECT_TRUE(notes.picture().isEmpty());
+
+    load(u"Blue Hour"_s, u"陳雨桐"_s, {}, 205000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable);
+    EXPECT_EQ(requestsTo(netease), 1);
+    EXPECT_EQ(requestsTo(kugou), 1);
+
+    services[lrclib] = [](const HttpRequest &) { return Answer{reply(200, "<html>")}; };
+    services.erase(netease);
+    load(u"Olive Oil Blues"_s, u"The Condiments"_s, {}, 234000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::failed);
+
+    load(QString(), QString());
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::idle);
+    EXPECT_TRUE(notes.loaded().isEmpty());
+    EXPECT_TRUE(notes.cover().isEmpty());
+    EXPECT_EQ(TrackNotes::stateName(TrackNotes::serviceBusy), u"serviceBusy"_s);
+    EXPECT_EQ(TrackNotes::noLyricsText(), u"Lyrics not available for this song."_s);
+}
+
+TEST_F(Fixture, BusyServiceThenTheRetry)
+{
+    // LRCLIB asked to wait 3 s: no LRCLIB request, NetEase and Kugou asked.
+    notes.setLyricsRetryAfter(clock.now().addMSecs(3000));
+    QSignalSpy settled(&notes, &TrackNotes::settled);
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, {}, 201000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::serviceBusy);
+    EXPECT_EQ(requestsTo(lrclib), 0);
+    EXPECT_EQ(requestsTo(netease), 1);
+    EXPECT_EQ(settled.size(), 1);
+    // When the back-off ends the retry asks LRCLIB and shows what it found.
+    clock.advance(Millis(3000));
+    drain();
+    EXPECT_EQ(requestsTo(lrclib), 1);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
+    EXPECT_EQ(settled.size(), 2);
+
+    // A 429 during the search turns into a back-off for the next track too.
+    int busy = 1;
+    services[lrclib] = [&busy](const HttpRequest &) {
+        if (busy-- > 0)
+            return Answer{reply(429, R"({"statusCode":429})", {{"Retry-After", "30"}})};
+        return Answer{reply(200, "[]")};
+    };
+    load(u"Olive Oil Blues"_s, u"The Condiments"_s, {}, 234000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::serviceBusy);
+    EXPECT_EQ(notes.lyricsRetryAfter(), clock.now().addSecs(30));
+    load(u"Vinegar Heart"_s, u"The Condiments"_s, {}, 188000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::serviceBusy);
+    EXPECT_EQ(requestsTo(lrclib), 2);
+    // The first track's retry is stale now; the current one's finds nothing.
+    clock.advance(Millis(30000));
+    drain();
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable);
+    EXPECT_EQ(notes.lyricTitle(), u"Vinegar Heart"_s);
+    EXPECT_EQ(requestsTo(lrclib), 3);
+}
+
+TEST_F(Fixture, ShortBackoffWaitsThenAsks)
+{
+    notes.setLyricsRetryAfter(clock.now().addMSecs(1500));
+    auto loading = notes.load(u"Salt & Pepper"_s, u"The Condiments"_s, {}, 201000);
+    drain();
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::loading);
+    EXPECT_EQ(requestsTo(lrclib), 0);
+    clock.advance(Millis(1500));
+    await(std::move(loading));
+    EXPECT_EQ(requestsTo(lrclib), 1);
+    EXPECT_EQ(requestsTo(netease), 0);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
+}
+
+TEST_F(Fixture, IdentityAndCache)
+{
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, cover, 201000);
+    const auto asked = transport.requests.size();
+    const QUuid first = notes.requestID();
+    // The same report again: nothing happens.
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, cover, 201000);
+    EXPECT_EQ(transport.requests.size(), asked);
+    EXPECT_EQ(notes.requestID(), first);
+
+    // New artwork: loaded again, picture fetched, lyrics from the cache.
+    const QUrl other(u"http://127.0.0.1:7105/cover/2.jpg"_s);
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, other, 201000);
+    EXPECT_NE(notes.requestID(), first);
+    EXPECT_EQ(requestsTo(lrclib), 1);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
+    const auto fetched = std::find_if(transport.requests.begin(), transport.requests.end(), [&](const HttpRequest &r) { return r.url == other; });
+    ASSERT_NE(fetched, transport.requests.end());
+    EXPECT_EQ(fetched->header("User-Agent"), "Velotte/1.0");
+
+    // Another duration is another track and another key.
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, other, 246000);
+    EXPECT_EQ(requestsTo(lrclib), 2);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable); // the hit is 45 s off
+    EXPECT_EQ(notes.cachedCount(), 1);
+
+    EXPECT_EQ(TrackNotes::lyricsKey(u"夜車 (主題曲)"_s, {u"林曉風"_s, u"The Condiments"_s}, 276000), u"夜车\n林晓风\nthecondiments\n276000"_s);
+
+    // Twenty entries; the twenty-first empties the cache and stays alone.
+    for (int i = 0; i < 19; ++i)
+        notes.cacheLyrics(u"key %1"_s.arg(i), LyricsResult{{TrackLine{0, u"x"_s}}, TrackLyricsSource::kugou()});
+    EXPECT_EQ(notes.cachedCount(), 20);
+    notes.cacheLyrics(u"key 3"_s, LyricsResult{});
+    EXPECT_EQ(notes.cachedCount(), 20);
+    notes.cacheLyrics(u"key 20"_s, LyricsResult{});
+    EXPECT_EQ(notes.cachedCount(), 1);
+    EXPECT_TRUE(notes.cachedLyrics(u"key 20"_s));
+}
+
+TEST_F(Fixture, LateAnswerForAnOldTrackIsDropped)
+{
+    services[lrclib] = [](const HttpRequest &r) {
+        const QString title = QUrlQuery(r.url).queryItemValue(u"track_name"_s, QUrl::FullyDecoded);
+        if (title == u"Salt & Pepper"_s)
+            return Answer{reply(200, lrclibHit(title, u"The Condiments"_s, 201.0, u"[00:01.00]old track"_s)), Millis(5000)};
+        return Answer{reply(200, lrclibHit(title, u"The Condiments"_s, 234.0, u"[00:01.00]new track"_s))};
+    };
+    services[itunes] = [](const HttpRequest &) {
+        return Answer{reply(200, R"({"results":[{"kind":"song","trackId":1603550701,"trackName":"Salt & Pepper","artistName":"The Condiments","collectionName":"Kitchen Songs","trackTimeMillis":201000}]})"),
+                      Millis(5000)};
+    };
+    auto first = notes.load(u"Salt & Pepper"_s, u"The Condiments"_s, {}, 201000);
+    drain();
+    services[itunes] = [](const HttpRequest &) { return Answer{reply(200, R"({"results":[]})")}; };
+    load(u"Olive Oil Blues"_s, u"The Condiments"_s, {}, 234000);
+    EXPECT_EQ(notes.lines(), QList<TrackLine>{(TrackLine{1000, u"new track"_s})});
+    QSignalSpy lines(&notes, &TrackNotes::linesChanged);
+    QSignalSpy album(&notes, &TrackNotes::albumChanged);
+    clock.advance(Millis(5000));
+    await(std::move(first));
+    EXPECT_EQ(lines.size(), 0);
+    EXPECT_EQ(album.size(), 0);
+    EXPECT_EQ(notes.lines(), QList<TrackLine>{(TrackLine{1000, u"new track"_s})});
+    EXPECT_TRUE(notes.album().isEmpty());
+    EXPECT_FALSE(notes.cachedLyrics(TrackNotes::lyricsKey(u"Salt & Pepper"_s, {u"The Condiments"_s}, 201000)));
+}
+
+TEST_F(Fixture, CatalogMatchAndArtwork)
+{
+    services[itunes] = [](const HttpRequest &r) {
+        if (r.url.path() == u"/lookup"_s)
+            return Answer{reply(200, uR"json({"results":[{"kind":"song","trackId":1700112236,"trackName":"夜车 (电影《夜行》主题曲)","artistName":"林晓风","collectionName":"晚风里的城市","trackTimeMillis":276000,"artworkUrl100":"http://127.0.0.1:7105/a/100x100bb.png"}]})json"_s.toUtf8())};
+        return Answer{reply(200, uR"json({"resultCount":3,"results":[
+            {"wrapperType":"collection","collectionName":"晚風裡的城市"},
+            {"kind":"song","trackId":1,"trackName":"夜車","artistName":"別人","collectionName":"X","trackTimeMillis":276000},
+            {"kind":"song","trackId":1700112236,"trackName":"夜車 (電影《夜行》主題曲)","artistName":"林曉風","collectionName":"晚風裡的城市","trackTimeMillis":277000,"artworkUrl100":"http://127.0.0.1:7105/a/100x100bb.png"}]})json"_s.toUtf8())};
+    };
+    load(u"夜车"_s, u"林晓风"_s, {}, 276000);
+    EXPECT_EQ(notes.catalogSongID(), std::optional<QString>(u"1700112236"_s));
+    EXPECT_EQ(notes.album(), u"晚风里的城市"_s); // in the script of the title
+    EXPECT_EQ(notes.cover(), QUrl(u"http://127.0.0.1:7105/a/100x100bb.png"_s));
+    EXPECT_EQ(notes.picture(), "PNGBYTES");
+    const auto search = std::find_if(transport.requests.begin(), transport.requests.end(),
+                                     [](const HttpRequest &r) { return r.url.path() == u"/search"_s; });
+    ASSERT_NE(search, transport.requests.end());
+    const QUrlQuery query(search->url);
+    EXPECT_EQ(query.queryItemValue(u"term"_s, QUrl::FullyDecoded), u"夜车 林晓风"_s);
+    EXPECT_EQ(query.queryItemValue(u"entity"_s), u"song"_s);
+    EXPECT_EQ(query.queryItemValue(u"limit"_s), u"5"_s);
+    EXPECT_EQ(query.queryItemValue(u"country"_s), u"cn"_s);
+    const auto lookup = std::find_if(transport.requests.begin(), transport.requests.end(),
+                                     [](const HttpRequest &r) { return r.url.path() == u"/lookup"_s; });
+    ASSERT_NE(lookup, transport.requests.end());
+    EXPECT_EQ(lookup->url.query(), u"id=1700112236&country=cn&lang=zh_CN"_s);
+
+    // A failing catalog and picture leave the media empty and the lyrics alone.
+    services[itunes] = [](const HttpRequest &) { return Answer{reply(500, "oops")}; };
+    services[art] = [](const HttpRequest &) { return Answer{reply(404, "")}; };
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, cover, 201000);
+    EXPECT_TRUE(notes.album().isEmpty());
+    EXPECT_FALSE(notes.catalogSongID());
+    EXPECT_TRUE(notes.picture().isEmpty());
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
+}
+
+TEST_F(Fixture, PropertiesNotifyOnlyOnChange)
+{
+    QSignalSpy title(&notes, &TrackNotes::lyricTitleChanged);
+    QSignalSpy artists(&notes, &TrackNotes::lyricArtistsChanged);
+    QSignalSpy source(&notes, &TrackNotes::lyricsSourceChanged);
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, {}, 201000);
+    load(u"Salt & Pepper"_s, u"The Condiments"_s, cover, 201000);
+    EXPECT_EQ(title.size(), 1);
+    EXPECT_EQ(artists.size(), 1);
+    EXPECT_EQ(source.size(), 3); // LRCLIB, none while loading, LRCLIB from the cache
+    // Odd input: punctuation only, negative duration.
+    load(u"?!"_s, u""_s, {}, -5);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable);
+    EXPECT_EQ(notes.lyricDurationMillis(), 0);
+    EXPECT_TRUE(notes.lyricArtists().isEmpty());
+}
