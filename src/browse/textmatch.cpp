@@ -1,11 +1,8 @@
 #include "textmatch.h"
 
+#include "notes/trackmatching.h"
+
 #include <QChar>
-
-#include <unicode/translit.h>
-#include <unicode/unistr.h>
-
-#include <memory>
 
 namespace velotte::TextMatch {
 
@@ -57,59 +54,9 @@ bool unspacedScript(const QString &word)
     }
 }
 
-QString traditionalToSimplified(const QString &text)
-{
-    // Building a transliterator is slow and one instance is not safe to share
-    // between threads: one per thread, built on first use.
-    thread_local std::unique_ptr<icu::Transliterator> converter = [] {
-        UErrorCode status = U_ZERO_ERROR;
-        std::unique_ptr<icu::Transliterator> t(
-            icu::Transliterator::createInstance("Traditional-Simplified", UTRANS_FORWARD, status));
-        return U_SUCCESS(status) ? std::move(t) : nullptr;
-    }();
-    if (!converter)
-        return text;
-    icu::UnicodeString u(reinterpret_cast<const UChar *>(text.utf16()), int32_t(text.size()));
-    converter->transliterate(u);
-    if (u.isEmpty())
-        return text;
-    return QString(reinterpret_cast<const QChar *>(u.getBuffer()), u.length());
-}
-
-bool keptInKey(char32_t c)
-{
-    switch (QChar::category(c)) {
-    case QChar::Letter_Uppercase:
-    case QChar::Letter_Lowercase:
-    case QChar::Letter_Titlecase:
-    case QChar::Letter_Modifier:
-    case QChar::Letter_Other:
-    case QChar::Mark_SpacingCombining:
-    case QChar::Mark_Enclosing:
-    case QChar::Number_DecimalDigit:
-    case QChar::Number_Letter:
-    case QChar::Number_Other:
-        return true;
-    default:
-        return false; // non-spacing marks are the accents the key ignores
-    }
-}
-
 } // namespace
 
-QString key(const QString &text)
-{
-    // Compatibility decomposition folds full-width forms and splits accents
-    // off their letters; case folding after it catches what decomposing exposed.
-    const QString folded = traditionalToSimplified(text).normalized(QString::NormalizationForm_KD).toCaseFolded();
-    QString kept;
-    kept.reserve(folded.size());
-    for (const char32_t c : folded.toUcs4()) {
-        if (keptInKey(c))
-            kept.append(QString::fromUcs4(&c, 1));
-    }
-    return kept.normalized(QString::NormalizationForm_C);
-}
+QString key(const QString &text) { return TrackMatching::normalized(text); }
 
 QStringList words(const QString &text)
 {
