@@ -37,6 +37,10 @@ QCoro::Task<std::optional<QString>> GuestHouse::call(QString host, QString path,
     request.setHeader("SOAPACTION", action.toUtf8()); // no quotes in this flavour
     try {
         const HttpResponse response = co_await m_transport.send(std::move(request));
+        if (response.status == 403)
+            m_refused.insert(host);
+        else
+            m_refused.remove(host);
         if (!response.ok())
             co_return std::nullopt;
         co_return QString::fromUtf8(response.body);
@@ -432,7 +436,10 @@ QCoro::Task<GuestHouse::Snapshot> GuestHouse::discover(QHash<QString, QString> f
             groups.append(*g);
     }
     std::stable_sort(groups.begin(), groups.end(), [](const GroupAttributes &a, const GroupAttributes &b) { return a.id < b.id; });
-    co_return snapshot(rooms(groups, byID, names), byID, names);
+    Snapshot result = snapshot(rooms(groups, byID, names), byID, names);
+    if (result.groups.isEmpty())
+        result.localControlOff = std::any_of(hosts.begin(), hosts.end(), [this](const QString &h) { return refusesLocalControl(h); });
+    co_return result;
 }
 
 } // namespace velotte

@@ -8,6 +8,7 @@
 
 #include <QCoroTask>
 #include <QHash>
+#include <QSet>
 
 #include <functional>
 #include <optional>
@@ -36,6 +37,8 @@ public:
         QList<SonosPlayer> players;
         QList<SonosGroup> groups;
         QHash<QString, QString> hosts; // player id -> host
+        // No rooms because the speakers refuse local control (HTTP 403).
+        bool localControlOff = false;
     };
     struct Now {
         QString title;
@@ -62,6 +65,9 @@ public:
 
     explicit GuestHouse(HttpTransport &transport = NetworkTransport::shared());
     HttpTransport &http() const { return m_transport; }
+    // Whether the speaker's last answer was 403: local control switched off,
+    // the default of newer firmware.
+    bool refusesLocalControl(const QString &host) const { return m_refused.contains(host); }
 
     QCoro::Task<std::optional<QString>> call(QString host, QString path, QString action, QString body);
 
@@ -103,6 +109,7 @@ private:
     QCoro::Task<bool> send(QString host, QString path, QString service, QString action, QString inner);
 
     HttpTransport &m_transport;
+    QSet<QString> m_refused;
 };
 
 } // namespace velotte

@@ -45,6 +45,13 @@ QString HouseSession::groupName(const QString &groupID) const
     return QStringLiteral("this room");
 }
 
+void HouseSession::speakerFailed(const std::optional<QString> &host) const
+{
+    if (host && m_services.local && m_services.local->localControlOff && m_services.local->localControlOff(*host))
+        throw LocalControlOff();
+    throw SpeakerUnreachable();
+}
+
 std::optional<QString> HouseSession::guestHost(const QString &groupID) const
 {
     for (const SonosGroup &g : m_groups) {

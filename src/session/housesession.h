@@ -30,6 +30,17 @@ enum class AppleMusicAction;
 struct LocalPorts;
 struct PendingSends;
 
+// A speaker that refuses every action: newer firmware ships with local
+// control switched off.
+class LocalControlOff : public Failure {
+public:
+    LocalControlOff() : Failure(QStringLiteral("local control switched off")) {}
+    QString sentence() const override
+    {
+        return QStringLiteral("This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer.");
+    }
+};
+
 // A speaker on the local network that gave no answer.
 class SpeakerUnreachable : public Failure {
 public:
@@ -308,6 +319,8 @@ private:
     QCoro::Task<bool> sendVolumeToGroup(QString groupID, int volume);
     QCoro::Task<std::optional<QString>> findBassHost(QString groupID);
     QCoro::Task<std::optional<QString>> playerHost(QString playerID);
+    // Throws the failure that explains why the speaker at `host` did nothing.
+    [[noreturn]] void speakerFailed(const std::optional<QString> &host) const;
     void setBassValue(double bass);
     void setBassNote(const std::optional<QString> &note);
     // music.cpp

@@ -10,6 +10,7 @@
 namespace velotte {
 
 namespace {
+const QString localControlOff = QStringLiteral("Your Sonos speakers have local control switched off. Switch it on in the Sonos app, or sign in to Sonos to use them through your account.");
 const QString noSpeakers = QStringLiteral("No Sonos speakers were found. Check that this computer and your speakers are on the same Wi-Fi network.");
 }
 
@@ -188,7 +189,7 @@ QCoro::Task<void> HouseSession::discoverLocalRooms()
     if (connection != m_connectionID || m_demo)
         co_return;
     if (snapshot.groups.isEmpty()) {
-        setNote(noSpeakers);
+        setNote(snapshot.localControlOff ? localControlOff : noSpeakers);
         co_return;
     }
     // Local rooms: the cloud's household is left behind.
@@ -201,7 +202,7 @@ QCoro::Task<void> HouseSession::discoverLocalRooms()
     setPhase(Phase::ready);
     if (!activeGroup())
         setActiveGroupID(snapshot.groups.first().id);
-    if (m_note == noSpeakers)
+    if (m_note == noSpeakers || m_note == localControlOff)
         setNote(std::nullopt);
     if (m_pollingEnabled && !m_isBootstrapping)
         startClock();

@@ -22,6 +22,7 @@ std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
     p->setVolume = [h](QString host, int volume) { return h->setVolume(host, volume); };
     p->setMuted = [h](QString host, bool muted) { return h->setMuted(host, muted); };
     p->bass = bass.read;
+    p->localControlOff = [h](QString host) { return h->refusesLocalControl(host); };
     p->setBass = bass.write;
     p->hostForPlayer = [bass](QString player) -> QCoro::Task<std::optional<QString>> {
         const QHash<QString, QString> services = co_await bass.discover();

@@ -36,6 +36,8 @@ struct LocalPorts {
     // Bass is always local, even in cloud operation.
     std::function<QCoro::Task<std::optional<QString>>(QString playerID)> hostForPlayer; // found by Bonjour
     std::function<QCoro::Task<std::optional<int>>(QString host)> bass;
+    // Whether the speaker at `host` refused its last action with 403.
+    std::function<bool(QString host)> localControlOff;
     std::function<QCoro::Task<bool>(QString host, int bass)> setBass;
     // Apple Music straight into a coordinator's queue. Unlike the rest,
     // queueing throws: its failures carry sentences of their own.

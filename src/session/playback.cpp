@@ -57,11 +57,11 @@ QCoro::Task<void> HouseSession::sendToggle(bool play, QString groupID, QUuid com
         if (m_guest) {
             const auto host = guestHost(groupID);
             if (!host || !m_services.local)
-                throw SpeakerUnreachable();
+                speakerFailed(host);
             const QString verb = play ? QStringLiteral("Play") : QStringLiteral("Pause");
             const bool sent = co_await m_services.local->transport(verb, *host);
             if (!sent)
-                throw SpeakerUnreachable();
+                speakerFailed(host);
         } else if (m_services.api) {
             co_await m_services.api->setPlaying(groupID, play);
         }
@@ -128,7 +128,7 @@ QCoro::Task<void> HouseSession::sendSkip(int kind, QString groupID, QUuid comman
             else if (ok)
                 ok = co_await m_services.local->transport(kind == next ? QStringLiteral("Next") : QStringLiteral("Previous"), *host);
             if (!ok)
-                throw SpeakerUnreachable();
+                speakerFailed(host);
         } else if (m_services.api) {
             if (kind == restart)
                 co_await m_services.api->seek(groupID, 0);

@@ -116,8 +116,9 @@ QCoro::Task<void> HouseSession::refreshGuestPlayback()
     if (!self || token != m_playbackRefreshID)
         co_return;
     if (!now) {
-        m_playbackReadNote = localReadFailed;
-        setNote(localReadFailed);
+        const bool refused = host && m_services.local->localControlOff && m_services.local->localControlOff(*host);
+        m_playbackReadNote = refused ? LocalControlOff().sentence() : localReadFailed;
+        setNote(m_playbackReadNote);
         Q_EMIT readFinished();
         co_return;
     }

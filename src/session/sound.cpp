@@ -192,7 +192,7 @@ QCoro::Task<void> HouseSession::refreshPlayerVolumes()
         if (!self || connection != m_connectionID)
             co_return;
         if (!volume)
-            throw SpeakerUnreachable();
+            speakerFailed(m_guest ? std::optional<QString>(m_guestHosts.value(player)) : std::nullopt);
         // A room being dragged keeps the value under the finger.
         if (!m_volumeTasks.contains(player))
             m_playerVolumes[player] = std::clamp(*volume, 0, 100);
@@ -215,7 +215,7 @@ QCoro::Task<void> HouseSession::refreshRoomControls()
             if (host && m_services.local && m_services.local->nowPlaying)
                 now = co_await m_services.local->nowPlaying(*host);
             if (!now)
-                throw SpeakerUnreachable();
+                speakerFailed(host);
             if (self && connection == m_connectionID) {
                 setIsPlaying(now->playing);
                 if (now->volume && !m_adjustingGroupVolume)

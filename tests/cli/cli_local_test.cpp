@@ -116,10 +116,24 @@ TEST_F(CliLocal, FaultsGiveTheSentences)
     EXPECT_EQ(refused.exit, 1);
     EXPECT_EQ(refused.err.trimmed(), QStringLiteral("Could not pause in Living Room. The speaker did not answer. Check that it is on the same Wi-Fi network."));
 
+    // Local control switched off answers 403 to everything: said plainly.
     living().forbidden = true;
     const auto status = ctl({QStringLiteral("status")});
     EXPECT_EQ(status.exit, 1);
-    EXPECT_TRUE(status.out.contains(QStringLiteral("Could not reach this room. Check that your speakers are on the same Wi-Fi network.")));
+    EXPECT_TRUE(status.out.contains(QStringLiteral("This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer.")))
+        << status.out.toStdString() << status.err.toStdString();
+    const auto play = ctl({QStringLiteral("play")});
+    EXPECT_EQ(play.exit, 1);
+    EXPECT_TRUE(play.err.contains(QStringLiteral("This speaker has local control switched off."))) << play.err.toStdString();
+    for (auto &s : speakers.speakers)
+        s.forbidden = true;
+    const auto rooms = ctl({QStringLiteral("rooms")});
+    EXPECT_EQ(rooms.exit, 1);
+    EXPECT_TRUE((rooms.out + rooms.err)
+                    .contains(QStringLiteral("Your Sonos speakers have local control switched off. Switch it on in the Sonos app, or sign in to Sonos to use them through your account.")))
+        << rooms.err.toStdString();
+    for (auto &s : speakers.speakers)
+        s.forbidden = false;
 
     living().forbidden = false;
     living().latencyMs = 6000; // longer than the 4-second time-out
