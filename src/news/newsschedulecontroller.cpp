@@ -122,7 +122,7 @@ void NewsScheduleController::setMessage(std::optional<QString> message, bool fai
 
 void NewsScheduleController::show(const std::exception &error)
 {
-    qCWarning(lcNews) << "news operation failed:" << error.what();
+    qCDebug(lcNews) << "news operation failed:" << error.what();
     setMessage(sentenceOf(error), true);
 }
 
@@ -183,7 +183,7 @@ QCoro::Task<bool> NewsScheduleController::run(NewsSessionPort &session, QString 
         success = co_await operation(host, scope);
     } catch (const Cancelled &) {
     } catch (const std::exception &error) {
-        qCWarning(lcNews) << "news operation failed:" << error.what();
+        qCDebug(lcNews) << "news operation failed:" << error.what();
         failure = sentenceOf(error);
     }
     if (!self)
@@ -316,7 +316,7 @@ QCoro::Task<bool> NewsScheduleController::play(NewsSchedule schedule, NewsSessio
         played = bulletin;
     } catch (const Cancelled &) {
     } catch (const std::exception &error) {
-        qCWarning(lcNews) << "Play now failed:" << error.what();
+        qCDebug(lcNews) << "Play now failed:" << error.what();
         failure = sentenceOf(error);
     }
     session.setSendingPlaybackCommand(false);
