@@ -1,5 +1,6 @@
 #include "clirunner.h"
 
+#include "services/fakecloud.h"
 #include "services/fakemodel.h"
 
 #include <QDir>
@@ -14,6 +15,8 @@ using namespace velotte;
 using namespace velotte::test;
 
 namespace {
+
+QStringList lines(const QString &out) { return out.split(QLatin1Char('\n'), Qt::SkipEmptyParts); }
 
 // The browse commands on the demo household, with a model server on loopback.
 struct CliBrowse : ::testing::Test {
@@ -37,7 +40,6 @@ struct CliBrowse : ::testing::Test {
         args.prepend(QStringLiteral("--demo"));
         return runCli(args, home);
     }
-    QStringList lines(const QString &out) { return out.split(QLatin1Char('\n'), Qt::SkipEmptyParts); }
 };
 
 } // namespace
@@ -152,4 +154,112 @@ TEST_F(CliBrowse, SuggestionsFromTheModelOrFromTheFavorites)
 
     // The demo keeps no history, and says so.
     EXPECT_EQ(ctl({QStringLiteral("history")}).out.trimmed(), QStringLiteral("The demo household keeps no history."));
+}
+
+namespace {
+
+// The same commands on a signed-in household of the fake cloud, where the
+// play history is kept. Runs on a private bus with its own keyring.
+struct CliBrowseAccount : ::testing::Test {
+    QTemporaryDir home;
+    fake::FakeCloud cloud;
+    QString secrets;
+
+    void SetUp() override
+    {
+        if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+            GTEST_SKIP() << "no session bus with a keyring";
+        ASSERT_TRUE(cloud.listen());
+        cloud.requireIssuedTokens();
+        secrets = home.filePath(QStringLiteral("SonosSecrets.plist"));
+        QFile f(secrets);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        const QString base = cloud.baseUrl().toString();
+        f.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                               "<key>ClientID</key><string>%1</string><key>ClientSecret</key><string>%2</string>"
+                               "<key>APIRoot</key><string>%3/control/api/v1</string>"
+                               "<key>AuthorizeURL</key><string>%3/login/v3/oauth</string>"
+                               "<key>TokenURL</key><string>%3/login/v3/oauth/access</string></dict></plist>\n")
+                    .arg(cloud.signIn.clientID, cloud.signIn.clientSecret, base)
+                    .toUtf8());
+        f.close();
+        // Suggestions must never reach a model server outside this test.
+        QDir().mkpath(home.filePath(QStringLiteral("config/velotte")));
+        QSettings(home.filePath(QStringLiteral("config/velotte/velotte.conf")), QSettings::IniFormat)
+            .setValue(QStringLiteral("services/model"), QStringLiteral("http://127.0.0.1:9"));
+        ASSERT_EQ(login(), 0);
+    }
+    CliResult ctl(const QStringList &args) { return runCli(args, home, 30000, secrets); }
+    // Signs in from the terminal, answering the sign-in page as a browser would.
+    int login()
+    {
+        QProcess p;
+        prepare(p, home, secrets);
+        p.start(QStringLiteral(VELOTTECTL), {QStringLiteral("login"), QStringLiteral("--no-browser")});
+        QString out;
+        QUrl url;
+        QElapsedTimer t;
+        t.start();
+        while (url.isEmpty() && t.elapsed() < 20000 && p.state() != QProcess::NotRunning) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
+            out += QString::fromUtf8(p.readAllStandardOutput());
+            for (const QString &line : out.split(QLatin1Char('\n'))) {
+                if (line.startsWith(QLatin1String("http")))
+                    url = QUrl(line.trimmed());
+            }
+        }
+        if (url.isEmpty())
+            return -1;
+        fake::Request r;
+        r.method = "GET";
+        r.target = url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority);
+        r.url = QUrl(QStringLiteral("http://fake") + QString::fromUtf8(r.target));
+        QByteArray location;
+        for (const auto &h : cloud.respond(r).headers) {
+            if (h.first == "Location")
+                location = h.second;
+        }
+        p.write(location + '\n');
+        p.closeWriteChannel();
+        while (p.state() != QProcess::NotRunning && t.elapsed() < 20000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
+        return p.exitCode();
+    }
+    QVariant stored(const QString &key) const
+    {
+        return QSettings(home.filePath(QStringLiteral("config/velotte/velotte.conf")), QSettings::IniFormat).value(key);
+    }
+};
+
+} // namespace
+
+TEST_F(CliBrowseAccount, PlayedFavoritesAreRememberedPerHousehold)
+{
+    EXPECT_EQ(ctl({QStringLiteral("history")}).out.trimmed(), QStringLiteral("No favorites played yet."));
+    ASSERT_EQ(ctl({QStringLiteral("play-favorite"), QStringLiteral("Morning Coffee")}).exit, 0);
+    ASSERT_EQ(ctl({QStringLiteral("play-favorite"), QStringLiteral("Mozart - Piano Concerto No. 21")}).exit, 0);
+    ASSERT_EQ(ctl({QStringLiteral("play-favorite"), QStringLiteral("Morning Coffee")}).exit, 0);
+    EXPECT_EQ(ctl({QStringLiteral("play-favorite"), QStringLiteral("The Daily")}).exit, 0);
+    const auto history = ctl({QStringLiteral("history")});
+    ASSERT_EQ(history.exit, 0) << history.err.toStdString();
+    EXPECT_EQ(lines(history.out), (QStringList{QStringLiteral("Morning Coffee  · Spotify"), QStringLiteral("Mozart - Piano Concerto No. 21  · Apple Music")}))
+        << "newest first, once each, no podcast";
+
+    // Kept as a JSON array of favorites under the household's own key.
+    const QJsonArray saved =
+        QJsonDocument::fromJson(stored(QStringLiteral("sonos.recentFavorites.v1.") + cloud.householdID()).toByteArray()).array();
+    ASSERT_EQ(saved.size(), 2);
+    EXPECT_EQ(saved[0][QStringLiteral("id")].toString(), QStringLiteral("7"));
+    EXPECT_EQ(saved[1][QStringLiteral("name")].toString(), QStringLiteral("Mozart - Piano Concerto No. 21"));
+
+    // Pins follow the household too; the podcast can be pinned but is not shown.
+    EXPECT_EQ(ctl({QStringLiteral("pin"), QStringLiteral("radio paradise")}).exit, 0);
+    EXPECT_EQ(ctl({QStringLiteral("pin"), QStringLiteral("The Daily")}).exit, 0);
+    EXPECT_EQ(lines(ctl({QStringLiteral("pins")}).out), QStringList{QStringLiteral("Radio Paradise  · TuneIn")});
+    EXPECT_EQ(stored(QStringLiteral("sonos.quickPicks.") + cloud.householdID()).toStringList(), (QStringList{QStringLiteral("9"), QStringLiteral("11")}));
+
+    // The history ranks suggestions when no model answers.
+    const auto suggested = ctl({QStringLiteral("suggest"), QStringLiteral("something for the morning")});
+    EXPECT_EQ(lines(suggested.out).first(), QStringLiteral("1. Morning Coffee  · Spotify"));
+    EXPECT_EQ(lines(suggested.out).last(), QStringLiteral("Apple Intelligence is unavailable. Suggestions from your favorites are ready."));
 }
