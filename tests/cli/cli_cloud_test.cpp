@@ -334,3 +334,17 @@ TEST_F(CliCloud, FavoritesAndPlaylistsChangeWhatPlays)
     EXPECT_TRUE(partial.err.trimmed().endsWith(QStringLiteral("\nStarted 1 of 3 favorites. The remaining music could not be added."))) << partial.err.toStdString();
     EXPECT_EQ(living().queue, QStringList{QStringLiteral("Morning Coffee")});
 }
+
+TEST_F(CliCloud, DoctorExplainsTheAccount)
+{
+    ctl({QStringLiteral("logout")}); // the keyring outlives each test
+    auto r = ctl({QStringLiteral("doctor")});
+    EXPECT_EQ(r.exit, 1);
+    EXPECT_TRUE(r.out.contains(QStringLiteral("✗ You are not signed in to Sonos. Run velottectl login, or use the speakers without an account with --guest.")))
+        << r.out.toStdString();
+    ASSERT_EQ(login(), 0);
+    cloud.addFault({.method = "GET", .path = QRegularExpression(QStringLiteral("^households$")), .status = 429, .headers = {{"Retry-After", "600"}}});
+    r = ctl({QStringLiteral("doctor")});
+    EXPECT_TRUE(r.out.contains(QStringLiteral("✗ Sonos is limiting requests from this account until "))) << r.out.toStdString();
+    EXPECT_FALSE(r.out.contains(QStringLiteral("not signed in")));
+}
