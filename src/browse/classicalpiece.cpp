@@ -3,6 +3,7 @@
 #include "textmatch.h"
 
 #include <QCollator>
+#include <QHash>
 #include <QRegularExpression>
 #include <QSet>
 
@@ -154,6 +155,18 @@ const std::vector<Phrase> &workPhrases()
     return list;
 }
 
+const QHash<QString, std::vector<const Phrase *>> &phrasesByFirstWord()
+{
+    static const QHash<QString, std::vector<const Phrase *>> index = [] {
+        QHash<QString, std::vector<const Phrase *>> byFirst;
+        for (const Phrase &phrase : workPhrases())
+            if (!phrase.words.isEmpty())
+                byFirst[phrase.words.first()].push_back(&phrase);
+        return byFirst;
+    }();
+    return index;
+}
+
 // German writes the kind as the end of a compound ("Klavierkonzert").
 ClassicalWork compoundWork(const QString &word)
 {
@@ -167,12 +180,43 @@ ClassicalWork compoundWork(const QString &word)
     return ClassicalWork::all;
 }
 
+// Each alias split into words once and found by its first word, not
+// compared whole on every parse.
+const QHash<QString, std::vector<std::pair<QStringList, QString>>> &composerAliases()
+{
+    static const QHash<QString, std::vector<std::pair<QStringList, QString>>> aliases = [] {
+        QHash<QString, std::vector<std::pair<QStringList, QString>>> byFirst;
+        for (const Composer &composer : knownComposers())
+            for (const char16_t *alias : composer.aliases) {
+                const QStringList words = TextMatch::words(QString::fromUtf16(alias));
+                if (!words.isEmpty())
+                    byFirst[words.first()].emplace_back(words, QString::fromUtf16(composer.name));
+            }
+        return byFirst;
+    }();
+    return aliases;
+}
+
+bool wordsAt(const QStringList &words, qsizetype start, const QStringList &phrase)
+{
+    if (start + phrase.size() > words.size())
+        return false;
+    for (qsizetype k = 0; k < phrase.size(); ++k)
+        if (words[start + k] != phrase[k])
+            return false;
+    return true;
+}
+
 QString knownComposerIn(const QStringList &words)
 {
-    for (const Composer &composer : knownComposers())
-        for (const char16_t *alias : composer.aliases)
-            if (TextMatch::containsPhrase(words, TextMatch::words(QString::fromUtf16(alias))))
-                return QString::fromUtf16(composer.name);
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const auto found = composerAliases().constFind(words[i]);
+        if (found == composerAliases().constEnd())
+            continue;
+        for (const auto &[alias, name] : *found)
+            if (wordsAt(words, i, alias))
+                return name;
+    }
     return {};
 }
 
@@ -197,39 +241,30 @@ std::pair<QString, QString> splitComposer(const QString &title)
     return {title.left(match.capturedStart()).trimmed(), title.mid(match.capturedEnd()).trimmed()};
 }
 
-bool mentionsClassical(const QString &text)
+bool mentionsClassical(const QStringList &words)
 {
     static const QStringList hints = {QStringLiteral("classical"), QStringLiteral("classique"), QStringLiteral("klassik"),
                                       QStringLiteral("clasica"), QStringLiteral("classica")};
-    const QStringList words = TextMatch::words(text);
     return std::any_of(words.begin(), words.end(), [](const QString &word) { return hints.contains(word); });
 }
 
-bool looksLikeName(const QString &text)
+bool looksLikeName(const QString &text, const QStringList &words)
 {
     static const QRegularExpression digit(QStringLiteral(R"(\d)"));
-    const qsizetype count = TextMatch::words(text).size();
-    return count >= 1 && count <= 4 && !text.contains(digit);
+    return words.size() >= 1 && words.size() <= 4 && !text.contains(digit);
 }
 
-} // namespace
-
-ClassicalWork ClassicalPiece::workOf(const QString &text)
+ClassicalWork workOfWords(const QStringList &words)
 {
-    const QStringList words = TextMatch::words(text);
     for (qsizetype i = 0; i < words.size(); ++i) {
         // The longest phrase starting here wins ("sinfonia concertante").
         const Phrase *best = nullptr;
-        for (const Phrase &phrase : workPhrases()) {
-            if (phrase.words.isEmpty() || i + phrase.words.size() > words.size())
-                continue;
-            if (best && best->words.size() >= phrase.words.size())
-                continue;
-            bool all = true;
-            for (qsizetype k = 0; k < phrase.words.size() && all; ++k)
-                all = words[i + k] == phrase.words[k];
-            if (all)
-                best = &phrase;
+        const auto candidates = phrasesByFirstWord().constFind(words[i]);
+        if (candidates != phrasesByFirstWord().constEnd()) {
+            for (const Phrase *phrase : *candidates) {
+                if ((!best || phrase->words.size() > best->words.size()) && wordsAt(words, i, phrase->words))
+                    best = phrase;
+            }
         }
         if (best)
             return best->work;
@@ -239,30 +274,37 @@ ClassicalWork ClassicalPiece::workOf(const QString &text)
     return ClassicalWork::all;
 }
 
+} // namespace
+
+ClassicalWork ClassicalPiece::workOf(const QString &text) { return workOfWords(TextMatch::words(text)); }
+
 std::optional<ClassicalPiece> ClassicalPiece::parse(const QString &title, const QString &detail)
 {
     const auto [prefix, rest] = splitComposer(title);
-    const QString workText = rest.isEmpty() ? title : rest;
+    const QStringList titleWords = TextMatch::words(title);
+    const QStringList detailWords = TextMatch::words(detail);
+    const QStringList prefixWords = TextMatch::words(prefix);
+    const QStringList restWords = rest.isEmpty() ? titleWords : TextMatch::words(rest);
 
     ClassicalPiece piece;
-    piece.work = workOf(workText);
+    piece.work = workOfWords(restWords);
     if (piece.work == ClassicalWork::all)
-        piece.work = workOf(detail);
+        piece.work = workOfWords(detailWords);
 
-    piece.composer = knownComposerIn(TextMatch::words(prefix));
+    piece.composer = knownComposerIn(prefixWords);
     if (piece.composer.isEmpty())
-        piece.composer = knownComposerIn(TextMatch::words(title));
+        piece.composer = knownComposerIn(titleWords);
     if (piece.composer.isEmpty())
-        piece.composer = knownComposerIn(TextMatch::words(detail));
+        piece.composer = knownComposerIn(detailWords);
     // An unknown name before the separator is a composer only when what follows
     // is plainly a classical work; "Coldplay - Yellow" is not.
-    if (piece.composer.isEmpty() && !rest.isEmpty() && looksLikeName(prefix)
-        && (workOf(rest) != ClassicalWork::all || hasCatalogueNumber(rest)))
+    if (piece.composer.isEmpty() && !rest.isEmpty() && looksLikeName(prefix, prefixWords)
+        && (workOfWords(restWords) != ClassicalWork::all || hasCatalogueNumber(rest)))
         piece.composer = prefix;
 
     // A kind of work alone is not enough: pop titles say "Symphony" or "Opera"
     // too. A catalogue number or the word "classical" settles it.
-    if (piece.composer.isEmpty() && !hasCatalogueNumber(title) && !mentionsClassical(title + u' ' + detail))
+    if (piece.composer.isEmpty() && !hasCatalogueNumber(title) && !mentionsClassical(titleWords) && !mentionsClassical(detailWords))
         return std::nullopt;
     return piece;
 }

@@ -61,28 +61,39 @@ QString key(const QString &text) { return TrackMatching::normalized(text); }
 QStringList words(const QString &text)
 {
     QStringList result;
-    const QList<uint> points = text.toUcs4();
-    QString current;
-    auto flush = [&] {
-        if (current.isEmpty())
+    qsizetype start = -1; // where the current word began
+    auto flush = [&](qsizetype end) {
+        if (start < 0)
             return;
-        const QString key = TextMatch::key(current);
+        const QString key = TextMatch::key(text.mid(start, end - start));
         if (!key.isEmpty())
             result.append(key);
-        current.clear();
+        start = -1;
     };
-    for (qsizetype i = 0; i < points.size(); ++i) {
-        const char32_t c = points[i];
-        // "Don't" stays one word; a quote mark around a word does not.
-        const bool innerApostrophe = isApostrophe(c) && !current.isEmpty() && i + 1 < points.size()
-                                     && QChar::isLetterOrNumber(points[i + 1]);
-        if (!innerApostrophe && isSeparator(c)) {
-            flush();
-            continue;
+    auto codePointAt = [&](qsizetype i, qsizetype *length) {
+        if (text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
+            *length = 2;
+            return char32_t(QChar::surrogateToUcs4(text.at(i), text.at(i + 1)));
         }
-        current.append(QString::fromUcs4(&c, 1));
+        *length = 1;
+        return char32_t(text.at(i).unicode());
+    };
+    for (qsizetype i = 0; i < text.size();) {
+        qsizetype length = 1;
+        const char32_t c = codePointAt(i, &length);
+        // "Don't" stays one word; a quote mark around a word does not.
+        bool innerApostrophe = false;
+        if (isApostrophe(c) && start >= 0 && i + length < text.size()) {
+            qsizetype nextLength = 1;
+            innerApostrophe = QChar::isLetterOrNumber(codePointAt(i + length, &nextLength));
+        }
+        if (!innerApostrophe && isSeparator(c))
+            flush(i);
+        else if (start < 0)
+            start = i;
+        i += length;
     }
-    flush();
+    flush(text.size());
     return result;
 }
 
