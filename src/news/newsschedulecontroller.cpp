@@ -67,9 +67,8 @@ NewsAlarmClient NewsScheduleController::client(NewsSessionPort &session, const Q
 }
 
 void NewsScheduleController::check(const QPointer<NewsScheduleController> &self, NewsSessionPort &session, const QString &scope,
-                                   quint64 generation) const
+                                   quint64 generation)
 {
-    // Static in spirit: `this` is only touched through `self`.
     if (!self || stale(self, session, scope, generation, self->m_generation))
         throw Cancelled();
 }

@@ -8,6 +8,7 @@
 #include "core/http.h"
 
 #include <QObject>
+#include <QPointer>
 
 #include <functional>
 #include <optional>
@@ -74,7 +75,7 @@ private:
     // Lists and keeps the result; throws.
     QCoro::Task<void> load(NewsSessionPort &session, QString scope, QString host);
     // Throws Cancelled when the household moved on, or this object is gone.
-    void check(const QPointer<NewsScheduleController> &self, NewsSessionPort &session, const QString &scope, quint64 generation) const;
+    static void check(const QPointer<NewsScheduleController> &self, NewsSessionPort &session, const QString &scope, quint64 generation);
     void enter(const QString &scope);
     void setBusy(bool busy);
     void setMessage(std::optional<QString> message, bool failed);
