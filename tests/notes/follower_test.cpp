@@ -1,0 +1,104 @@
+#include "notes/nowplayingfollower.h"
+#include "notes/tracknotes.h"
+
+#include "testkit/testkit.h"
+
+#include <QUrl>
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+using namespace velotte::test;
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+// What the session shows, with the same property names and signals.
+class PlayingNow : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString title MEMBER title NOTIFY titleChanged)
+    Q_PROPERTY(QString artist MEMBER artist NOTIFY artistChanged)
+    Q_PROPERTY(QUrl artwork MEMBER artwork NOTIFY artworkChanged)
+    Q_PROPERTY(qint64 durationMillis MEMBER durationMillis NOTIFY durationMillisChanged)
+    Q_PROPERTY(qint64 positionMillis MEMBER positionMillis NOTIFY positionMillisChanged)
+public:
+    QString title;
+    QString artist;
+    QUrl artwork;
+    qint64 durationMillis = 0;
+    qint64 positionMillis = 0;
+
+    void show(const QString &t, const QString &a, qint64 d)
+    {
+        title = t;
+        Q_EMIT titleChanged();
+        artist = a;
+        Q_EMIT artistChanged();
+        durationMillis = d;
+        Q_EMIT durationMillisChanged();
+    }
+
+Q_SIGNALS:
+    void titleChanged();
+    void artistChanged();
+    void artworkChanged();
+    void durationMillisChanged();
+    void positionMillisChanged();
+};
+
+} // namespace
+
+TEST(NowPlayingFollower, OneLoadPerChangeOfTrack)
+{
+    RecordingTransport transport([](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.url.path() == u"/api/search"_s)
+            co_return reply(200, "[]");
+        co_return reply(200, "{}");
+    });
+    VirtualClock clock;
+    ServiceAddresses addresses;
+    addresses.lrclib = QUrl(u"http://127.0.0.1:7201"_s);
+    addresses.netease = QUrl(u"http://127.0.0.1:7202"_s);
+    addresses.kugou = QUrl(u"http://127.0.0.1:7203"_s);
+    addresses.itunes = QUrl(u"http://127.0.0.1:7204"_s);
+    TrackNotes notes(transport, clock, addresses);
+    PlayingNow session;
+    NowPlayingFollower follower(&session, &notes);
+
+    // Title, artist and duration change in one reading: one load, with all three.
+    session.show(u"Salt & Pepper"_s, u"The Condiments"_s, 201000);
+    drain();
+    EXPECT_EQ(notes.lyricTitle(), u"Salt & Pepper"_s);
+    EXPECT_EQ(notes.lyricArtists(), QStringList{u"The Condiments"_s});
+    EXPECT_EQ(notes.lyricDurationMillis(), 201000);
+    std::vector<QUrl> searches;
+    for (const HttpRequest &r : transport.requests) {
+        if (r.url.port() == 7201)
+            searches.push_back(r.url);
+    }
+    ASSERT_EQ(searches.size(), 1u);
+    EXPECT_EQ(QUrlQuery(searches[0]).queryItemValue(u"artist_name"_s, QUrl::FullyDecoded), u"The Condiments"_s);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable);
+    const auto asked = transport.requests.size();
+
+    // The position moving on is no new track.
+    session.positionMillis = 5000;
+    Q_EMIT session.positionMillisChanged();
+    session.show(u"Salt & Pepper"_s, u"The Condiments"_s, 201000);
+    drain();
+    EXPECT_EQ(transport.requests.size(), asked);
+
+    // New artwork is.
+    session.artwork = QUrl(u"http://127.0.0.1:7205/art.jpg"_s);
+    Q_EMIT session.artworkChanged();
+    drain();
+    EXPECT_EQ(notes.cover(), session.artwork);
+
+    // Nothing playing any more.
+    session.show(QString(), QString(), 0);
+    drain();
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::idle);
+}
+
+#include "follower_test.moc"
