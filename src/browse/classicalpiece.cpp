@@ -334,6 +334,8 @@ QStringList ClassicalPiece::composers(const QList<SonosFavorite> &favorites)
     return names;
 }
 
+QString ClassicalPiece::composerNamed(const QString &text) { return knownComposerIn(TextMatch::words(text)); }
+
 bool ClassicalPiece::sameComposer(const QString &a, const QString &b)
 {
     const QString key = TextMatch::normalized(a);

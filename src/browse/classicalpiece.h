@@ -32,6 +32,10 @@ struct ClassicalPiece {
     // each once, alphabetically.
     static QStringList composers(const QList<SonosFavorite> &favorites);
 
+    // The composer a name or spelling stands for ("Rachmaninov",
+    // "Tschaikowsky", "J. S. Bach"); empty when it names none we know.
+    static QString composerNamed(const QString &text);
+
     // Whether two composer names are the same person as far as the filter is
     // concerned (case, accents and script do not count).
     static bool sameComposer(const QString &a, const QString &b);

@@ -211,12 +211,20 @@ QList<SonosFavorite> SonosBrowseModel::rankedForRequest(const QString &request, 
     QList<Ranked> ranked;
     const std::optional<QString> artist = requestedArtist(request);
     if (artist) {
-        // An artist request only offers favorites that name the artist.
+        // An artist request only offers favorites that name the artist, in
+        // any spelling of a composer's name.
         const QStringList words = TextMatch::words(*artist);
+        const QString composer = ClassicalPiece::composerNamed(*artist);
         for (qsizetype i = 0; i < favorites.size(); ++i) {
             if (FavoriteMatch::isPodcast(favorites[i]))
                 continue;
-            if (const auto score = FavoriteMatch::matchScore(favorites[i], words))
+            std::optional<int> score = FavoriteMatch::matchScore(favorites[i], words);
+            if (!score && !composer.isEmpty()) {
+                const auto piece = ClassicalPiece::parse(favorites[i]);
+                if (piece && piece->composer == composer)
+                    score = 3000;
+            }
+            if (score)
                 ranked.append({*score, recency(favorites[i]), i});
         }
     } else {

@@ -111,6 +111,12 @@ TEST_F(Recommending, WithoutAModelTheFavoritesAreRankedWithTheHistory)
     await(plain.recommend(QStringLiteral("recommend songs by Brahms"), favorites));
     EXPECT_EQ(idsOf(plain.recommendations()), QStringList{QStringLiteral("f9")});
     EXPECT_EQ(plain.recommendationDetail(), QStringLiteral("Apple Intelligence is unavailable. Suggestions from your favorites are ready."));
+    // Another spelling of a composer's name finds the composer's works.
+    const QList<SonosFavorite> russian = {favorite(QStringLiteral("r1"), QStringLiteral("Tschaikowsky: Klavierkonzert Nr. 1")),
+                                          favorite(QStringLiteral("r2"), QStringLiteral("Rachmaninoff: Vespers")),
+                                          favorite(QStringLiteral("r3"), QStringLiteral("Tchaikovsky Radio"), QStringLiteral("Station"))};
+    await(plain.recommend(QStringLiteral("recommend music by Tchaikovsky"), russian));
+    EXPECT_EQ(idsOf(plain.recommendations()), (QStringList{QStringLiteral("r3"), QStringLiteral("r1")}));
 }
 
 TEST_F(Recommending, AFailedOrEmptyModelAnswerFallsBack)
