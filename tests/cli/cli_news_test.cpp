@@ -148,6 +148,12 @@ TEST_F(CliNews, RulesAndFailureSentences)
     expectFailure({u"news"_s, u"add"_s, u"Kitchen"_s, u"06:00"_s, u"weekdays"_s},
                   u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
     speakers.alarms.createConflict = 0;
+    for (auto &speaker : speakers.speakers)
+        speaker.upnpErrors.insert(u"ListAlarms"_s, 501);
+    expectFailure({u"news"_s, u"list"_s}, u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
+    expectFailure({u"news"_s, u"delete"_s, u"4"_s}, u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
+    for (auto &speaker : speakers.speakers)
+        speaker.upnpErrors.clear();
     EXPECT_EQ(speakers.alarms.alarms.size(), count);
     EXPECT_EQ(others(), before);
 
