@@ -14,12 +14,9 @@ namespace {
 
 // The string values of a property list's top-level dictionary; none when the
 // file is not a property list holding a dictionary.
-std::optional<std::map<QString, QString>> plistStrings(const QString &file)
+std::optional<std::map<QString, QString>> plistStrings(const QByteArray &document)
 {
-    QFile f(file);
-    if (!f.open(QIODevice::ReadOnly) || f.size() > 1024 * 1024)
-        return std::nullopt;
-    QXmlStreamReader xml(&f);
+    QXmlStreamReader xml(document);
     std::map<QString, QString> values;
     int depth = 0;
     bool sawDict = false;
@@ -82,7 +79,15 @@ SonosConfig SonosConfig::defaults()
 
 std::optional<SonosConfig> SonosConfig::read(const QString &file)
 {
-    const auto values = plistStrings(file);
+    QFile f(file);
+    if (!f.open(QIODevice::ReadOnly) || f.size() > 1024 * 1024)
+        return std::nullopt;
+    return parse(f.readAll());
+}
+
+std::optional<SonosConfig> SonosConfig::parse(const QByteArray &document)
+{
+    const auto values = plistStrings(document);
     if (!values)
         return std::nullopt;
     auto text = [&](const char *key) {

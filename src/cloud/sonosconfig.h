@@ -24,6 +24,7 @@ struct SonosConfig {
     // Reads one property-list file; none when it is not a dictionary with a
     // non-empty ClientID and ClientSecret.
     static std::optional<SonosConfig> read(const QString &file);
+    static std::optional<SonosConfig> parse(const QByteArray &document);
     // Files tried in order: $VELOTTE_SECRETS alone when set, otherwise each
     // name in the user's config dir and then the data dirs.
     static QStringList candidates();

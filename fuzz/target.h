@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+// One fuzz target per reader of outside input. Linked with libFuzzer, each
+// binary holds one target; linked with the replay driver, one program holds
+// them all and runs their seed corpora as a regression test.
+namespace velotte::fuzz {
+
+using Fn = void (*)(const QByteArray &data);
+struct Target {
+    const char *name;
+    Fn run;
+};
+std::vector<Target> &targets();
+
+// Bytes as the readers get them: UTF-8 text, invalid sequences and all.
+inline QString text(const QByteArray &data) { return QString::fromUtf8(data); }
+
+} // namespace velotte::fuzz
+
+#define VELOTTE_FUZZ_TARGET(NAME)                                                                                  \
+    static void fuzz_##NAME(const QByteArray &data);                                                              \
+    static const bool registered_##NAME = (velotte::fuzz::targets().push_back({#NAME, fuzz_##NAME}), true);      \
+    static void fuzz_##NAME(const QByteArray &data)
