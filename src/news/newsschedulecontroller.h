@@ -2,6 +2,7 @@
 
 #include "newsalarmclient.h"
 #include "newsbulletin.h"
+#include "newsschedulemodel.h"
 #include "newssessionport.h"
 
 #include "core/clock.h"
@@ -27,12 +28,14 @@ class NewsScheduleController : public QObject {
     Q_PROPERTY(QString bulletinTitle READ bulletinTitle NOTIFY bulletinChanged)
     Q_PROPERTY(QString programme READ programme CONSTANT)
     Q_PROPERTY(QString credit READ credit CONSTANT)
+    Q_PROPERTY(QAbstractListModel *scheduleModel READ scheduleModel CONSTANT)
 
 public:
     NewsScheduleController(HttpTransport &transport, NewsSource source, Clock &clock, QObject *parent = nullptr);
     ~NewsScheduleController() override;
 
     const QList<NewsSchedule> &schedules() const { return m_schedules; }
+    NewsScheduleModel *scheduleModel() { return &m_model; }
     bool busy() const { return m_busy; }
     bool loaded() const { return m_loaded; }
     std::optional<QString> message() const { return m_message; }
@@ -94,6 +97,7 @@ private:
     std::optional<QString> m_scope;
     quint64 m_generation = 0;
     CancelToken m_cancel;
+    NewsScheduleModel m_model{*this};
 };
 
 } // namespace velotte

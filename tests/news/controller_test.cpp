@@ -57,6 +57,18 @@ TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
     EXPECT_EQ(news.scope(), u"H1"_s);
     EXPECT_FALSE(news.message());
 
+    // The pane's rows follow the list.
+    QAbstractListModel *rows = news.scheduleModel();
+    ASSERT_EQ(rows->rowCount(), 6);
+    const QModelIndex first = rows->index(0);
+    EXPECT_EQ(rows->data(first, NewsScheduleModel::ScheduleIDRole), u"22"_s);
+    EXPECT_EQ(rows->data(first, NewsScheduleModel::TimeRole), u"05:59"_s);
+    EXPECT_EQ(rows->data(first, NewsScheduleModel::DaysRole), (QVariantList{0, 6}));
+    EXPECT_EQ(rows->data(first, NewsScheduleModel::LanguageRole), u"japanese"_s);
+    EXPECT_EQ(rows->roleNames().value(NewsScheduleModel::EnabledRole), QByteArray("enabled"));
+    news.reset(u"H9"_s);
+    EXPECT_EQ(rows->rowCount(), 0);
+
     QList<NewsSchedule> unsaved{schedule(u"B"_s, 7, 0), schedule(u"A"_s, 7, 0)};
     unsaved[0].id = u"2"_s;
     NewsScheduleController::sort(unsaved);
