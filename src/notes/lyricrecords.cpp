@@ -6,6 +6,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
+
 namespace velotte {
 
 using namespace Qt::Literals::StringLiterals;
@@ -55,7 +57,8 @@ qint64 integer(const QJsonObject &o, QLatin1StringView key)
     const auto value = number(o, key);
     if (!value)
         return 0;
-    if (*value != double(qint64(*value)))
+    // 2^63 as a double; beyond it the conversion would be undefined.
+    if (std::abs(*value) >= 9223372036854775808.0 || *value != std::trunc(*value))
         throw DecodeError(u"field %1 is not an integer"_s.arg(key));
     return o.value(key).toInteger();
 }

@@ -154,13 +154,7 @@ QString foldedKey(const QString &text)
         i += U16_LENGTH(c);
         if (!keeps(c))
             continue;
-        // Dropped marks may leave text that decomposes no further; keep scalars whole.
-        if (U_IS_BMP(c)) {
-            key.append(QChar(char16_t(c)));
-        } else {
-            key.append(QChar(char16_t(U16_LEAD(c))));
-            key.append(QChar(char16_t(U16_TRAIL(c))));
-        }
+        key.append(QChar::fromUcs4(char32_t(c)));
     }
     return key;
 }

@@ -327,8 +327,14 @@ QCoro::Task<std::optional<TrackNotes::Catalog>> TrackNotes::catalogMatch(QString
     if (script != Script::latin) {
         const QString name = script == Script::simplified ? u"simplified"_s : u"traditional"_s;
         try {
-            if (auto localized = co_await localizedSong(match->trackId, durationMillis, name, cancel))
-                match = localized;
+            const auto localized = co_await localizedSong(match->trackId, durationMillis, name, cancel);
+            // Taken only when the store really answered in the title's script.
+            if (localized) {
+                const QString shown = localized->trackName;
+                const bool inScript = script == Script::simplified ? TrackMatching::toSimplified(shown) == shown : TrackMatching::toTraditional(shown) == shown;
+                if (inScript)
+                    match = localized;
+            }
         } catch (const Cancelled &) {
             throw;
         } catch (const std::exception &) {

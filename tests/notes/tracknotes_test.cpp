@@ -276,6 +276,13 @@ TEST_F(Fixture, CatalogMatchAndArtwork)
     ASSERT_NE(lookup, transport.requests.end());
     EXPECT_EQ(lookup->url.query(), u"id=1700112236&country=cn&lang=zh_CN"_s);
 
+    // A Traditional title whose lookup comes back Simplified keeps the search's names.
+    load(u"夜車"_s, u"林曉風"_s, {}, 276000);
+    EXPECT_EQ(notes.album(), u"晚風裡的城市"_s);
+    const auto lastLookup = std::find_if(transport.requests.rbegin(), transport.requests.rend(),
+                                         [](const HttpRequest &r) { return r.url.path() == u"/lookup"_s; });
+    EXPECT_EQ(lastLookup->url.query(), u"id=1700112236&country=tw&lang=zh_TW"_s);
+
     // A failing catalog and picture leave the media empty and the lyrics alone.
     services[itunes] = [](const HttpRequest &) { return Answer{reply(500, "oops")}; };
     services[art] = [](const HttpRequest &) { return Answer{reply(404, "")}; };
