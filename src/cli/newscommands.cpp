@@ -17,20 +17,6 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// The session as the news controller sees it.
-class SessionNews final : public NewsSessionPort {
-public:
-    explicit SessionNews(HouseSession &session) : m_session(session) {}
-    QString newsHouseholdID() const override { return m_session.newsHouseholdID(); }
-    QCoro::Task<QString> newsHost(QString playerID) override { co_return co_await m_session.newsHost(playerID); }
-    bool musicBusy() const override { return m_sending || m_session.sendingPlaybackCommand() || m_session.musicQueueBusy(); }
-    void setSendingPlaybackCommand(bool sending) override { m_sending = sending; }
-
-private:
-    HouseSession &m_session;
-    bool m_sending = false;
-};
-
 const QStringList dayNames{u"sun"_s, u"mon"_s, u"tue"_s, u"wed"_s, u"thu"_s, u"fri"_s, u"sat"_s};
 
 std::optional<std::set<int>> parseDays(const QString &text)
@@ -339,7 +325,7 @@ public:
 
 private:
     Context &m_c;
-    SessionNews m_port;
+    HouseSession &m_port; // the session is the news controller's view of the household
     NewsScheduleController m_news;
 };
 
