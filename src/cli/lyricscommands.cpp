@@ -59,17 +59,6 @@ void printLyrics(Context &c, const TrackNotes &notes)
 
 bool settledState(TrackNotes::TrackLyricsState state) { return state != TrackNotes::loading; }
 
-// The last timed line that has begun at this position.
-int currentLine(const QList<TrackLine> &lines, qint64 position)
-{
-    int current = -1;
-    for (int i = 0; i < lines.size(); ++i) {
-        if (lines[i].time && *lines[i].time <= position)
-            current = i;
-    }
-    return current;
-}
-
 QCoro::Task<int> follow(Context &c, TrackNotes &notes, std::optional<int> seconds)
 {
     HouseSession &s = c.session();
@@ -94,7 +83,7 @@ QCoro::Task<int> follow(Context &c, TrackNotes &notes, std::optional<int> second
     auto mark = [&] {
         if (!shown || c.options().json)
             return;
-        const int now = currentLine(notes.lines(), s.positionMillis());
+        const int now = notes.lineAt(s.positionMillis());
         if (now == marked || now < 0) {
             marked = now;
             return;

@@ -56,6 +56,20 @@ std::optional<LyricsResult> TrackNotes::cachedLyrics(const QString &key) const
     return *it;
 }
 
+int TrackNotes::lineAt(qint64 positionMillis) const
+{
+    // Lines are ordered by time; untimed lines never become current.
+    int current = -1;
+    for (int i = 0; i < m_lines.size(); ++i) {
+        if (!m_lines[i].time)
+            continue;
+        if (*m_lines[i].time > positionMillis)
+            break;
+        current = i;
+    }
+    return current;
+}
+
 QCoro::Task<void> TrackNotes::waitForLyricsService(CancelToken cancel)
 {
     return m_providers.waitForLyricsService(std::move(cancel));

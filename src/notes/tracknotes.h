@@ -66,6 +66,9 @@ public:
     QCoro::Task<std::optional<QByteArray>> image(QUrl url, CancelToken cancel = {});
     QCoro::Task<std::optional<ItunesSong>> localizedSong(qint64 songID, qint64 durationMillis, QString script, CancelToken cancel = {});
 
+    // The line sung at this position: the last timed line that has begun; -1 before the first.
+    Q_INVOKABLE int lineAt(qint64 positionMillis) const;
+
     QUrl cover() const { return m_cover; }
     QByteArray picture() const { return m_picture; }
     QString album() const { return m_album; }

@@ -101,6 +101,10 @@ TEST_F(Fixture, EveryStateOfTheLoader)
     EXPECT_EQ(notes.lyricTitle(), u"Salt & Pepper"_s);
     EXPECT_EQ(notes.lyricArtists(), QStringList{u"The Condiments"_s});
     EXPECT_EQ(notes.lyricDurationMillis(), 201000);
+    EXPECT_EQ(notes.lineAt(0), -1);
+    EXPECT_EQ(notes.lineAt(12400), 0);
+    EXPECT_EQ(notes.lineAt(17849), 0);
+    EXPECT_EQ(notes.lineAt(900000), 1);
     EXPECT_EQ(notes.picture(), "PNGBYTES");
     EXPECT_EQ(notes.cover(), cover);
 
