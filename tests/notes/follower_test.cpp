@@ -1,8 +1,11 @@
 #include "notes/nowplayingfollower.h"
+#include "notes/tracklinesmodel.h"
 #include "notes/tracknotes.h"
 
 #include "testkit/testkit.h"
 
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -99,6 +102,35 @@ TEST(NowPlayingFollower, OneLoadPerChangeOfTrack)
     session.show(QString(), QString(), 0);
     drain();
     EXPECT_EQ(notes.lyricsState(), TrackNotes::idle);
+}
+
+TEST(TrackLinesModel, MirrorsTheLines)
+{
+    RecordingTransport transport([](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.url.path() == u"/api/search"_s)
+            co_return reply(200, R"([{"trackName":"Olive Oil Blues","artistName":"The Condiments","duration":234.0,"plainLyrics":"Pour it slow\nOlive oil blues","syncedLyrics":"[00:01.00]Pour it slow"}])");
+        co_return reply(200, "{}");
+    });
+    VirtualClock clock;
+    ServiceAddresses addresses;
+    addresses.lrclib = QUrl(u"http://127.0.0.1:7201"_s);
+    TrackNotes notes(transport, clock, addresses);
+    TrackLinesModel model(&notes);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Warning);
+    QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+
+    await(notes.load(u"Olive Oil Blues"_s, u"The Condiments"_s, {}, 234000));
+    ASSERT_EQ(model.rowCount(), 1);
+    const QModelIndex first = model.index(0);
+    EXPECT_EQ(model.data(first, TrackLinesModel::TextRole).toString(), u"Pour it slow"_s);
+    EXPECT_EQ(model.data(first, TrackLinesModel::TimeRole).toLongLong(), 1000);
+    EXPECT_TRUE(model.data(first, TrackLinesModel::TimedRole).toBool());
+    EXPECT_FALSE(model.index(5).isValid());
+    EXPECT_EQ(model.roleNames().value(TrackLinesModel::TimeRole), "time");
+
+    await(notes.load(QString(), QString(), {}, 0));
+    EXPECT_EQ(model.rowCount(), 0);
+    EXPECT_GE(resets.size(), 2);
 }
 
 #include "follower_test.moc"
