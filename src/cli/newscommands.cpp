@@ -133,6 +133,10 @@ public:
     // Reads the list through any speaker of the household.
     QCoro::Task<bool> read()
     {
+        if (m_c.session().demo()) {
+            m_c.err() << NewsScheduleController::demoText() << Qt::endl;
+            co_return false;
+        }
         const QList<SonosPlayer> &players = m_c.session().players();
         if (players.isEmpty()) {
             m_c.err() << "No speaker of this household can be reached." << Qt::endl;

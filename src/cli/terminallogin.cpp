@@ -77,7 +77,7 @@ QCoro::Task<QUrl> TerminalLoginPresenter::callback(QUrl authorizationURL, QStrin
     }
     m_out << "Then paste the address your browser was sent to:" << Qt::endl;
     const auto line = co_await readInputLine();
-    if (!line)
+    if (!line || line->trimmed().isEmpty()) // Enter alone gives nothing either
         throw LoginInputFailure(QStringLiteral("No address was given; the sign-in was not finished."));
     const QUrl redirect(QString::fromUtf8(*line).trimmed());
     if (!SonosLogin::isRedirect(redirect, redirectPrefix))

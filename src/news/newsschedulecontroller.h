@@ -31,6 +31,9 @@ class NewsScheduleController : public QObject {
     Q_PROPERTY(QAbstractListModel *scheduleModel READ scheduleModel CONSTANT)
 
 public:
+    // The demo household plays from no speaker, so it keeps no alarms.
+    static QString demoText() { return QStringLiteral("News alarms live on the speakers; the demo household has none."); }
+
     NewsScheduleController(HttpTransport &transport, NewsSource source, Clock &clock, QObject *parent = nullptr);
     ~NewsScheduleController() override;
 

@@ -177,6 +177,7 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
     EXPECT_EQ(login([](QByteArray) { return QByteArray("https://www.sonos.com/"); }), 1);
     EXPECT_TRUE(printed.last().contains(QStringLiteral("That is not the address Sonos sends you back to"))) << printed.last().toStdString();
     EXPECT_EQ(login([](QByteArray) { return QByteArray(); }), 1);
+    EXPECT_TRUE(printed.last().contains(QStringLiteral("No address was given; the sign-in was not finished."))) << printed.last().toStdString();
     EXPECT_EQ(cloud.signIn.tokenRequests, 0);
     // The token endpoint refuses the code.
     cloud.signIn.refuseStatus = 500;
@@ -188,8 +189,12 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
 TEST_F(CliCloud, LogoutForgetsEvenWithoutCredentials)
 {
     ASSERT_EQ(login(), 0);
-    EXPECT_EQ(runCli({QStringLiteral("logout")}, home).exit, 0); // no SonosSecrets.plist for this run
-    EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
+    const auto out = runCli({QStringLiteral("logout")}, home); // no SonosSecrets.plist for this run
+    EXPECT_EQ(out.exit, 0);
+    EXPECT_EQ(out.out.trimmed(), QStringLiteral("Signed out of Sonos."));
+    const auto account = ctl({QStringLiteral("account")});
+    EXPECT_EQ(account.exit, 1);
+    EXPECT_EQ(account.out.trimmed(), QStringLiteral("Not signed in to Sonos. Run velottectl login."));
 }
 
 TEST_F(CliCloud, UsageAndHelp)

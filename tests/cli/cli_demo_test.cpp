@@ -3,6 +3,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QDir>
+#include <QSettings>
 
 using namespace velotte::test;
 
@@ -47,4 +49,44 @@ TEST(CliDemo, NoSpeakersFoundIsAClearFailure)
     const auto r = runCli({QStringLiteral("--speakers"), QStringLiteral("127.0.44.250"), QStringLiteral("status")}, home);
     EXPECT_EQ(r.exit, 1);
     EXPECT_EQ(r.err.trimmed(), QStringLiteral("No Sonos speakers were found. Check that this computer and your speakers are on the same Wi-Fi network."));
+}
+
+// What the command line says to a person who types something it cannot do.
+// The demo household needs no network; services point at a closed port.
+TEST(CliDemo, EveryMistakeGetsItsSentence)
+{
+    QTemporaryDir home;
+    QDir().mkpath(home.filePath(QStringLiteral("config/velotte")));
+    QSettings config(home.filePath(QStringLiteral("config/velotte/velotte.conf")), QSettings::IniFormat);
+    for (const char *service : {"news", "lrclib", "netease", "kugou", "itunes", "model"})
+        config.setValue(QStringLiteral("services/") + QLatin1String(service), QStringLiteral("http://127.0.0.1:9"));
+    config.sync();
+    struct Case {
+        QStringList args;
+        int exit;
+        QString said;
+    };
+    const QString demo = QStringLiteral("--demo");
+    const std::vector<Case> cases{
+        {{demo, QStringLiteral("volume"), QStringLiteral("loud")}, 2, QStringLiteral("\"loud\" is not a volume. Use N, +N or -N.")},
+        {{demo, QStringLiteral("bass"), QStringLiteral("deep")}, 2, QStringLiteral("\"deep\" is not a bass level. Use a number from -10 to 10.")},
+        {{demo, QStringLiteral("mute"), QStringLiteral("maybe")}, 2, QStringLiteral("Say on, off or toggle.")},
+        {{demo, QStringLiteral("seek"), QStringLiteral("nowhere")}, 2, QStringLiteral("\"nowhere\" is not a position. Use M:SS, H:MM:SS or a percentage such as 40%.")},
+        {{demo, QStringLiteral("next"), QStringLiteral("twice")}, 2, QStringLiteral("This command takes no arguments.")},
+        {{demo, QStringLiteral("--room"), QStringLiteral("Attic"), QStringLiteral("status")}, 1, QStringLiteral("No room is called \"Attic\".")},
+        {{demo, QStringLiteral("frobnicate")}, 2, QStringLiteral("Unknown command \"frobnicate\". See velottectl --help.")},
+        {{QStringLiteral("--frob"), QStringLiteral("status")}, 2, QStringLiteral("Unknown option --frob. See velottectl --help.")},
+        {{demo, QStringLiteral("--guest"), QStringLiteral("status")}, 2, QStringLiteral("Choose one of --demo, --guest and --speakers.")},
+        {{demo, QStringLiteral("play-playlist"), QStringLiteral("Nope")}, 1, QStringLiteral("No playlist is called \"Nope\".")},
+        {{demo, QStringLiteral("favorites"), QStringLiteral("--frob")}, 2, QStringLiteral("Unknown argument \"--frob\" for favorites.")},
+        {{demo, QStringLiteral("news"), QStringLiteral("frob")}, 2, QStringLiteral("Unknown news subcommand \"frob\". Use list, add, edit, enable, disable, delete or play.")},
+        {{demo, QStringLiteral("news"), QStringLiteral("edit"), QStringLiteral("3"), QStringLiteral("blah")}, 2, QStringLiteral("\"blah\" is neither a time (HH:MM) nor days.")},
+        {{demo, QStringLiteral("news"), QStringLiteral("list")}, 1, QStringLiteral("News alarms live on the speakers; the demo household has none.")},
+        {{demo, QStringLiteral("doctor")}, 0, QStringLiteral("The demo household needs nothing; everything looks fine.")},
+    };
+    for (const Case &c : cases) {
+        const auto r = runCli(c.args, home);
+        EXPECT_EQ(r.exit, c.exit) << c.args.join(QLatin1Char(' ')).toStdString();
+        EXPECT_EQ((r.err + r.out).trimmed(), c.said) << c.args.join(QLatin1Char(' ')).toStdString();
+    }
 }
