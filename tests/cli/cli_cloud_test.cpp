@@ -183,6 +183,10 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
     cloud.signIn.refuseStatus = 500;
     EXPECT_EQ(login(), 1);
     EXPECT_TRUE(printed.last().contains(QStringLiteral("Sonos rejected the request (500). Try again."))) << printed.last().toStdString();
+    cloud.signIn.refuseStatus = 0;
+    cloud.signIn.malformed = true;
+    EXPECT_EQ(login(), 1);
+    EXPECT_TRUE(printed.last().contains(QStringLiteral("The data couldn’t be read because it isn’t in the correct format."))) << printed.last().toStdString();
     EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
 }
 

@@ -53,6 +53,7 @@ TEST(Tls, SelfSignedServerIsRefused)
         FAIL() << "a self-signed certificate was accepted";
     } catch (const TransportError &e) {
         EXPECT_EQ(e.kind(), TransportError::Kind::Tls) << e.what();
+        EXPECT_EQ(sentenceOf(e), QStringLiteral("A secure connection to the server couldn’t be made."));
     }
     EXPECT_FALSE(requestRead);
 }

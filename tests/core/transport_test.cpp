@@ -80,9 +80,19 @@ TEST_F(Transport, RefusedConnectionAndBadAddressFailCleanly)
 {
     HttpRequest request;
     request.url = QUrl(QStringLiteral("http://127.0.0.1:1/"));
-    EXPECT_THROW(test::await(transport.send(request)), TransportError);
+    try {
+        test::await(transport.send(request));
+        FAIL() << "a closed port answered";
+    } catch (const TransportError &e) {
+        EXPECT_EQ(sentenceOf(e), QStringLiteral("Could not connect to the server."));
+    }
     request.url = QUrl(QStringLiteral("not a url"));
-    EXPECT_THROW(test::await(transport.send(request)), TransportError);
+    try {
+        test::await(transport.send(request));
+        FAIL() << "an address without a scheme was sent";
+    } catch (const TransportError &e) {
+        EXPECT_EQ(sentenceOf(e), QStringLiteral("The address of the request is not valid."));
+    }
 }
 
 TEST_F(Transport, CancelAbortsTheReplyInFlight)
@@ -106,6 +116,7 @@ TEST_F(Transport, OversizedReplyIsRefused)
         FAIL() << "expected a refusal";
     } catch (const TransportError &e) {
         EXPECT_EQ(e.kind(), TransportError::Kind::TooLarge);
+        EXPECT_EQ(sentenceOf(e), QStringLiteral("The server sent more data than expected."));
     }
     request.maxBytes = 8 * 1024 * 1024;
     EXPECT_EQ(test::await(transport.send(request)).body.size(), 3 * 1024 * 1024);
@@ -122,4 +133,11 @@ TEST_F(Transport, CookiesAreNotSentWhenSwitchedOff)
     request.cookies = false;
     test::await(transport.send(request));
     EXPECT_TRUE(seen.back().header("Cookie").isEmpty());
+}
+
+TEST(Sentences, AnythingThatIsNoFailureHasTheGeneralSentence)
+{
+    // A fault of a library that knows no sentence still reads as one.
+    EXPECT_EQ(sentenceOf(std::runtime_error("bad_alloc somewhere")), QStringLiteral("The operation couldn’t be completed."));
+    EXPECT_EQ(sentenceOf(DecodeError(QStringLiteral("missing key"))), QStringLiteral("The data couldn’t be read because it isn’t in the correct format."));
 }

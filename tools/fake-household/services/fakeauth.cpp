@@ -63,6 +63,8 @@ Response FakeSignIn::token(const Request &request)
     }
     if (refuseStatus)
         return Response::json(R"({"error":"server_error"})", refuseStatus);
+    if (malformed)
+        return Response::text("<html><body>Service Unavailable</body></html>", "text/html");
     const QByteArray expected = "Basic " + (clientID + QLatin1Char(':') + clientSecret).toUtf8().toBase64();
     if (request.header("Authorization") != expected)
         return Response::json(R"({"error":"invalid_client"})", 401);

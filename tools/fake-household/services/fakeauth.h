@@ -22,6 +22,7 @@ public:
     bool omitRefreshToken = false;
     int refuseStatus = 0;   // answer the token endpoint with this status
     bool stall = false;     // never answer the token endpoint
+    bool malformed = false; // a 200 whose body is not the token JSON
     bool denyAuthorization = false; // redirect with error=access_denied
     bool showPage = false;  // a page with an "Allow" link instead of the immediate redirect
     int tokenRequests = 0;
