@@ -204,3 +204,28 @@ TEST_F(CliNews, PlayNow)
         EXPECT_TRUE(kitchen().streamURI.isEmpty()) << fault.toStdString();
     }
 }
+
+TEST_F(CliNews, WordsItCannotReadAndAnEmptyList)
+{
+    struct Case {
+        QStringList args;
+        int exit;
+        QString said;
+    };
+    const std::vector<Case> cases{
+        {{u"news"_s, u"add"_s, u"Kitchen"_s, u"half past six"_s, u"daily"_s}, 2, u"\"half past six\" is not a time. Use HH:MM, such as 06:45."_s},
+        {{u"news"_s, u"add"_s, u"Kitchen"_s, u"06:45"_s, u"someday"_s}, 2,
+         u"\"someday\" are not days. Use daily, weekdays, weekends, or names such as sun,tue,thu."_s},
+        {{u"news"_s, u"play"_s, u"Attic"_s}, 2, u"No room or news schedule is called \"Attic\"."_s},
+    };
+    for (const Case &c : cases) {
+        const auto r = ctl(c.args);
+        EXPECT_EQ(r.exit, c.exit) << c.args.join(u' ').toStdString();
+        EXPECT_EQ(r.err.trimmed(), c.said) << c.args.join(u' ').toStdString();
+    }
+    // Alarms whose address is another host's are not news.
+    speakers.alarms.alarms.removeIf([](const auto &a) { return a.programURI.contains(u"news-shadowing"_s); });
+    const auto none = ctl({u"news"_s, u"list"_s});
+    EXPECT_EQ(none.exit, 0) << none.err.toStdString();
+    EXPECT_EQ(none.out.trimmed(), u"No news schedules."_s);
+}
