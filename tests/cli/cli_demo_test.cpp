@@ -90,3 +90,21 @@ TEST(CliDemo, EveryMistakeGetsItsSentence)
         EXPECT_EQ((r.err + r.out).trimmed(), c.said) << c.args.join(QLatin1Char(' ')).toStdString();
     }
 }
+
+TEST(CliDemo, SixPinsAreTheLimit)
+{
+    QTemporaryDir home;
+    QDir().mkpath(home.filePath(QStringLiteral("config/velotte")));
+    {
+        // Two of the six pinned favorites are gone from the household: kept, not shown.
+        QSettings config(home.filePath(QStringLiteral("config/velotte/velotte.conf")), QSettings::IniFormat);
+        config.setValue(QStringLiteral("sonos.quickPicks.demo"),
+                        QStringList{QStringLiteral("demo-1"), QStringLiteral("demo-2"), QStringLiteral("demo-3"), QStringLiteral("demo-4"),
+                                    QStringLiteral("gone-5"), QStringLiteral("gone-6")});
+    }
+    const auto r = runCli({QStringLiteral("--demo"), QStringLiteral("pin"), QStringLiteral("Morning Piano")}, home);
+    EXPECT_EQ(r.exit, 1);
+    EXPECT_EQ(r.err.trimmed(), QStringLiteral("Six favorites are pinned already. Pin up to six favorites in Browse."));
+    const auto pins = runCli({QStringLiteral("--demo"), QStringLiteral("pins")}, home);
+    EXPECT_EQ(pins.out.count(QLatin1Char('\n')), 4) << pins.out.toStdString();
+}

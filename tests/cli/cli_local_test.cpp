@@ -140,3 +140,22 @@ TEST_F(CliLocal, FaultsGiveTheSentences)
     const auto slow = ctl({QStringLiteral("next")});
     EXPECT_EQ(slow.exit, 1);
 }
+
+TEST_F(CliLocal, RoomsWithNothingToSeekOrSing)
+{
+    // A TV input has no length and no song.
+    kitchen().streamURI = QStringLiteral("x-sonos-htastream:RINCON_347E5C0D000401400:spdif");
+    const auto seek = ctl({QStringLiteral("--room"), QStringLiteral("Kitchen"), QStringLiteral("seek"), QStringLiteral("1:00")});
+    EXPECT_EQ(seek.exit, 1);
+    EXPECT_EQ(seek.err.trimmed(), QStringLiteral("This source has no length to seek in."));
+    kitchen().streamURI.clear();
+    kitchen().queue.clear();
+    const auto lyrics = ctl({QStringLiteral("--room"), QStringLiteral("Kitchen"), QStringLiteral("lyrics")});
+    EXPECT_EQ(lyrics.out.trimmed(), QStringLiteral("Nothing is playing in Kitchen.")) << lyrics.err.toStdString();
+    const auto following = ctl({QStringLiteral("--room"), QStringLiteral("Kitchen"), QStringLiteral("lyrics"), QStringLiteral("--follow"),
+                                QStringLiteral("--seconds"), QStringLiteral("1")});
+    EXPECT_EQ(following.out.trimmed(), QStringLiteral("Nothing is playing.")) << following.err.toStdString();
+    // Rooms found on the network have no Sonos favorites.
+    const auto favorites = ctl({QStringLiteral("favorites")});
+    EXPECT_TRUE((favorites.out + favorites.err).contains(QStringLiteral("There are no favorites in this household."))) << favorites.out.toStdString() << favorites.err.toStdString();
+}
