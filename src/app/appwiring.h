@@ -1,0 +1,33 @@
+#pragma once
+
+#include "launchoptions.h"
+
+#include "session/housesession.h"
+
+#include <memory>
+
+namespace velotte {
+
+class KeyValueStore;
+class SonosAuth;
+
+// The session's collaborators for the way the program was started: the
+// demo household, a list of speakers, Bonjour, or the cloud sign-in; and
+// the helpers the views follow (track notes, news, browsing).
+class AppWiring {
+public:
+    explicit AppWiring(const LaunchOptions &options);
+    ~AppWiring();
+    HouseSession::Services services();
+    SonosAuth *auth();
+    KeyValueStore &preferences();
+    // Created once the session exists; owned here.
+    QObject *trackNotes(HouseSession &session);
+    QObject *news(HouseSession &session);
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> d;
+};
+
+} // namespace velotte

@@ -1,0 +1,202 @@
+#include "controllerbridge.h"
+
+#include "launchoptions.h"
+
+#include "core/settings.h"
+#include "session/housesession.h"
+
+#ifdef VELOTTE_WITH_NOTES
+#include "notes/tracknotes.h"
+#endif
+
+#include <QSet>
+
+namespace velotte {
+
+namespace {
+const QString showLyricsKey = QStringLiteral("showLyrics");
+
+// A task the view does not wait for: the session reports through its
+// properties and its status line.
+template <typename T>
+void detach(QCoro::Task<T> &&task)
+{
+    auto running = std::move(task);
+}
+} // namespace
+
+ControllerBridge::ControllerBridge(HouseSession &session, KeyValueStore &preferences, QObject *parent)
+    : QObject(parent), m_session(session), m_preferences(preferences), m_groups(session), m_players(session)
+{
+    const QVariant stored = preferences.value(showLyricsKey);
+    m_showLyrics = stored.isValid() ? stored.toBool() : true;
+    connect(&session, &HouseSession::artworkChanged, this, &ControllerBridge::artworkChanged);
+    connect(&session, &HouseSession::favoritesChanged, this, &ControllerBridge::favoritesChanged);
+    connect(&session, &HouseSession::playlistsChanged, this, &ControllerBridge::playlistsChanged);
+    // A new choice of the user replaces the shell's own message.
+    connect(&session, &HouseSession::activeGroupIDChanged, this, [this] { setMessage({}); });
+}
+
+QString ControllerBridge::notConnectedText() { return QStringLiteral("Connect to Sonos and refresh Browse to play this favorite."); }
+
+void ControllerBridge::setScreen(const QString &screen)
+{
+    if (screen == m_screen)
+        return;
+    m_screen = screen;
+    Q_EMIT screenChanged();
+}
+
+void ControllerBridge::setShowLyrics(bool show)
+{
+    if (show == m_showLyrics)
+        return;
+    m_showLyrics = show;
+    m_preferences.setValue(showLyricsKey, show);
+    Q_EMIT showLyricsChanged();
+}
+
+void ControllerBridge::setMessage(const QString &message)
+{
+    if (message == m_message)
+        return;
+    m_message = message;
+    Q_EMIT messageChanged();
+}
+
+QVariantList ControllerBridge::favorites() const
+{
+    QVariantList list;
+    for (const SonosFavorite &f : m_session.favorites()) {
+        const std::optional<QUrl> art = f.artworkURL();
+        list.append(QVariantMap{{QStringLiteral("id"), f.id},
+                                {QStringLiteral("name"), f.name},
+                                {QStringLiteral("detail"), f.detail.value_or(QString())},
+                                {QStringLiteral("service"), f.service ? f.service->name.value_or(QString()) : QString()},
+                                {QStringLiteral("artwork"), QVariant(art.value_or(QUrl()))}});
+    }
+    return list;
+}
+
+QVariantList ControllerBridge::playlists() const
+{
+    QVariantList list;
+    for (const SonosPlaylist &p : m_session.sonosPlaylists())
+        list.append(QVariantMap{{QStringLiteral("id"), p.id}, {QStringLiteral("name"), p.name}, {QStringLiteral("tracks"), QVariant(p.trackCount.value_or(-1))}});
+    return list;
+}
+
+void ControllerBridge::setNotes(QObject *notes)
+{
+    m_notes = notes;
+#ifdef VELOTTE_WITH_NOTES
+    if (auto *n = qobject_cast<TrackNotes *>(notes))
+    {
+        connect(n, &TrackNotes::linesChanged, this, &ControllerBridge::rebuildLyricLines);
+        connect(n, &TrackNotes::pictureChanged, this, [this] {
+            ++m_pictureSerial; // a new address, so the view asks again
+            Q_EMIT artworkChanged();
+        });
+    }
+#endif
+    rebuildLyricLines();
+}
+
+QByteArray ControllerBridge::picture() const
+{
+#ifdef VELOTTE_WITH_NOTES
+    if (auto *n = qobject_cast<TrackNotes *>(m_notes.data()))
+        return n->picture();
+#endif
+    return {};
+}
+
+QUrl ControllerBridge::artwork() const
+{
+    if (!picture().isEmpty())
+        return QUrl(QStringLiteral("image://velotte/artwork/%1").arg(m_pictureSerial));
+    return m_session.artworkURL();
+}
+
+void ControllerBridge::rebuildLyricLines()
+{
+    m_lyricLines.clear();
+#ifdef VELOTTE_WITH_NOTES
+    if (auto *n = qobject_cast<TrackNotes *>(m_notes.data()))
+        for (const TrackLine &line : n->lines())
+            m_lyricLines.append(QVariantMap{{QStringLiteral("time"), line.time ? double(*line.time) : -1.0}, {QStringLiteral("text"), line.text}});
+#endif
+    Q_EMIT lyricLinesChanged();
+}
+
+void ControllerBridge::togglePlayback() { m_session.toggle(); }
+void ControllerBridge::skip(bool forward) { m_session.skip(forward); }
+void ControllerBridge::seek(double fraction) { m_session.seek(std::clamp(fraction, 0.0, 1.0)); }
+void ControllerBridge::toggleShuffle() { m_session.toggleShuffle(); }
+void ControllerBridge::toggleRepeat() { m_session.toggleRepeat(); }
+
+void ControllerBridge::beginGroupVolume() { m_session.beginAdjustingGroupVolume(); }
+void ControllerBridge::setGroupVolume(double volume) { m_session.setVolume(std::clamp(volume, 0.0, 100.0)); }
+void ControllerBridge::commitGroupVolume() { m_session.commitGroupVolume(); }
+void ControllerBridge::toggleMute() { m_session.toggleMute(); }
+void ControllerBridge::toggleConversation() { detach(m_session.toggleConversation()); }
+void ControllerBridge::setPlayerVolume(const QString &playerID, double volume) { m_session.setPlayerVolume(playerID, volume); }
+void ControllerBridge::setBass(double fraction) { m_session.setBass(fraction); }
+
+void ControllerBridge::refreshSound()
+{
+    detach(m_session.refreshRoomControls());
+    detach(m_session.refreshBassControl());
+}
+
+void ControllerBridge::choose(const QString &groupID) { m_session.choose(groupID); }
+
+void ControllerBridge::groupRooms(const QStringList &playerIDs)
+{
+    if (playerIDs.isEmpty()) // the view never offers this; the session needs one room
+        return;
+    detach(m_session.groupRooms(QSet<QString>(playerIDs.begin(), playerIDs.end())));
+}
+
+void ControllerBridge::playFavorite(const QString &favoriteID)
+{
+    for (const SonosFavorite &f : m_session.favorites())
+        if (f.id == favoriteID) {
+            detach(m_session.playFavorite(f));
+            return;
+        }
+}
+
+void ControllerBridge::playPlaylist(const QString &playlistID)
+{
+    for (const SonosPlaylist &p : m_session.sonosPlaylists())
+        if (p.id == playlistID) {
+            detach(m_session.playPlaylist(p, QStringLiteral("REPLACE")));
+            return;
+        }
+}
+
+void ControllerBridge::connectAccount()
+{
+    Q_EMIT signInRequested();
+    detach(m_session.connect());
+}
+
+void ControllerBridge::signOut() { m_session.signOut(); }
+void ControllerBridge::useLocalNetwork() { detach(m_session.enterGuest()); }
+
+void ControllerBridge::openLink(const QUrl &link)
+{
+    const QString id = LaunchOptions::favoriteOf(link);
+    if (id.isEmpty())
+        return;
+    const bool known = std::any_of(m_session.favorites().begin(), m_session.favorites().end(), [&id](const SonosFavorite &f) { return f.id == id; });
+    if (!m_session.hasSonosConnection() || !known) {
+        setMessage(notConnectedText());
+        return;
+    }
+    setMessage({});
+    playFavorite(id);
+}
+
+} // namespace velotte

@@ -1,0 +1,121 @@
+#pragma once
+
+#include "roommodels.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QSize>
+#include <QUrl>
+#include <QVariantList>
+
+namespace velotte {
+
+class HouseSession;
+class KeyValueStore;
+
+// What the panel's views reach beyond the session's own properties: the
+// lists they show, the commands that are coroutines in the session, the
+// shell's preferences and its own status line.
+class ControllerBridge : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString screen READ screen WRITE setScreen NOTIFY screenChanged)
+    Q_PROPERTY(bool showLyrics READ showLyrics WRITE setShowLyrics NOTIFY showLyricsChanged)
+    Q_PROPERTY(QString message READ message NOTIFY messageChanged)
+    Q_PROPERTY(QObject *groups READ groups CONSTANT)
+    Q_PROPERTY(QObject *players READ players CONSTANT)
+    Q_PROPERTY(QVariantList favorites READ favorites NOTIFY favoritesChanged)
+    Q_PROPERTY(QVariantList playlists READ playlists NOTIFY playlistsChanged)
+    Q_PROPERTY(QObject *notes READ notes CONSTANT)
+    Q_PROPERTY(QUrl artwork READ artwork NOTIFY artworkChanged)
+    Q_PROPERTY(QVariantList lyricLines READ lyricLines NOTIFY lyricLinesChanged)
+    Q_PROPERTY(QObject *news READ news CONSTANT)
+    Q_PROPERTY(bool canSignIn READ canSignIn CONSTANT)
+
+public:
+    ControllerBridge(HouseSession &session, KeyValueStore &preferences, QObject *parent = nullptr);
+
+    QString screen() const { return m_screen; }
+    void setScreen(const QString &screen);
+    bool showLyrics() const { return m_showLyrics; }
+    void setShowLyrics(bool show);
+    QString message() const { return m_message; }
+    void setMessage(const QString &message);
+    QObject *groups() { return &m_groups; }
+    QObject *players() { return &m_players; }
+    QVariantList favorites() const;
+    QVariantList playlists() const;
+    QObject *notes() const { return m_notes; }
+    void setNotes(QObject *notes);
+    QVariantList lyricLines() const { return m_lyricLines; }
+    // The fetched picture when there is one (served by the image provider
+    // "velotte"), else the address the speaker gave.
+    QUrl artwork() const;
+    QByteArray picture() const;
+    QObject *news() const { return m_news; }
+    void setNews(QObject *news) { m_news = news; }
+    bool canSignIn() const { return m_canSignIn; }
+    void setCanSignIn(bool can) { m_canSignIn = can; }
+
+    // Playback
+    Q_INVOKABLE void togglePlayback();
+    Q_INVOKABLE void skip(bool forward);
+    Q_INVOKABLE void seek(double fraction);
+    Q_INVOKABLE void toggleShuffle();
+    Q_INVOKABLE void toggleRepeat();
+    // Sound
+    Q_INVOKABLE void beginGroupVolume();
+    Q_INVOKABLE void setGroupVolume(double volume);
+    Q_INVOKABLE void commitGroupVolume();
+    Q_INVOKABLE void toggleMute();
+    Q_INVOKABLE void toggleConversation();
+    Q_INVOKABLE void setPlayerVolume(const QString &playerID, double volume);
+    Q_INVOKABLE void setBass(double fraction);
+    Q_INVOKABLE void refreshSound();
+    // Rooms
+    Q_INVOKABLE void choose(const QString &groupID);
+    Q_INVOKABLE void groupRooms(const QStringList &playerIDs);
+    // Music
+    Q_INVOKABLE void playFavorite(const QString &favoriteID);
+    Q_INVOKABLE void playPlaylist(const QString &playlistID);
+    // Account
+    Q_INVOKABLE void connectAccount();
+    Q_INVOKABLE void signOut();
+    Q_INVOKABLE void useLocalNetwork();
+    // A "velotte://favorite/ID" link from the widget.
+    Q_INVOKABLE void openLink(const QUrl &link);
+    // The panel
+    Q_INVOKABLE void hidePanel() { Q_EMIT hideRequested(); }
+    Q_INVOKABLE void requestSize(int width, int height) { Q_EMIT sizeRequested(QSize(width, height)); }
+
+    static QString notConnectedText();
+
+Q_SIGNALS:
+    void screenChanged();
+    void showLyricsChanged();
+    void messageChanged();
+    void favoritesChanged();
+    void playlistsChanged();
+    void lyricLinesChanged();
+    void artworkChanged();
+    void hideRequested();
+    void sizeRequested(QSize size);
+    void signInRequested();
+
+private:
+    void rebuildLyricLines();
+
+    HouseSession &m_session;
+    KeyValueStore &m_preferences;
+    GroupListModel m_groups;
+    PlayerListModel m_players;
+    QString m_screen = QStringLiteral("now");
+    bool m_showLyrics = true;
+    QString m_message;
+    QPointer<QObject> m_notes;
+    QVariantList m_lyricLines;
+    int m_pictureSerial = 0;
+    QPointer<QObject> m_news;
+    bool m_canSignIn = false;
+};
+
+} // namespace velotte

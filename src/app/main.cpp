@@ -1,0 +1,28 @@
+// velotte: the tray controller.
+#include "controllerapp.h"
+#include "singleinstance.h"
+
+#include <QApplication>
+#include <QSystemTrayIcon>
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("velotte"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Velotte"));
+    QApplication::setDesktopFileName(QStringLiteral("velotte"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    velotte::SingleInstance instance;
+    if (instance.handOver(QApplication::arguments()))
+        return 0;
+    instance.listen();
+
+    velotte::ControllerApp::Options options;
+    options.tray = QSystemTrayIcon::isSystemTrayAvailable();
+    options.reducedMotion = qEnvironmentVariableIntValue("VELOTTE_REDUCED_MOTION") == 1;
+    velotte::ControllerApp controller(velotte::LaunchOptions::parse(QApplication::arguments()), options);
+    QObject::connect(&instance, &velotte::SingleInstance::reopened, &controller, &velotte::ControllerApp::reopen);
+    controller.start();
+    return app.exec();
+}

@@ -1,0 +1,54 @@
+import QtQuick
+
+// Sign-in, sign-out and local-network use, dropped over the views.
+Rectangle {
+    id: sheet
+    height: column.height + 24
+    radius: 18
+    color: "#f21d2029"
+    border.color: Theme.line
+
+    Column {
+        id: column
+        x: 14; y: 12
+        width: parent.width - 28
+        spacing: 8
+        Text {
+            width: parent.width
+            text: session.demo ? "This is the demo household. Start Velotte without --demo to reach your speakers."
+                : session.guest ? "Local only: rooms on this network, without a Sonos account."
+                : session.phase === 1 ? "Connected to your Sonos account." : "Not connected."
+            color: Theme.dim
+            font.pixelSize: 12
+            wrapMode: Text.WordWrap
+        }
+        Flow {
+            width: parent.width
+            spacing: 8
+            Pill {
+                visible: controller.canSignIn && (session.phase === 0 || session.guest)
+                enabled: !session.signingIn
+                text: session.signingIn ? "Connecting…" : "Connect to Sonos"
+                onClicked: { controller.connectAccount(); sheet.visible = false }
+            }
+            Pill {
+                visible: controller.canSignIn && session.phase === 1 && !session.guest && !session.demo
+                text: "Sign out"
+                onClicked: { controller.signOut(); sheet.visible = false }
+            }
+            Pill {
+                visible: !session.guest && !session.demo
+                text: "Use local network"
+                onClicked: { controller.useLocalNetwork(); sheet.visible = false }
+            }
+            Pill {
+                text: controller.showLyrics ? "Hide lyrics" : "Show lyrics"
+                onClicked: controller.showLyrics = !controller.showLyrics
+            }
+            Pill {
+                text: "Close panel"
+                onClicked: { sheet.visible = false; controller.hidePanel() }
+            }
+        }
+    }
+}

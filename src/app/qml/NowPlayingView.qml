@@ -1,0 +1,143 @@
+import QtQuick
+import "logic.js" as Logic
+
+// What plays in the room: artwork, title, artist, the seek bar and the
+// transport controls.
+Item {
+    id: root
+
+    Column {
+        anchors.fill: parent
+        anchors.leftMargin: Theme.gap
+        anchors.rightMargin: Theme.gap
+        spacing: 14
+
+        // The artwork, or a speaker grille when there is none.
+        Rectangle {
+            id: art
+            width: 220
+            height: 220
+            radius: 18
+            anchors.horizontalCenter: parent.horizontalCenter
+            color: "#22262f"
+            clip: true
+            Image {
+                anchors.fill: parent
+                fillMode: Image.Tile
+                source: "icons/grille.svg"
+                sourceSize: Qt.size(8, 8)
+                visible: cover.status !== Image.Ready
+            }
+            Rectangle {
+                visible: cover.status !== Image.Ready
+                width: 96; height: 96; radius: 48
+                anchors.centerIn: parent
+                color: "#181b22"
+                border.color: session.isPlaying ? Theme.accent : "#3b4050"
+                border.width: 3
+                Behavior on border.color { ColorAnimation { duration: 400 } }
+                Rectangle {
+                    width: 30; height: 30; radius: 15
+                    anchors.centerIn: parent
+                    color: session.isPlaying ? Theme.accent : "#3b4050"
+                    Behavior on color { ColorAnimation { duration: 400 } }
+                }
+            }
+            Image {
+                id: cover
+                objectName: "cover"
+                anchors.fill: parent
+                source: controller.artwork
+                fillMode: Image.PreserveAspectCrop
+                sourceSize: Qt.size(440, 440)
+            }
+        }
+
+        Column {
+            width: parent.width
+            spacing: 3
+            Text {
+                objectName: "title"
+                width: parent.width
+                text: session.title !== "" ? session.title : "Nothing playing"
+                color: Theme.text
+                font.pixelSize: 18
+                font.weight: Font.DemiBold
+                horizontalAlignment: Text.AlignHCenter
+                elide: Text.ElideRight
+            }
+            Text {
+                width: parent.width
+                text: session.artist
+                visible: text !== ""
+                color: Theme.dim
+                font.pixelSize: 14
+                horizontalAlignment: Text.AlignHCenter
+                elide: Text.ElideRight
+            }
+            Text {
+                width: parent.width
+                readonly property string album: controller.notes ? controller.notes.album : ""
+                text: [album, session.serviceName].filter(function (t) { return t !== "" }).join(" · ")
+                visible: text !== ""
+                color: Theme.faint
+                font.pixelSize: 12
+                horizontalAlignment: Text.AlignHCenter
+                elide: Text.ElideRight
+            }
+        }
+
+        SeekBar {
+            width: parent.width
+            position: session.positionMillis
+            duration: session.durationMillis
+            enabled: session.canSeek && !session.sendingPlaybackCommand
+            onSeekRequested: function (fraction) { controller.seek(fraction) }
+        }
+
+        Row {
+            anchors.horizontalCenter: parent.horizontalCenter
+            spacing: 14
+            IconButton {
+                icon: "shuffle"; size: 38; iconSize: 18
+                on: session.shuffle
+                tip: "Shuffle"
+                anchors.verticalCenter: parent.verticalCenter
+                enabled: !session.sendingPlaybackCommand
+                onClicked: controller.toggleShuffle()
+            }
+            IconButton {
+                icon: "previous"; size: 44; iconSize: 22
+                tip: "Previous"
+                anchors.verticalCenter: parent.verticalCenter
+                enabled: session.canSkipBack && !session.sendingPlaybackCommand
+                onClicked: controller.skip(false)
+            }
+            IconButton {
+                objectName: "playPause"
+                icon: session.isPlaying ? "pause" : "play"
+                size: 60; iconSize: 26
+                filled: true
+                tip: session.isPlaying ? "Pause" : "Play"
+                anchors.verticalCenter: parent.verticalCenter
+                enabled: session.title !== "" && !session.sendingPlaybackCommand
+                onClicked: controller.togglePlayback()
+            }
+            IconButton {
+                icon: "next"; size: 44; iconSize: 22
+                tip: "Next"
+                anchors.verticalCenter: parent.verticalCenter
+                enabled: session.canSkip && !session.sendingPlaybackCommand
+                onClicked: controller.skip(true)
+            }
+            IconButton {
+                icon: "repeat"; size: 38; iconSize: 18
+                on: session.repeats
+                tip: "Repeat"
+                anchors.verticalCenter: parent.verticalCenter
+                enabled: !session.sendingPlaybackCommand
+                onClicked: controller.toggleRepeat()
+            }
+        }
+    }
+}

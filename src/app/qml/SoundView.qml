@@ -1,0 +1,109 @@
+import QtQuick
+import QtQuick.Controls.Basic
+
+// The group volume dial with its help, each room's slider and the bass.
+Flickable {
+    id: root
+    contentHeight: content.height + 12
+    clip: true
+    boundsBehavior: Flickable.StopAtBounds
+    Component.onCompleted: controller.refreshSound()
+
+    Column {
+        id: content
+        width: root.width - 2 * Theme.gap
+        x: Theme.gap
+        spacing: 12
+
+        VolumeDial {
+            objectName: "dial"
+            anchors.horizontalCenter: parent.horizontalCenter
+            volume: session.volume
+            muted: session.muted
+            fixed: session.volumeFixed
+            onBegan: controller.beginGroupVolume()
+            onMoved: function (v) { controller.setGroupVolume(v) }
+            onCommitted: controller.commitGroupVolume()
+            onClicked: controller.toggleConversation()
+            onHeld: controller.toggleMute()
+        }
+        Text {
+            objectName: "dialHelp"
+            width: parent.width
+            text: session.conversationHelp
+            color: Theme.faint
+            font.pixelSize: 11
+            horizontalAlignment: Text.AlignHCenter
+        }
+        Row {
+            anchors.horizontalCenter: parent.horizontalCenter
+            spacing: 10
+            Pill {
+                text: session.muted ? "Unmute" : "Mute"
+                active: session.muted
+                onClicked: controller.toggleMute()
+            }
+            Pill {
+                text: "Conversation"
+                active: session.conversationOn
+                onClicked: controller.toggleConversation()
+            }
+        }
+
+        SectionTitle { text: "Rooms" }
+        Repeater {
+            model: controller.players
+            delegate: Column {
+                required property string playerId
+                required property string name
+                required property real volume
+                required property bool fixed
+                required property bool inGroup
+                visible: inGroup
+                width: content.width
+                spacing: 2
+                Row {
+                    width: parent.width
+                    Text {
+                        width: parent.width - 40
+                        text: name + (fixed ? "  ·  fixed volume" : "")
+                        color: Theme.text
+                        font.pixelSize: 13
+                        elide: Text.ElideRight
+                    }
+                    Text {
+                        width: 40
+                        text: Math.round(roomSlider.value)
+                        color: Theme.dim
+                        font.pixelSize: 12
+                        horizontalAlignment: Text.AlignRight
+                    }
+                }
+                LevelSlider {
+                    id: roomSlider
+                    width: parent.width
+                    from: 0; to: 100
+                    value: volume
+                    onMoved: controller.setPlayerVolume(playerId, value)
+                }
+            }
+        }
+
+        SectionTitle { text: "Bass" }
+        LevelSlider {
+            width: parent.width
+            from: 0; to: 1
+            value: session.bass
+            enabled: session.canAdjustBass
+            onMoved: controller.setBass(value)
+        }
+        Text {
+            width: parent.width
+            text: session.findingBass ? "Finding the speaker…" : (session.bassNote !== "" ? session.bassNote : (session.canAdjustBass ? "Level " + Math.round(session.bass * 20 - 10) : ""))
+            visible: text !== ""
+            color: session.bassNote !== "" ? Theme.danger : Theme.faint
+            font.pixelSize: 11
+            wrapMode: Text.WordWrap
+        }
+    }
+}

@@ -1,0 +1,45 @@
+// Saves a picture of each screen of the panel on the demo household, for
+// people to look at; fails when a view does not load or draws nothing.
+#include "app/controllerapp.h"
+#include "app/controllerbridge.h"
+#include "session/housesession.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QTest>
+#include <QTextStream>
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots");
+    QDir().mkpath(out);
+    velotte::LaunchOptions launch;
+    launch.demo = true;
+    velotte::ControllerApp controller(launch, {.tray = false, .reducedMotion = true, .mpris = false, .widget = false});
+    controller.start();
+    QQuickView *panel = controller.shell().panel();
+    if (!QTest::qWaitForWindowExposed(panel)) {
+        QTextStream(stderr) << "the panel was never shown" << Qt::endl;
+        return 1;
+    }
+    int failures = 0;
+    for (const QString &screen : {u"now"_qs, u"sound"_qs, u"rooms"_qs, u"music"_qs, u"news"_qs, u"lyrics"_qs}) {
+        controller.bridge().setScreen(screen);
+        QTest::qWait(400);
+        auto *view = panel->rootObject()->findChild<QQuickItem *>(QStringLiteral("view"));
+        const QImage picture = panel->grabWindow();
+        const QString file = out + QStringLiteral("/panel-%1.png").arg(screen);
+        // A view that failed to load leaves the loader empty.
+        const bool loaded = view && !view->childItems().isEmpty();
+        if (!loaded || picture.isNull() || !picture.save(file)) {
+            QTextStream(stderr) << "FAIL: " << screen << " was not drawn" << Qt::endl;
+            ++failures;
+            continue;
+        }
+        QTextStream(stdout) << file << Qt::endl;
+    }
+    return failures == 0 ? 0 : 1;
+}
