@@ -14,6 +14,8 @@
 #include "local/guesthouse.h"
 #include "local/speakerfinder.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QSet>
 
 namespace velotte::cli {
@@ -92,6 +94,19 @@ QCoro::Task<void> checkSpeakers(Context &c, Findings &f)
     }
 }
 
+// The keyring answers on the session bus, or can be started there.
+bool secretServiceReachable()
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected() || !bus.interface())
+        return false;
+    const QString name = u"org.freedesktop.secrets"_s;
+    return bus.interface()->isServiceRegistered(name).value() || bus.interface()->activatableServiceNames().value().contains(name);
+}
+
+const QString noSecretService = u"No Secret Service (desktop keyring) is running, so the Sonos sign-in cannot be kept. Start gnome-keyring or KWallet, "
+                                "then run velottectl login."_s;
+
 QCoro::Task<void> checkAccount(Context &c, Findings &f)
 {
     const SonosConfig config = SonosConfig::load();
@@ -100,13 +115,17 @@ QCoro::Task<void> checkAccount(Context &c, Findings &f)
         co_return; // local-only use: no account to check
     try {
         if (!co_await auth->restore()) {
+            if (!secretServiceReachable()) {
+                f.problems << noSecretService;
+                co_return;
+            }
             f.problems << u"You are not signed in to Sonos. Run velottectl login, or use the speakers without an account with --guest."_s;
             co_return;
         }
         co_await auth->validToken();
     } catch (const SecretStoreError &e) {
         if (e.kind() == SecretStoreError::Kind::noService)
-            f.problems << u"No Secret Service (desktop keyring) is running, so the Sonos sign-in cannot be kept. Start gnome-keyring or KWallet, then run velottectl login."_s;
+            f.problems << noSecretService;
         else
             f.problems << sentenceOf(e);
         co_return;

@@ -356,4 +356,19 @@ TEST_F(CliCloud, DoctorExplainsTheAccount)
     r = ctl({QStringLiteral("doctor")});
     EXPECT_TRUE(r.out.contains(QStringLiteral("✗ Sonos is limiting requests from this account until "))) << r.out.toStdString();
     EXPECT_FALSE(r.out.contains(QStringLiteral("not signed in")));
+
+    // A token about to run out that Sonos will not renew.
+    ctl({QStringLiteral("logout")});
+    cloud.signIn.lifetime = 30;
+    ASSERT_EQ(login(), 0);
+    cloud.signIn.refuseStatus = 400;
+    r = ctl({QStringLiteral("doctor")});
+    EXPECT_TRUE(r.out.contains(QStringLiteral("✗ Your Sonos sign-in has expired. Run velottectl login again."))) << r.out.toStdString();
+
+    // No session bus: no Secret Service to keep the sign-in in.
+    const QByteArray bus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    r = ctl({QStringLiteral("doctor")});
+    qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
+    EXPECT_TRUE(r.out.contains(QStringLiteral("✗ No Secret Service (desktop keyring) is running, so the Sonos sign-in cannot be kept."))) << r.out.toStdString();
 }
