@@ -13,6 +13,7 @@ using namespace Qt::Literals::StringLiterals;
 
 QString MixComposerError::sentence() const
 {
+    // matrix: unshown (suggestions fall back with their own sentence)
     return u"The music model could not arrange a mix."_s;
 }
 

@@ -35,6 +35,7 @@ QCoro::Task<bool> Context::start()
         co_await m_session->bootstrap();
     }
     if (m_session->phase() != HouseSession::Phase::ready) {
+        // matrix: fallback (the session names the reason first)
         fail(QStringLiteral("No Sonos household could be reached."));
         co_return false;
     }
@@ -55,6 +56,7 @@ QCoro::Task<bool> Context::start()
 int Context::fail(const QString &fallback)
 {
     const QString sentence = m_session->noteText().isEmpty() ? fallback : m_session->noteText();
+    // matrix: fallback (the session names the reason first)
     m_err << (sentence.isEmpty() ? QStringLiteral("The command failed.") : sentence) << Qt::endl;
     return failed;
 }

@@ -19,9 +19,11 @@ QString LyricsError::sentence() const
 {
     switch (m_kind) {
     case Kind::busy:
+    // matrix: unshown (the notes show their state, not this)
     case Kind::rateLimited: return u"The lyrics service asked to wait a moment."_s;
     case Kind::status: break;
     }
+    // matrix: unshown (the notes show their state, not this)
     return u"The lyrics service did not answer."_s;
 }
 

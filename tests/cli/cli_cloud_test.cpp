@@ -190,6 +190,24 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
     EXPECT_EQ(ctl({QStringLiteral("account")}).exit, 1);
 }
 
+TEST_F(CliCloud, WithoutABrowserTheAddressIsForTheReader)
+{
+    QProcess p;
+    prepare(p, home, secrets);
+    QProcessEnvironment env = p.processEnvironment();
+    env.insert(QStringLiteral("PATH"), home.filePath(QStringLiteral("no-programs-here")));
+    p.setProcessEnvironment(env);
+    p.start(QStringLiteral(VELOTTECTL), {QStringLiteral("login")});
+    p.closeWriteChannel();
+    QElapsedTimer t;
+    t.start();
+    while (p.state() != QProcess::NotRunning && t.elapsed() < 20000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
+    const QString out = QString::fromUtf8(p.readAllStandardOutput());
+    EXPECT_TRUE(out.contains(QStringLiteral("No web browser could be opened; open the address yourself."))) << out.toStdString();
+    EXPECT_EQ(p.exitCode(), 1);
+}
+
 TEST_F(CliCloud, LogoutForgetsEvenWithoutCredentials)
 {
     ASSERT_EQ(login(), 0);

@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QDir>
+#include <QSettings>
 
 using namespace velotte;
 using namespace velotte::test;
@@ -158,4 +160,10 @@ TEST_F(CliLocal, RoomsWithNothingToSeekOrSing)
     // Rooms found on the network have no Sonos favorites.
     const auto favorites = ctl({QStringLiteral("favorites")});
     EXPECT_TRUE((favorites.out + favorites.err).contains(QStringLiteral("There are no favorites in this household."))) << favorites.out.toStdString() << favorites.err.toStdString();
+    QDir().mkpath(home.filePath(QStringLiteral("config/velotte")));
+    QSettings config(home.filePath(QStringLiteral("config/velotte/velotte.conf")), QSettings::IniFormat);
+    config.setValue(QStringLiteral("services/model"), QStringLiteral("http://127.0.0.1:9"));
+    config.sync();
+    const auto suggest = ctl({QStringLiteral("suggest"), QStringLiteral("something calm")});
+    EXPECT_TRUE((suggest.out + suggest.err).contains(QStringLiteral("There are no favorites to suggest from."))) << suggest.out.toStdString() << suggest.err.toStdString();
 }
