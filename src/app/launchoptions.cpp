@@ -48,7 +48,7 @@ QString LaunchOptions::favoriteOf(const QUrl &link)
     QString id = link.path(QUrl::FullyDecoded);
     if (id.startsWith(u'/'))
         id.remove(0, 1);
-    return id.contains(u'/') ? QString() : id;
+    return id;
 }
 
 } // namespace velotte

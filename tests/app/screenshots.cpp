@@ -1,5 +1,7 @@
 // Saves a picture of each screen of the panel on the demo household, for
 // people to look at; fails when a view does not load or draws nothing.
+#include "appmain.h"
+
 #include "app/controllerapp.h"
 #include "app/controllerbridge.h"
 #include "session/housesession.h"
@@ -14,6 +16,7 @@
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
+    test::useLoopbackServices();
     const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots");
     QDir().mkpath(out);
     velotte::LaunchOptions launch;

@@ -143,18 +143,20 @@ Item {
         }
 
         // The one status line: the session's note, else the shell's own.
-        Text {
+        Item {
             id: statusLine
-            objectName: "statusLine"
             anchors { left: parent.left; right: parent.right; bottom: parent.bottom; margins: Theme.gap }
-            height: text === "" ? 0 : implicitHeight
-            text: session.note !== "" ? session.note : controller.message
-            color: Theme.dim
-            font.pixelSize: 12
-            wrapMode: Text.WordWrap
-            horizontalAlignment: Text.AlignHCenter
-            maximumLineCount: 3
-            elide: Text.ElideRight
+            height: label.text === "" ? 0 : label.implicitHeight
+            Text {
+                id: label
+                objectName: "statusLine"
+                width: parent.width
+                text: session.note !== "" ? session.note : controller.message
+                color: Theme.dim
+                font.pixelSize: 12
+                wrapMode: Text.WordWrap
+                horizontalAlignment: Text.AlignHCenter
+            }
         }
 
         AccountSheet {

@@ -1,0 +1,338 @@
+#include "appmain.h"
+
+#include "app/controllerapp.h"
+#include "app/controllerbridge.h"
+#include "app/launchoptions.h"
+#include "app/singleinstance.h"
+#include "app/widget/widgetview.h"
+#include "app/widgetsnapshot.h"
+#include "session/housesession.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSaveFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#ifdef VELOTTE_WITH_NEWS
+#include "app/newspane.h"
+#endif
+
+using namespace velotte;
+
+namespace {
+
+QStringList args(std::initializer_list<const char *> words)
+{
+    QStringList list{QStringLiteral("velotte")};
+    for (const char *w : words)
+        list << QString::fromUtf8(w);
+    return list;
+}
+
+TEST(LaunchArguments, ScreensAndModes)
+{
+    EXPECT_EQ(LaunchOptions::parse(args({"-VelotteScreen", "news"})).screen, u"news"_qs);
+    EXPECT_EQ(LaunchOptions::parse(args({"--screen", "rooms"})).screen, u"rooms"_qs);
+    EXPECT_EQ(LaunchOptions::parse(args({"--screen=music"})).screen, u"music"_qs);
+    // As the last argument, or with a word it does not know, the default screen.
+    EXPECT_TRUE(LaunchOptions::parse(args({"-VelotteDemo", "-VelotteScreen"})).screen.isEmpty());
+    EXPECT_TRUE(LaunchOptions::parse(args({"-VelotteScreen", "kitchen"})).screen.isEmpty());
+    // The word after it is its value, never another flag's.
+    const LaunchOptions o = LaunchOptions::parse(args({"-VelotteScreen", "-VelotteDemo"}));
+    EXPECT_TRUE(o.screen.isEmpty());
+
+    EXPECT_TRUE(LaunchOptions::parse(args({"-VelotteDemo"})).demo);
+    EXPECT_TRUE(LaunchOptions::parse(args({"--demo"})).demo);
+    EXPECT_TRUE(LaunchOptions::parse(args({"-VelotteGuest"})).guest);
+    EXPECT_TRUE(LaunchOptions::parse(args({"--guest"})).guest);
+    EXPECT_FALSE(LaunchOptions::parse(args({})).demo);
+    EXPECT_EQ(LaunchOptions::parse(args({"--speakers", "127.0.0.11, 127.0.0.12,"})).speakers,
+              (QStringList{u"127.0.0.11"_qs, u"127.0.0.12"_qs}));
+    // The program's own name is never read as an argument.
+    EXPECT_FALSE(LaunchOptions::parse({u"--demo"_qs}).demo);
+}
+
+TEST(LaunchArguments, FavoriteLinks)
+{
+    const LaunchOptions o = LaunchOptions::parse(args({"velotte://favorite/FV%3A2%2F17"}));
+    // Sonos favorite ids carry slashes of their own.
+    EXPECT_EQ(LaunchOptions::favoriteOf(o.link), u"FV:2/17"_qs);
+    EXPECT_EQ(LaunchOptions::favoriteOf(QUrl(u"velotte://favorite/demo-2"_qs)), u"demo-2"_qs);
+    EXPECT_TRUE(LaunchOptions::favoriteOf(QUrl(u"velotte://playlist/demo-2"_qs)).isEmpty());
+    EXPECT_TRUE(LaunchOptions::favoriteOf(QUrl(u"https://favorite/demo-2"_qs)).isEmpty());
+    EXPECT_TRUE(LaunchOptions::favoriteOf(QUrl(u"velotte://favorite/"_qs)).isEmpty());
+    EXPECT_EQ(LaunchOptions::favoriteOf(QUrl(u"velotte://favorite/FV:2/17"_qs)), u"FV:2/17"_qs);
+    // The widget's links come back to the same id.
+    EXPECT_EQ(LaunchOptions::favoriteOf(WidgetFeed::linkFor(u"FV:2/17"_qs)), u"FV:2/17"_qs);
+    EXPECT_EQ(LaunchOptions::favoriteOf(WidgetFeed::linkFor(u"demo 4"_qs)), u"demo 4"_qs);
+}
+
+struct Shell : ::testing::Test {
+    std::unique_ptr<ControllerApp> app;
+
+    void start(const QStringList &arguments, bool tray = true)
+    {
+        app = std::make_unique<ControllerApp>(LaunchOptions::parse(arguments),
+                                              ControllerApp::Options{.tray = tray, .reducedMotion = true, .mpris = false, .widget = false});
+        app->start();
+    }
+    QQuickView *panel() { return app->shell().panel(); }
+    QString loadedView()
+    {
+        auto *loader = panel()->rootObject()->findChild<QObject *>(u"view"_qs);
+        return loader ? loader->property("source").toUrl().fileName() : QString();
+    }
+    void pressEscape() { QTest::keyClick(panel(), Qt::Key_Escape); }
+};
+
+TEST_F(Shell, StartsHiddenAndPollingFollowsThePanel)
+{
+    start(args({"--demo"}));
+    ASSERT_TRUE(panel()->status() == QQuickView::Ready) << "the panel's views did not load";
+    EXPECT_FALSE(app->shell().isShown());
+    EXPECT_FALSE(app->session().pollingEnabled());
+    EXPECT_EQ(app->shell().controllerSize(), QSize(340, 620));
+
+    QSignalSpy shown(&app->shell(), &ControllerShell::shownChanged);
+    app->shell().toggle();
+    EXPECT_TRUE(app->shell().isShown());
+    EXPECT_TRUE(app->session().pollingEnabled());
+    EXPECT_EQ(panel()->size(), QSize(340, 620));
+    EXPECT_TRUE(panel()->flags().testFlag(Qt::FramelessWindowHint));
+    EXPECT_TRUE(panel()->flags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_TRUE(panel()->flags().testFlag(Qt::Tool)); // not in the task bar
+
+    pressEscape();
+    EXPECT_FALSE(app->shell().isShown());
+    EXPECT_FALSE(app->session().pollingEnabled());
+    // The next click on the icon shows it again.
+    app->shell().toggle();
+    EXPECT_TRUE(app->shell().isShown());
+    app->shell().toggle();
+    EXPECT_FALSE(app->shell().isShown());
+    EXPECT_EQ(shown.count(), 4);
+}
+
+TEST_F(Shell, PanelIsPlacedInsideTheScreenAndFollowsItsSize)
+{
+    start(args({"--demo"}));
+    app->shell().showController();
+    const QRect available = panel()->screen()->availableGeometry().adjusted(8, 8, -8, -8);
+    EXPECT_TRUE(available.contains(panel()->geometry())) << "panel outside the screen";
+
+    app->shell().resizeController(QSize(340, 480));
+    EXPECT_EQ(panel()->size(), QSize(340, 480));
+    // Taller than the screen: clamped to it.
+    app->shell().resizeController(QSize(340, 40000));
+    EXPECT_EQ(panel()->height(), available.height());
+    EXPECT_TRUE(available.contains(panel()->geometry()));
+    // Hidden, it only remembers the size for the next showing.
+    app->shell().hideController();
+    app->shell().resizeController(QSize(300, 500));
+    app->shell().showController();
+    EXPECT_EQ(panel()->size(), QSize(300, 500));
+}
+
+TEST_F(Shell, WithoutATrayThePanelOpensAtStart)
+{
+    start(args({"--demo"}), false);
+    EXPECT_TRUE(app->shell().isShown());
+    EXPECT_TRUE(app->session().pollingEnabled());
+    EXPECT_FALSE(panel()->flags().testFlag(Qt::Tool)); // a normal window the desktop lists
+}
+
+TEST_F(Shell, LaunchScreenChoosesTheFirstView)
+{
+    start(args({"--demo", "-VelotteScreen", "news"}));
+    EXPECT_EQ(app->bridge().screen(), u"news"_qs);
+    EXPECT_EQ(loadedView(), u"NewsView.qml"_qs);
+    app.reset();
+
+    start(args({"--demo", "-VelotteScreen"}));
+    EXPECT_EQ(app->bridge().screen(), u"now"_qs);
+    EXPECT_EQ(loadedView(), u"NowPlayingView.qml"_qs);
+
+    // A second start of the program picks the screen and shows the panel.
+    app->reopen(args({"--screen", "rooms"}));
+    EXPECT_TRUE(app->shell().isShown());
+    EXPECT_EQ(loadedView(), u"RoomsView.qml"_qs);
+}
+
+TEST_F(Shell, EveryViewLoadsOnTheDemoHousehold)
+{
+    start(args({"--demo"}));
+    app->shell().showController();
+    for (const char *screen : {"now", "sound", "rooms", "music", "news", "lyrics"}) {
+        app->bridge().setScreen(QString::fromLatin1(screen));
+        auto *loader = panel()->rootObject()->findChild<QObject *>(u"view"_qs);
+        ASSERT_NE(loader, nullptr);
+        EXPECT_EQ(loader->property("status").toInt(), 1) << screen << " did not load"; // Loader.Ready
+    }
+    app->bridge().setScreen(u"now"_qs);
+    auto *title = panel()->rootObject()->findChild<QObject *>(u"title"_qs);
+    ASSERT_NE(title, nullptr);
+    EXPECT_EQ(title->property("text").toString(), u"Gymnopédie No. 1"_qs);
+}
+
+TEST_F(Shell, FavoriteLinkWithoutASonosConnection)
+{
+    start(args({"--demo"}));
+    // The demo household has favorites but no cloud connection to play them with.
+    app->bridge().openLink(QUrl(u"velotte://favorite/demo-2"_qs));
+    EXPECT_EQ(app->bridge().message(), u"Connect to Sonos and refresh Browse to play this favorite."_qs);
+    auto *status = panel()->rootObject()->findChild<QObject *>(u"statusLine"_qs);
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(status->property("text").toString(), app->bridge().message());
+    // Links that are not favorites change nothing.
+    app->bridge().setMessage({});
+    app->bridge().openLink(QUrl(u"velotte://elsewhere/demo-2"_qs));
+    EXPECT_TRUE(app->bridge().message().isEmpty());
+    // A link that starts the program shows the panel with the sentence.
+    app.reset();
+    start(args({"--demo", "velotte://favorite/demo-1"}));
+    EXPECT_TRUE(app->shell().isShown());
+    EXPECT_EQ(app->bridge().message(), ControllerBridge::notConnectedText());
+}
+
+TEST_F(Shell, RoomListsFollowTheSession)
+{
+    start(args({"--demo"}));
+    auto *groups = qobject_cast<QAbstractItemModel *>(app->bridge().groups());
+    auto *players = qobject_cast<QAbstractItemModel *>(app->bridge().players());
+    ASSERT_EQ(groups->rowCount(), 2);
+    const QHash<int, QByteArray> roles = groups->roleNames();
+    auto role = [&roles](const char *name) { return roles.key(name); };
+    EXPECT_EQ(groups->data(groups->index(0, 0), role("name")).toString(), u"Living Room"_qs);
+    EXPECT_TRUE(groups->data(groups->index(0, 0), role("active")).toBool());
+    EXPECT_EQ(groups->data(groups->index(0, 0), role("nowPlaying")).toString(), u"Gymnopédie No. 1"_qs);
+    EXPECT_EQ(groups->data(groups->index(1, 0), role("nowPlaying")).toString(), u"Idle"_qs);
+    EXPECT_FALSE(groups->data(groups->index(5, 0), role("name")).isValid());
+
+    QSignalSpy changed(groups, &QAbstractItemModel::dataChanged);
+    app->session().choose(u"bedroom"_qs);
+    EXPECT_GE(changed.count(), 1);
+    EXPECT_TRUE(groups->data(groups->index(1, 0), role("active")).toBool());
+
+    ASSERT_EQ(players->rowCount(), 2);
+    const QHash<int, QByteArray> playerRoles = players->roleNames();
+    EXPECT_TRUE(players->data(players->index(1, 0), playerRoles.key("inGroup")).toBool());
+    EXPECT_FALSE(players->data(players->index(0, 0), playerRoles.key("inGroup")).toBool());
+}
+
+TEST_F(Shell, ShowLyricsIsRemembered)
+{
+    start(args({"--demo"}));
+    app->bridge().setShowLyrics(false);
+    app.reset();
+    start(args({"--demo"}));
+    EXPECT_FALSE(app->bridge().showLyrics());
+    app->bridge().setShowLyrics(true);
+}
+
+TEST(SingleInstance, SecondStartHandsOverItsArguments)
+{
+    const QString name = u"velotte-test-%1"_qs.arg(QCoreApplication::applicationPid());
+    SingleInstance first(name);
+    SingleInstance second(name);
+    // Nobody listens yet: the second start would run on its own.
+    EXPECT_FALSE(second.handOver(args({"--demo"}), 200));
+    ASSERT_TRUE(first.listen());
+    QSignalSpy reopened(&first, &SingleInstance::reopened);
+    EXPECT_TRUE(second.handOver(args({"-VelotteScreen", "news"})));
+    ASSERT_TRUE(reopened.wait(2000));
+    EXPECT_EQ(reopened.first().first().toStringList(), args({"-VelotteScreen", "news"}));
+}
+
+struct Feed : ::testing::Test {
+    QTemporaryDir dir;
+    QString file() const { return dir.filePath(u"velotte/controller-widget.json"_qs); }
+    void write(const QByteArray &bytes)
+    {
+        QDir().mkpath(dir.filePath(u"velotte"_qs));
+        QSaveFile out(file());
+        ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+        out.write(bytes);
+        ASSERT_TRUE(out.commit());
+    }
+};
+
+TEST_F(Feed, ShowsTheSnapshotAndFollowsItsReplacement)
+{
+    WidgetFeed feed(file());
+    EXPECT_FALSE(feed.available());
+    EXPECT_EQ(feed.title(), u"Open your controller"_qs);
+
+    ControllerWidgetSnapshot s{u"Kitchen"_qs, u"Clair de lune"_qs, u"Debussy"_qs, true, QDateTime::currentDateTimeUtc(), {{u"f1"_qs, u"Jazz"_qs}}};
+    QSignalSpy changed(&feed, &WidgetFeed::changed);
+    write(s.encode());
+    ASSERT_TRUE(changed.wait(3000)) << "the widget did not see the new file";
+    EXPECT_TRUE(feed.available());
+    EXPECT_EQ(feed.room(), u"Kitchen"_qs);
+    EXPECT_EQ(feed.title(), u"Clair de lune"_qs);
+    EXPECT_TRUE(feed.playing());
+    ASSERT_EQ(feed.picks().size(), 1);
+    EXPECT_EQ(feed.picks().first().toMap().value(u"name"_qs).toString(), u"Jazz"_qs);
+
+    // Replaced again: the watch survives the swap of files.
+    s.title = u"The Swan"_qs;
+    s.picks.clear();
+    changed.clear();
+    write(s.encode());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return feed.title() == u"The Swan"_qs; }, 3000));
+    EXPECT_TRUE(feed.picks().isEmpty());
+}
+
+TEST_F(Feed, BrokenFileShowsTheEmptyWidget)
+{
+    write(R"({"room":"Kitchen","title":3})");
+    WidgetFeed feed(file());
+    EXPECT_FALSE(feed.available());
+    EXPECT_EQ(feed.title(), u"Open your controller"_qs);
+    EXPECT_TRUE(feed.room().isEmpty());
+    write("not json at all");
+    feed.reload();
+    EXPECT_FALSE(feed.available());
+}
+
+#ifdef VELOTTE_WITH_NEWS
+TEST(NewsPaneText, DaysAndEdits)
+{
+    auto days = [](std::initializer_list<int> list) {
+        QVariantList v;
+        for (int d : list)
+            v << d;
+        return NewsPane::daysText(v);
+    };
+    EXPECT_EQ(days({1, 2, 3, 4, 5}), u"Weekdays"_qs);
+    EXPECT_EQ(days({0, 6}), u"Weekends"_qs);
+    EXPECT_EQ(days({0, 1, 2, 3, 4, 5, 6}), u"Every day"_qs);
+    EXPECT_EQ(days({0, 3, 1}), u"Mon, Wed, Sun"_qs);
+    EXPECT_EQ(days({}), u"Never"_qs);
+    EXPECT_EQ(days({9, -1}), u"Never"_qs);
+
+    NewsSchedule s;
+    s.days = {1};
+    const NewsSchedule e = NewsPane::edited(s, {{u"hour"_qs, 31}, {u"minute"_qs, -4}, {u"volume"_qs, 140}, {u"days"_qs, QVariantList{0, 6, 8}}});
+    EXPECT_EQ(e.hour, 23);
+    EXPECT_EQ(e.minute, 0);
+    EXPECT_EQ(e.volume, 100);
+    EXPECT_EQ(e.days, (std::set<int>{0, 6}));
+    EXPECT_EQ(e.language, s.language); // fields not given stay
+}
+#endif
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    test::useLoopbackServices();
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
