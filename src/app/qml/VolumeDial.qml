@@ -89,6 +89,7 @@ Item {
         enabled: dial.enabled
         property bool dragging: false
         property bool heldDone: false
+        property real movedMost: 0
         property real dragVolume: 0
         property point start
         property double pressedAt: 0
@@ -97,10 +98,14 @@ Item {
             pressedAt = Date.now()
             dragging = false
             heldDone = false
+            movedMost = 0
             holdTimer.restart()
         }
         onPositionChanged: function (mouse) {
             const moved = Math.hypot(mouse.x - start.x, mouse.y - start.y)
+            movedMost = Math.max(movedMost, moved)
+            if (Logic.dialGesture(moved, 0) === "drag")
+                holdTimer.stop()
             if (!dragging && !heldDone && Logic.dialGesture(moved, 0) === "drag" && !dial.fixed) {
                 dragging = true
                 holdTimer.stop()
@@ -117,7 +122,7 @@ Item {
             if (dragging) {
                 dragging = false
                 dial.committed()
-            } else if (!heldDone && Logic.dialGesture(0, Date.now() - pressedAt) === "click") {
+            } else if (!heldDone && Logic.dialGesture(movedMost, Date.now() - pressedAt) === "click") {
                 dial.clicked()
             }
         }
