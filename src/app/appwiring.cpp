@@ -1,5 +1,7 @@
 #include "appwiring.h"
 
+#include "processlogin.h"
+
 #include "cloud/secretstore.h"
 #include "cloud/sonosauth.h"
 #include "cloud/sonosclient.h"
@@ -38,6 +40,7 @@ struct AppWiring::Parts {
     std::unique_ptr<KeychainStore> store;
     std::unique_ptr<SonosAuth> auth;
     std::unique_ptr<AuthSignIn> signIn;
+    std::unique_ptr<ProcessLoginPresenter> login;
     std::unique_ptr<SonosClient> api;
     std::unique_ptr<SettingsStore> defaults = std::make_unique<SettingsStore>();
     std::unique_ptr<AppleMusicSonosBridge> bridge = std::make_unique<AppleMusicSonosBridge>(*defaults);
@@ -80,7 +83,8 @@ AppWiring::AppWiring(const LaunchOptions &options) : d(std::make_unique<Parts>()
     if (!config.hasCredentials())
         return; // no account on this build: local operation only
     d->store = std::make_unique<KeychainStore>();
-    d->auth = std::make_unique<SonosAuth>(config, *d->store, NetworkTransport::shared());
+    d->login = std::make_unique<ProcessLoginPresenter>();
+    d->auth = std::make_unique<SonosAuth>(config, *d->store, NetworkTransport::shared(), Clock::system(), d->login.get());
     d->signIn = std::make_unique<AuthSignIn>(*d->auth);
     d->api = std::make_unique<SonosClient>(config, *d->auth, NetworkTransport::shared());
 }
@@ -88,6 +92,7 @@ AppWiring::AppWiring(const LaunchOptions &options) : d(std::make_unique<Parts>()
 AppWiring::~AppWiring() = default;
 
 SonosAuth *AppWiring::auth() { return d->auth.get(); }
+ProcessLoginPresenter *AppWiring::login() { return d->login.get(); }
 KeyValueStore &AppWiring::preferences() { return *d->defaults; }
 
 HouseSession::Services AppWiring::services()

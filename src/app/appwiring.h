@@ -9,6 +9,7 @@
 namespace velotte {
 
 class KeyValueStore;
+class ProcessLoginPresenter;
 class SonosAuth;
 
 // The session's collaborators for the way the program was started: the
@@ -20,6 +21,8 @@ public:
     ~AppWiring();
     HouseSession::Services services();
     SonosAuth *auth();
+    // The sign-in window's presenter; none without an account on this build.
+    ProcessLoginPresenter *login();
     KeyValueStore &preferences();
     // Created once the session exists; owned here.
     QObject *trackNotes(HouseSession &session);

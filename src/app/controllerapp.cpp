@@ -3,6 +3,7 @@
 #include "appwiring.h"
 #include "controllerbridge.h"
 #include "mprisservice.h"
+#include "processlogin.h"
 #include "widgetsnapshot.h"
 
 #include "core/logging.h"
@@ -28,6 +29,10 @@ ControllerApp::ControllerApp(LaunchOptions launch, Options options, QObject *par
     shellOptions.tray = options.tray;
     shellOptions.reducedMotion = options.reducedMotion;
     m_shell = std::make_unique<ControllerShell>(*m_session, *m_bridge, shellOptions);
+
+    // The panel comes back when the sign-in window closes.
+    if (ProcessLoginPresenter *login = m_wiring->login())
+        connect(login, &ProcessLoginPresenter::didClose, m_shell.get(), &ControllerShell::showController);
 
     if (options.widget)
         m_widget = std::make_unique<WidgetSnapshotWriter>(*m_session, Clock::system());

@@ -7,7 +7,7 @@
 #include <QSettings>
 #include <QStandardPaths>
 
-namespace test {
+namespace apptest {
 
 // The app's helpers (lyrics, catalog, news) reach web services; in tests
 // every one of them points at a closed loopback port.
@@ -22,4 +22,4 @@ inline void useLoopbackServices()
     s.sync();
 }
 
-} // namespace test
+} // namespace apptest

@@ -16,7 +16,7 @@
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    test::useLoopbackServices();
+    apptest::useLoopbackServices();
     const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots");
     QDir().mkpath(out);
     velotte::LaunchOptions launch;

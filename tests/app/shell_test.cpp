@@ -3,6 +3,10 @@
 #include "app/controllerapp.h"
 #include "app/controllerbridge.h"
 #include "app/launchoptions.h"
+#include "app/processlogin.h"
+#include "cloud/sonoserror.h"
+#include "core/cancel.h"
+#include "testkit/testkit.h"
 #include "app/singleinstance.h"
 #include "app/widget/widgetview.h"
 #include "app/widgetsnapshot.h"
@@ -300,6 +304,58 @@ TEST_F(Feed, BrokenFileShowsTheEmptyWidget)
     EXPECT_FALSE(feed.available());
 }
 
+struct SignInProgram : ::testing::Test {
+    QTemporaryDir dir;
+    const QString prefix = u"https://127.0.0.1/callback"_qs;
+    const QUrl authorization{u"https://127.0.0.1/login/v3/oauth?client_id=x"_qs};
+    // A stand-in for the sign-in window: checks what it is given, then ends
+    // the way the test asks.
+    QString program(const QString &body)
+    {
+        const QString path = dir.filePath(u"signin"_qs);
+        QFile f(path);
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write("#!/bin/sh\nread url\n" + body.toUtf8() + "\n");
+        f.close();
+        f.setPermissions(f.permissions() | QFile::ExeUser);
+        return path;
+    }
+};
+
+TEST_F(SignInProgram, RedirectComesBackAndThePanelIsToldOnce)
+{
+    ProcessLoginPresenter login(program(uR"(case "$url" in https://127.0.0.1/login/*) ;; *) exit 4;; esac
+[ "$1" = "https://127.0.0.1/callback" ] || exit 4
+echo "https://127.0.0.1/callback?code=abc&state=s")"_qs));
+    QSignalSpy closed(&login, &ProcessLoginPresenter::didClose);
+    const QUrl redirect = velotte::test::await(login.callback(authorization, prefix));
+    EXPECT_EQ(redirect, QUrl(u"https://127.0.0.1/callback?code=abc&state=s"_qs));
+    EXPECT_EQ(closed.count(), 1);
+}
+
+TEST_F(SignInProgram, ClosedWindowFailedPageAndMissingProgram)
+{
+    {
+        ProcessLoginPresenter login(program(u"exit 3"_qs));
+        QSignalSpy closed(&login, &ProcessLoginPresenter::didClose);
+        EXPECT_THROW(velotte::test::await(login.callback(authorization, prefix)), Cancelled);
+        EXPECT_EQ(closed.count(), 1);
+    }
+    {
+        ProcessLoginPresenter login(program(u"exit 4"_qs));
+        EXPECT_THROW(velotte::test::await(login.callback(authorization, prefix)), SonosError);
+    }
+    {
+        // Anything but the program's own redirect is not accepted.
+        ProcessLoginPresenter login(program(u"echo https://127.0.0.2/elsewhere?code=abc"_qs));
+        EXPECT_THROW(velotte::test::await(login.callback(authorization, prefix)), SonosError);
+    }
+    {
+        ProcessLoginPresenter login(dir.filePath(u"no-such-program"_qs));
+        EXPECT_THROW(velotte::test::await(login.callback(authorization, prefix)), SonosError);
+    }
+}
+
 #ifdef VELOTTE_WITH_NEWS
 TEST(NewsPaneText, DaysAndEdits)
 {
@@ -332,7 +388,7 @@ TEST(NewsPaneText, DaysAndEdits)
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    test::useLoopbackServices();
+    apptest::useLoopbackServices();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
