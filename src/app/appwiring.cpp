@@ -25,6 +25,8 @@
 #include "newspane.h"
 #endif
 #ifdef VELOTTE_WITH_BROWSE
+#include "musicpane.h"
+#include "browse/musicmixcomposer.h"
 #include "browse/quickpicksstore.h"
 #include "browse/sonosbrowsemodel.h"
 #endif
@@ -53,8 +55,11 @@ struct AppWiring::Parts {
     std::unique_ptr<NewsPane> news;
 #endif
 #ifdef VELOTTE_WITH_BROWSE
-    std::unique_ptr<SonosBrowseModel> browse = std::make_unique<SonosBrowseModel>(*defaults, nullptr);
+    std::unique_ptr<MusicMixComposer> composer =
+        std::make_unique<MusicMixComposer>(ServiceAddresses::load().model, NetworkTransport::shared());
+    std::unique_ptr<SonosBrowseModel> browse = std::make_unique<SonosBrowseModel>(*defaults, composer.get());
     std::unique_ptr<QuickPicksStore> picks = std::make_unique<QuickPicksStore>(*defaults);
+    std::unique_ptr<MusicPane> music;
 #endif
 };
 
@@ -136,6 +141,17 @@ QObject *AppWiring::news(HouseSession &session)
     if (!d->news)
         d->news = std::make_unique<NewsPane>(session, NetworkTransport::shared(), Clock::system());
     return d->news.get();
+#else
+    return nullptr;
+#endif
+}
+
+QObject *AppWiring::music(HouseSession &session)
+{
+#ifdef VELOTTE_WITH_BROWSE
+    if (!d->music)
+        d->music = std::make_unique<MusicPane>(session, *d->browse, *d->picks, *d->catalog);
+    return d->music.get();
 #else
     return nullptr;
 #endif

@@ -27,6 +27,7 @@ public:
     // Created once the session exists; owned here.
     QObject *trackNotes(HouseSession &session);
     QObject *news(HouseSession &session);
+    QObject *music(HouseSession &session);
 
 private:
     struct Parts;

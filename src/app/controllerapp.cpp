@@ -21,6 +21,7 @@ ControllerApp::ControllerApp(LaunchOptions launch, Options options, QObject *par
     m_bridge = std::make_unique<ControllerBridge>(*m_session, m_wiring->preferences());
     m_bridge->setNotes(m_wiring->trackNotes(*m_session));
     m_bridge->setNews(m_wiring->news(*m_session));
+    m_bridge->setMusic(m_wiring->music(*m_session));
     m_bridge->setCanSignIn(m_wiring->auth() != nullptr);
     if (!m_launch.screen.isEmpty())
         m_bridge->setScreen(m_launch.screen);

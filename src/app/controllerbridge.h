@@ -29,6 +29,7 @@ class ControllerBridge : public QObject {
     Q_PROPERTY(QUrl artwork READ artwork NOTIFY artworkChanged)
     Q_PROPERTY(QVariantList lyricLines READ lyricLines NOTIFY lyricLinesChanged)
     Q_PROPERTY(QObject *news READ news CONSTANT)
+    Q_PROPERTY(QObject *music READ music CONSTANT)
     Q_PROPERTY(bool canSignIn READ canSignIn CONSTANT)
 
 public:
@@ -53,6 +54,8 @@ public:
     QByteArray picture() const;
     QObject *news() const { return m_news; }
     void setNews(QObject *news) { m_news = news; }
+    QObject *music() const { return m_music; }
+    void setMusic(QObject *music) { m_music = music; }
     bool canSignIn() const { return m_canSignIn; }
     void setCanSignIn(bool can) { m_canSignIn = can; }
 
@@ -115,6 +118,7 @@ private:
     QVariantList m_lyricLines;
     int m_pictureSerial = 0;
     QPointer<QObject> m_news;
+    QPointer<QObject> m_music;
     bool m_canSignIn = false;
 };
 

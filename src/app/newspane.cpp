@@ -8,8 +8,13 @@
 
 namespace velotte {
 
+QString NewsPort::newsHouseholdID() const { return m_session.newsHouseholdID(); }
+QCoro::Task<QString> NewsPort::newsHost(QString playerID) { return m_session.newsHost(std::move(playerID)); }
+bool NewsPort::musicBusy() const { return m_session.musicBusy(); }
+void NewsPort::setSendingPlaybackCommand(bool sending) { m_session.setSendingPlaybackCommand(sending); }
+
 NewsPane::NewsPane(HouseSession &session, HttpTransport &transport, Clock &clock, QObject *parent)
-    : QObject(parent), m_session(session), m_news(transport, NewsSource(ServiceAddresses::load().news), clock)
+    : QObject(parent), m_session(session), m_port(session), m_news(transport, NewsSource(ServiceAddresses::load().news), clock)
 {
     connect(&session, &HouseSession::householdNameChanged, this, [this] { m_news.reset(std::nullopt); });
 }
@@ -45,7 +50,7 @@ QCoro::Task<void> NewsPane::runRead()
     }
     QString host;
     try {
-        host = co_await m_session.newsHost(players.first().id);
+        host = co_await m_port.newsHost(players.first().id);
     } catch (const std::exception &error) {
         if (self)
             self->setNote(sentenceOf(error));
@@ -54,19 +59,19 @@ QCoro::Task<void> NewsPane::runRead()
     if (!self)
         co_return;
     setNote({});
-    co_await m_news.read(m_session, m_session.newsHouseholdID(), host);
+    co_await m_news.read(m_port, m_port.newsHouseholdID(), host);
 }
 
 void NewsPane::playNow(int row)
 {
     if (const std::optional<NewsSchedule> s = at(row))
-        auto task = m_news.play(*s, m_session);
+        auto task = m_news.play(*s, m_port);
 }
 
 void NewsPane::remove(int row)
 {
     if (const std::optional<NewsSchedule> s = at(row))
-        auto task = m_news.deleteSchedule(*s, m_session);
+        auto task = m_news.deleteSchedule(*s, m_port);
 }
 
 void NewsPane::setEnabled(int row, bool enabled)
@@ -115,7 +120,7 @@ void NewsPane::save(int row, const QVariantMap &fields)
     auto task = runSave(edited(base, fields));
 }
 
-QCoro::Task<void> NewsPane::runSave(NewsSchedule schedule) { co_await m_news.save(std::move(schedule), m_session); }
+QCoro::Task<void> NewsPane::runSave(NewsSchedule schedule) { co_await m_news.save(std::move(schedule), m_port); }
 
 QString NewsPane::roomName(const QString &playerID) const
 {

@@ -43,6 +43,25 @@ int main(int argc, char **argv)
             continue;
         }
         QTextStream(stdout) << file << Qt::endl;
+        // The music view's other parts.
+        if (screen == u"music") {
+            QObject *music = view->property("item").value<QObject *>();
+            for (const char *part : {"suggest", "apple"}) {
+                music->setProperty("part", QString::fromLatin1(part));
+                QTest::qWait(300);
+                const QString partFile = out + QStringLiteral("/panel-music-%1.png").arg(QLatin1String(part));
+                if (!panel->grabWindow().save(partFile))
+                    ++failures;
+            }
+            music->setProperty("part", u"favorites"_qs);
+        }
+    }
+    // An account sheet over the now-playing view.
+    controller.bridge().setScreen(u"now"_qs);
+    if (QObject *sheet = panel->rootObject()->findChild<QObject *>(u"account"_qs)) {
+        sheet->setProperty("visible", true);
+        QTest::qWait(300);
+        panel->grabWindow().save(out + u"/panel-account.png"_qs);
     }
     return failures == 0 ? 0 : 1;
 }

@@ -161,6 +161,7 @@ Item {
 
         AccountSheet {
             id: account
+            objectName: "account"
             visible: false
             anchors { left: parent.left; right: parent.right; top: header.bottom; margins: 10 }
         }
