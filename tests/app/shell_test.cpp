@@ -26,6 +26,9 @@
 #ifdef VELOTTE_WITH_NEWS
 #include "app/newspane.h"
 #endif
+#ifdef VELOTTE_WITH_BROWSE
+#include "app/musicpane.h"
+#endif
 
 using namespace velotte;
 
@@ -303,6 +306,52 @@ TEST_F(Feed, BrokenFileShowsTheEmptyWidget)
     feed.reload();
     EXPECT_FALSE(feed.available());
 }
+
+#ifdef VELOTTE_WITH_BROWSE
+TEST_F(Shell, MusicListsOnTheDemoHousehold)
+{
+    start(args({"--demo"}));
+    auto *music = qobject_cast<MusicPane *>(app->bridge().music());
+    ASSERT_NE(music, nullptr);
+    EXPECT_EQ(music->favorites().size(), 5);
+    EXPECT_EQ(music->services(), (QStringList{u"Apple Music"_qs, u"Spotify"_qs, u"TuneIn"_qs}));
+
+    music->setService(u"Spotify"_qs);
+    ASSERT_EQ(music->favorites().size(), 1);
+    EXPECT_EQ(music->favorites().first().toMap().value(u"name"_qs).toString(), u"Morning Piano"_qs);
+    music->setService({});
+    music->setQuery(u"chopin"_qs);
+    ASSERT_EQ(music->favorites().size(), 1);
+    music->setQuery({});
+
+    // Pins become quick picks, in pin order, and show on the rows.
+    music->togglePin(u"demo-3"_qs);
+    music->togglePin(u"demo-1"_qs);
+    ASSERT_EQ(music->picks().size(), 2);
+    EXPECT_EQ(music->picks().first().toMap().value(u"id"_qs).toString(), u"demo-3"_qs);
+    EXPECT_TRUE(music->favorites()[2].toMap().value(u"pinned"_qs).toBool());
+    music->togglePin(u"demo-3"_qs);
+    music->togglePin(u"demo-1"_qs);
+    EXPECT_TRUE(music->picks().isEmpty());
+}
+
+TEST_F(Shell, CatalogSearchThatCannotReachTheService)
+{
+    start(args({"--demo"}));
+    auto *music = qobject_cast<MusicPane *>(app->bridge().music());
+    ASSERT_NE(music, nullptr);
+    music->search(u"satie"_qs);
+    EXPECT_TRUE(music->searching());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !music->searching(); }, 10000));
+    EXPECT_TRUE(music->results().isEmpty());
+    EXPECT_EQ(music->searchNote(), u"The Apple Music catalog could not be reached. Check your internet connection."_qs);
+    // An empty search clears what was there.
+    music->search(u"  "_qs);
+    EXPECT_FALSE(music->searching());
+    EXPECT_TRUE(music->searchNote().isEmpty());
+    music->playResult(7, u"play"_qs); // no such row: nothing happens
+}
+#endif
 
 struct SignInProgram : ::testing::Test {
     QTemporaryDir dir;
