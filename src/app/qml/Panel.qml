@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls.Basic
 
 // The controller panel: a translucent rounded surface with the room at the
 // top, the views in the middle and the status line at the bottom.
