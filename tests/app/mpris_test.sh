@@ -2,10 +2,12 @@
 # playerctl, a real MPRIS client, reads the demo track and toggles playback.
 set -u
 host="$1"
+shift
 command -v playerctl >/dev/null && command -v dbus-run-session >/dev/null || { echo "skipped: playerctl or dbus-run-session missing"; exit 77; }
 exec dbus-run-session -- bash -c '
   host="$1"
-  "$host" > /dev/null 2>&1 &
+  shift
+  "$host" "$@" > /dev/null 2>&1 &
   pid=$!
   trap "kill $pid 2>/dev/null" EXIT
   for i in $(seq 50); do playerctl -l 2>/dev/null | grep -q velotte && break; sleep 0.1; done
@@ -22,4 +24,4 @@ exec dbus-run-session -- bash -c '
   sleep 0.3
   [ "$(playerctl -p velotte metadata xesam:title)" = "Clair de lune" ] || fail "next did not skip"
   echo "1 passed, 0 failed"
-' _ "$host"
+' _ "$host" "$@"
