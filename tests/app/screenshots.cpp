@@ -4,12 +4,16 @@
 
 #include "app/controllerapp.h"
 #include "app/controllerbridge.h"
+#include "app/widget/widgetview.h"
+#include "app/widgetsnapshot.h"
 #include "session/housesession.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QQuickItem>
+#include <QQmlContext>
 #include <QQuickView>
+#include <QSaveFile>
 #include <QTest>
 #include <QTextStream>
 
@@ -62,6 +66,26 @@ int main(int argc, char **argv)
         sheet->setProperty("visible", true);
         QTest::qWait(300);
         panel->grabWindow().save(out + u"/panel-account.png"_qs);
+    }
+    // The desktop widget, reading the snapshot of the same household.
+    const QString snapshot = out + u"/controller-widget.json"_qs;
+    QSaveFile file(snapshot);
+    if (file.open(QIODevice::WriteOnly)) {
+        velotte::ControllerWidgetSnapshot s = velotte::ControllerWidgetSnapshot::of(controller.session());
+        s.updated = QDateTime::currentDateTimeUtc();
+        file.write(s.encode());
+        file.commit();
+    }
+    velotte::WidgetFeed feed(snapshot);
+    QQuickView widget;
+    widget.setColor(Qt::transparent);
+    widget.rootContext()->setContextProperty(u"feed"_qs, &feed);
+    widget.setResizeMode(QQuickView::SizeRootObjectToView);
+    widget.setSource(QUrl(u"qrc:/velotte/qml/Widget.qml"_qs));
+    widget.show();
+    if (!QTest::qWaitForWindowExposed(&widget) || !feed.available() || !widget.grabWindow().save(out + u"/widget.png"_qs)) {
+        QTextStream(stderr) << "FAIL: the widget was not drawn" << Qt::endl;
+        ++failures;
     }
     return failures == 0 ? 0 : 1;
 }

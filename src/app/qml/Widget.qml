@@ -25,13 +25,21 @@ Rectangle {
         anchors.fill: parent
         anchors.margins: 16
         spacing: 4
-        Text {
-            text: feed.room !== "" ? feed.room : "Velotte"
+        Row {
+          spacing: 8
+          Rectangle {
+            width: 7; height: 7; radius: 3.5
+            anchors.verticalCenter: parent.verticalCenter
+            color: feed.playing ? "#f3b26b" : "#4a4e5c"
+          }
+          Text {
+            text: (feed.room !== "" ? feed.room : "Velotte") + (feed.available ? (feed.playing ? " · Playing" : " · Paused") : "")
             color: "#a3a6b4"
             font.pixelSize: 11
             font.weight: Font.DemiBold
             font.capitalization: Font.AllUppercase
             font.letterSpacing: 0.8
+          }
         }
         Text {
             objectName: "title"
