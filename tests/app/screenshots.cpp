@@ -23,13 +23,26 @@ int main(int argc, char **argv)
     apptest::useLoopbackServices();
     const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots");
     QDir().mkpath(out);
-    velotte::LaunchOptions launch;
-    launch.demo = true;
+    // More arguments pick the household ("--speakers 127.0.0.61,..."); the
+    // services then come from the settings file named in VELOTTE_SHOTS_CONF.
+    QStringList arguments = QApplication::arguments().mid(1);
+    arguments.removeFirst();
+    velotte::LaunchOptions launch = velotte::LaunchOptions::parse(QStringList{u"velotte"_qs} + arguments);
+    launch.demo = arguments.isEmpty();
+    if (const QString conf = qEnvironmentVariable("VELOTTE_SHOTS_CONF"); !conf.isEmpty()) {
+        QFile::remove(velotte::Paths::settingsFile());
+        QFile::copy(conf, velotte::Paths::settingsFile());
+    }
     velotte::ControllerApp controller(launch, {.tray = false, .reducedMotion = true, .mpris = false, .widget = false});
     controller.start();
     QQuickView *panel = controller.shell().panel();
     if (!QTest::qWaitForWindowExposed(panel)) {
         QTextStream(stderr) << "the panel was never shown" << Qt::endl;
+        return 1;
+    }
+    // A live household: wait for its rooms and what plays.
+    if (!launch.demo && !QTest::qWaitFor([&] { return !controller.session().title().isEmpty(); }, 15000)) {
+        QTextStream(stderr) << "FAIL: the household never showed what plays: " << controller.session().noteText() << Qt::endl;
         return 1;
     }
     int failures = 0;
