@@ -1,0 +1,139 @@
+// The tray program's panel against the fake speakers and news service on
+// loopback: rooms, grouping, a room's volume, playback and news alarms go
+// from the panel's calls to the speakers and back.
+#include "appmain.h"
+
+#include "app/controllerapp.h"
+#include "app/controllerbridge.h"
+#include "app/newspane.h"
+#include "session/housesession.h"
+#include "services/fakenews.h"
+#include "services/fakespeakers.h"
+
+#include <QApplication>
+#include <QSettings>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace velotte;
+
+namespace {
+
+struct Household : ::testing::Test {
+    fake::FakeSpeakers speakers{u"127.0.0.91"_qs, 4};
+    fake::FakeNews news;
+    std::unique_ptr<ControllerApp> app;
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(speakers.start()) << "loopback addresses 127.0.0.91-94 are taken";
+        ASSERT_TRUE(news.start());
+        QSettings s(Paths::settingsFile(), QSettings::IniFormat);
+        s.setValue(u"services/news"_qs, news.base().toString());
+        s.sync();
+        app = std::make_unique<ControllerApp>(LaunchOptions::parse({u"velotte"_qs, u"--speakers"_qs, speakers.visibleHosts().join(u',')}),
+                                              ControllerApp::Options{.tray = true, .reducedMotion = true, .mpris = false, .widget = false});
+        app->start();
+        app->shell().showController(); // what plays is read while the panel shows
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !app->session().title().isEmpty(); }, 15000))
+            << "no playback read: " << app->session().noteText().toStdString();
+    }
+    HouseSession &session() { return app->session(); }
+    fake::FakeSpeakers::Speaker &speaker(const QString &room)
+    {
+        for (auto &s : speakers.speakers)
+            if (s.room == room && !s.invisible)
+                return s;
+        throw std::runtime_error("no such room");
+    }
+    QString groupOf(const QString &room)
+    {
+        for (const SonosGroup &g : session().groups())
+            if (g.name == room)
+                return g.id;
+        return {};
+    }
+};
+
+TEST_F(Household, RoomsGroupingAndVolumeReachTheSpeakers)
+{
+    EXPECT_TRUE(session().guest());
+    EXPECT_TRUE(session().pollingEnabled());
+    auto *groups = qobject_cast<QAbstractItemModel *>(app->bridge().groups());
+    EXPECT_EQ(groups->rowCount(), int(session().groups().size()));
+    ASSERT_GE(groups->rowCount(), 3);
+
+    // Choose the kitchen, then bring the bedroom into it.
+    app->bridge().choose(groupOf(u"Kitchen"_qs));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Kitchen"_qs; }, 5000));
+    const QString kitchen = speaker(u"Kitchen"_qs).id;
+    const QString bedroom = speaker(u"Bedroom"_qs).id;
+    app->bridge().groupRooms({kitchen, bedroom});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == kitchen && !session().changingRooms(); }, 10000))
+        << session().noteText().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session().activeGroup() && session().activeGroup()->playerIds.size() == 2; }, 10000));
+
+    // A room's slider is sent once it rests.
+    const int kitchenVolume = speaker(u"Kitchen"_qs).volume;
+    app->bridge().setPlayerVolume(bedroom, 33);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).volume == 33; }, 5000)) << session().noteText().toStdString();
+    EXPECT_EQ(speaker(u"Kitchen"_qs).volume, kitchenVolume);
+
+    // Back to the kitchen alone.
+    app->bridge().groupRooms({kitchen});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == bedroom && !session().changingRooms(); }, 10000));
+}
+
+TEST_F(Household, PlaybackFromThePanel)
+{
+    const QString before = speaker(u"Living Room"_qs).state;
+    app->bridge().choose(groupOf(u"Living Room"_qs));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs; }, 5000));
+    app->bridge().togglePlayback();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Living Room"_qs).state != before && !session().sendingPlaybackCommand(); }, 5000))
+        << session().noteText().toStdString();
+    const QString title = session().title();
+    app->bridge().skip(true);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session().title() != title; }, 5000)) << session().noteText().toStdString();
+}
+
+TEST_F(Household, NewsAlarmsFromThePanel)
+{
+    auto *pane = qobject_cast<NewsPane *>(app->bridge().news());
+    ASSERT_NE(pane, nullptr);
+    auto *controller = qobject_cast<NewsScheduleController *>(pane->controller());
+    pane->reload();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return controller->loaded() && !controller->busy(); }, 10000))
+        << pane->note().toStdString() << controller->messageText().toStdString();
+    const auto alarmsBefore = speakers.alarms.alarms.size();
+
+    // A new schedule from the editor: the bulletin is checked, then the
+    // alarm is stored on the kitchen's speaker.
+    pane->save(-1, {{u"hour"_qs, 6}, {u"minute"_qs, 45}, {u"days"_qs, QVariantList{1, 2, 3, 4, 5}}, {u"roomID"_qs, speaker(u"Kitchen"_qs).id}, {u"volume"_qs, 18}});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speakers.alarms.alarms.size() == alarmsBefore + 1 && !controller->busy(); }, 10000))
+        << controller->messageText().toStdString();
+    EXPECT_EQ(controller->messageText(), u"Saved on Sonos. News will play even with the app closed."_qs);
+    EXPECT_FALSE(controller->failed());
+    const fake::FakeAlarmClock::Alarm &alarm = speakers.alarms.alarms.last();
+    EXPECT_EQ(alarm.startTime, u"06:45:00"_qs);
+    EXPECT_EQ(alarm.volume, 18);
+    EXPECT_EQ(alarm.recurrence, u"ON_12345"_qs);
+    EXPECT_EQ(alarm.roomUUID, speaker(u"Kitchen"_qs).id);
+
+    // Rows that do not exist are ignored.
+    pane->remove(99);
+    pane->playNow(-1);
+    pane->setEnabled(99, false);
+    EXPECT_FALSE(controller->busy());
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    apptest::useLoopbackServices();
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
