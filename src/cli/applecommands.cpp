@@ -7,6 +7,8 @@
 #include "local/applemusicidentity.h"
 #include "session/applemusiccatalog.h"
 
+#include "core/clock.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QTimer>
@@ -136,26 +138,13 @@ QCoro::Task<int> artist(Context &c, LoadOptions o)
         }
     };
     QObject::connect(&s, &HouseSession::artistQueueChanged, &guard, draw);
-    Wakeup interrupted = interrupt.wakeup();
-    QObject::connect(&guard, &QObject::destroyed, [] {});
     co_await s.startAppleMusicSongs(name, o.shuffle, o.append ? AppleMusicAction::addAfterCurrent : AppleMusicAction::replace);
-    if (s.musicQueueBusy()) {
-        // Either the queue ends or Ctrl-C stops it; both wake this wait.
-        Wakeup done;
-        auto waitQueue = [&s, done]() -> QCoro::Task<void> {
-            co_await s.artistQueueFinished();
-            done.fire();
-        };
-        auto queueTask = waitQueue();
-        auto waitInterrupt = [interrupted, done]() -> QCoro::Task<void> {
-            co_await Wakeup(interrupted);
-            done.fire();
-        };
-        auto interruptTask = waitInterrupt();
-        co_await Wakeup(done);
-        if (interrupt.raised())
-            s.cancelArtistQueue();
-    }
+    // The queue ends, or Ctrl-C stops it; a glance every tenth of a second
+    // leaves no waiter behind either way.
+    while (s.musicQueueBusy() && !interrupt.raised())
+        co_await Clock::system().sleep(std::chrono::milliseconds(100));
+    if (interrupt.raised())
+        s.cancelArtistQueue();
     if (terminal)
         c.out() << "\r\x1b[K" << Qt::flush;
     co_await s.settle();

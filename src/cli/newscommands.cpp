@@ -1,5 +1,6 @@
 // news: the morning-news schedules kept as speaker alarms, and Play now.
 #include "context.h"
+#include "session/sessionnewsport.h"
 
 #include "core/clock.h"
 #include "core/networktransport.h"
@@ -329,7 +330,7 @@ public:
 
 private:
     Context &m_c;
-    HouseSession &m_port; // the session is the news controller's view of the household
+    SessionNewsPort m_port;
     NewsScheduleController m_news;
 };
 

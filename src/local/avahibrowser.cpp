@@ -237,7 +237,9 @@ struct AvahiBrowser::Impl {
             if (it->hostResolver != resolver)
                 continue;
             const bool ipv4 = event == AVAHI_RESOLVER_FOUND && address && address->proto == AVAHI_PROTO_INET;
-            self->report(it.key(), ipv4 ? std::optional<QString>(text(address)) : std::nullopt);
+            // A copy: reporting erases the entry the key lives in.
+            const QString name = it.key();
+            self->report(name, ipv4 ? std::optional<QString>(text(address)) : std::nullopt);
             return;
         }
     }

@@ -2,8 +2,6 @@
 
 #include "sessionports.h"
 
-#include "news/newssessionport.h"
-
 #include "cloud/records.h"
 #include "core/cancel.h"
 #include "core/clock.h"
@@ -67,7 +65,7 @@ struct DemoTrack {
 // The one observable model of the household: rooms, what plays, volume, and
 // every command. Lifecycle, playback reads and commands live in separate
 // files; collaborators come in through the constructor.
-class HouseSession : public QObject, public NewsSessionPort {
+class HouseSession : public QObject {
     Q_OBJECT
     Q_PROPERTY(Phase phase READ phase NOTIFY phaseChanged)
     Q_PROPERTY(QString householdName READ householdName NOTIFY householdNameChanged)
@@ -176,11 +174,11 @@ public:
     // The household the news alarms belong to ("local" for rooms found on
     // the network without an account), and the host that answers for a
     // player: its group's coordinator. Throws SpeakerUnreachable.
-    QString newsHouseholdID() const override;
-    QCoro::Task<QString> newsHost(QString playerID) override;
+    QString newsHouseholdID() const;
+    QCoro::Task<QString> newsHost(QString playerID);
     // Sending a music or queue command, or choosing a room: news Play now waits.
-    bool musicBusy() const override { return m_sendingPlaybackCommand || m_artistQueueBusy || m_choosingRoom; }
-    void setSendingPlaybackCommand(bool sending) override;
+    bool musicBusy() const { return m_sendingPlaybackCommand || m_artistQueueBusy || m_choosingRoom; }
+    void setSendingPlaybackCommand(bool sending);
 
     // Apple Music: through a Sonos favorite that plays the item, else
     // queued directly on the group's coordinator.

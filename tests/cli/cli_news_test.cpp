@@ -106,7 +106,7 @@ TEST_F(CliNews, CreateListEditPauseAndDelete)
     EXPECT_TRUE(alarm->programURI.endsWith(u"?language=japanese&category=latest"_s));
 
     const auto paused = ctl({u"news"_s, u"disable"_s, id});
-    EXPECT_EQ(paused.exit, 0);
+    EXPECT_EQ(paused.exit, 0) << paused.err.toStdString();
     EXPECT_EQ(paused.out.trimmed(), u"Schedule saved and paused."_s);
     EXPECT_FALSE(speakers.alarms.find(id)->enabled);
     const auto resumed = ctl({u"news"_s, u"enable"_s, id});
