@@ -39,6 +39,17 @@ struct Household : ::testing::Test {
         ASSERT_TRUE(QTest::qWaitFor([this] { return !app->session().title().isEmpty(); }, 15000))
             << "no playback read: " << app->session().noteText().toStdString();
     }
+    void TearDown() override
+    {
+        // Requests still on the way hold the speaker client, which goes with
+        // the program: let them land first.
+        if (!app)
+            return;
+        app->shell().hideController();
+        QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand() && !app->session().changingRooms(); }, 5000);
+        QTest::qWait(500);
+        app.reset();
+    }
     HouseSession &session() { return app->session(); }
     fake::FakeSpeakers::Speaker &speaker(const QString &room)
     {
