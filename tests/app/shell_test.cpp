@@ -13,6 +13,8 @@
 #include "session/housesession.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QSystemTrayIcon>
 #include <QFile>
 #include <QQuickItem>
 #include <QQuickView>
@@ -144,6 +146,21 @@ TEST_F(Shell, PanelIsPlacedInsideTheScreenAndFollowsItsSize)
     app->shell().resizeController(QSize(300, 500));
     app->shell().showController();
     EXPECT_EQ(panel()->size(), QSize(300, 500));
+}
+
+TEST_F(Shell, TrayIconFollowsPlayback)
+{
+    start(args({"--demo"}));
+    ASSERT_NE(app->shell().tray(), nullptr);
+    EXPECT_EQ(app->shell().tray()->toolTip(), u"Velotte"_qs);
+    EXPECT_EQ(app->shell().iconName(), u"speaker-filled"_qs);
+    EXPECT_FALSE(app->shell().tray()->icon().isNull());
+    app->bridge().togglePlayback();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app->session().isPlaying(); }, 2000));
+    EXPECT_EQ(app->shell().iconName(), u"speaker"_qs);
+    // The icon's pictures are the program's own, inside it.
+    for (const char *name : {"speaker", "speaker-filled", "velotte"})
+        EXPECT_FALSE(QIcon(u":/velotte/icons/%1.svg"_qs.arg(QLatin1String(name))).pixmap(22, 22).isNull()) << name;
 }
 
 TEST_F(Shell, WithoutATrayThePanelOpensAtStart)
