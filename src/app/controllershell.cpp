@@ -13,6 +13,8 @@
 #include <QQuickImageProvider>
 #include <QQuickView>
 #include <QScreen>
+#include <QSettings>
+#include <QStandardPaths>
 #include <QSystemTrayIcon>
 #include <QVariantAnimation>
 
@@ -109,6 +111,22 @@ ControllerShell::ControllerShell(HouseSession &session, ControllerBridge &bridge
 }
 
 ControllerShell::~ControllerShell() { delete m_panel; }
+
+bool ControllerShell::desktopAsksReducedMotion()
+{
+    if (qEnvironmentVariableIsSet("VELOTTE_REDUCED_MOTION"))
+        return qEnvironmentVariableIntValue("VELOTTE_REDUCED_MOTION") == 1;
+    // GNOME and most GTK desktops mirror their animation switch here.
+    for (const char *version : {"gtk-4.0", "gtk-3.0"}) {
+        const QString file = QStandardPaths::locate(QStandardPaths::GenericConfigLocation, QLatin1String(version) + QStringLiteral("/settings.ini"));
+        if (file.isEmpty())
+            continue;
+        const QVariant value = QSettings(file, QSettings::IniFormat).value(QStringLiteral("Settings/gtk-enable-animations"));
+        if (value.isValid())
+            return value.toString() == u"false" || value.toString() == u"0";
+    }
+    return false;
+}
 
 QString ControllerShell::iconName() const { return m_session.isPlaying() ? QStringLiteral("speaker-filled") : QStringLiteral("speaker"); }
 

@@ -42,6 +42,9 @@ public:
     QSystemTrayIcon *tray() const { return m_tray; }
     // Where the panel goes for a size, under the tray icon.
     QRectF controllerFrame(QSize size) const;
+    // True when the desktop asks for less motion: GTK's "gtk-enable-animations"
+    // switched off, or VELOTTE_REDUCED_MOTION=1.
+    static bool desktopAsksReducedMotion();
     // The icon follows playback: filled while playing.
     QString iconName() const;
 

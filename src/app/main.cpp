@@ -20,7 +20,7 @@ int main(int argc, char **argv)
 
     velotte::ControllerApp::Options options;
     options.tray = QSystemTrayIcon::isSystemTrayAvailable();
-    options.reducedMotion = qEnvironmentVariableIntValue("VELOTTE_REDUCED_MOTION") == 1;
+    options.reducedMotion = velotte::ControllerShell::desktopAsksReducedMotion();
     velotte::ControllerApp controller(velotte::LaunchOptions::parse(QApplication::arguments()), options);
     QObject::connect(&instance, &velotte::SingleInstance::reopened, &controller, &velotte::ControllerApp::reopen);
     controller.start();

@@ -14,6 +14,8 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QSettings>
+#include <QStandardPaths>
 #include <QSystemTrayIcon>
 #include <QFile>
 #include <QQuickItem>
@@ -85,10 +87,10 @@ TEST(LaunchArguments, FavoriteLinks)
 struct Shell : ::testing::Test {
     std::unique_ptr<ControllerApp> app;
 
-    void start(const QStringList &arguments, bool tray = true)
+    void start(const QStringList &arguments, bool tray = true, bool reducedMotion = true)
     {
         app = std::make_unique<ControllerApp>(LaunchOptions::parse(arguments),
-                                              ControllerApp::Options{.tray = tray, .reducedMotion = true, .mpris = false, .widget = false});
+                                              ControllerApp::Options{.tray = tray, .reducedMotion = reducedMotion, .mpris = false, .widget = false});
         app->start();
     }
     QQuickView *panel() { return app->shell().panel(); }
@@ -161,6 +163,20 @@ TEST_F(Shell, TrayIconFollowsPlayback)
     // The icon's pictures are the program's own, inside it.
     for (const char *name : {"speaker", "speaker-filled", "velotte"})
         EXPECT_FALSE(QIcon(u":/velotte/icons/%1.svg"_qs.arg(QLatin1String(name))).pixmap(22, 22).isNull()) << name;
+}
+
+TEST_F(Shell, ResizeIsAnimatedUnlessMotionIsReduced)
+{
+    start(args({"--demo"}), true, false);
+    app->shell().showController();
+    app->shell().resizeController(QSize(340, 500));
+    EXPECT_EQ(panel()->height(), 620) << "the size moves over time, not at once";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return panel()->height() == 500; }, 1500));
+    // Hiding in the middle of an animation stops it where it is.
+    app->shell().resizeController(QSize(340, 600));
+    app->shell().hideController();
+    app->shell().showController();
+    EXPECT_EQ(panel()->height(), 600);
 }
 
 TEST_F(Shell, WithoutATrayThePanelOpensAtStart)
@@ -266,6 +282,25 @@ TEST(LyricLines, WordTimingsAreNotShown)
     // Angle brackets that are not times stay.
     EXPECT_EQ(ControllerBridge::lyricText(u"<3 you <chorus>"_qs), u"<3 you <chorus>"_qs);
     EXPECT_EQ(ControllerBridge::lyricText(u"夜车 <01:02:3>開"_qs), u"夜车 開"_qs);
+}
+
+TEST(ReducedMotion, FollowsTheDesktopSwitch)
+{
+    const QString dir = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/gtk-3.0"_qs;
+    QDir().mkpath(dir);
+    const QString file = dir + u"/settings.ini"_qs;
+    QFile::remove(file);
+    qunsetenv("VELOTTE_REDUCED_MOTION");
+    EXPECT_FALSE(ControllerShell::desktopAsksReducedMotion());
+    {
+        QSettings s(file, QSettings::IniFormat);
+        s.setValue(u"Settings/gtk-enable-animations"_qs, u"false"_qs);
+    }
+    EXPECT_TRUE(ControllerShell::desktopAsksReducedMotion());
+    qputenv("VELOTTE_REDUCED_MOTION", "0"); // the program's own switch wins
+    EXPECT_FALSE(ControllerShell::desktopAsksReducedMotion());
+    qunsetenv("VELOTTE_REDUCED_MOTION");
+    QFile::remove(file);
 }
 
 TEST(SingleInstance, SecondStartHandsOverItsArguments)
