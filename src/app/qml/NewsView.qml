@@ -67,7 +67,17 @@ Item {
             Row {
                 anchors { right: parent.right; rightMargin: 10; verticalCenter: parent.verticalCenter }
                 spacing: 4
+                IconButton {
+                    icon: "play"
+                    size: 32
+                    iconSize: 14
+                    tip: "Play now"
+                    anchors.verticalCenter: parent.verticalCenter
+                    enabled: !root.news.busy
+                    onClicked: root.pane.playNow(index)
+                }
                 Switch {
+                    anchors.verticalCenter: parent.verticalCenter
                     checked: row.on
                     enabled: !root.news.busy
                     onToggled: root.pane.setEnabled(index, checked)
@@ -75,7 +85,7 @@ Item {
                 }
             }
             MouseArea {
-                anchors { left: parent.left; top: parent.top; bottom: parent.bottom; right: parent.right; rightMargin: 70 }
+                anchors { left: parent.left; top: parent.top; bottom: parent.bottom; right: parent.right; rightMargin: 110 }
                 onClicked: root.editing = index
             }
         }
