@@ -96,6 +96,28 @@ TEST_F(Household, RoomsGroupingAndVolumeReachTheSpeakers)
     ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == bedroom && !session().changingRooms(); }, 10000));
 }
 
+TEST_F(Household, SpeakersAreAskedOnlyWhileThePanelShows)
+{
+    auto requests = [this] {
+        int n = 0;
+        for (const auto &s : speakers.speakers)
+            n += s.requests;
+        return n;
+    };
+    app->shell().hideController();
+    EXPECT_FALSE(session().pollingEnabled());
+    QTest::qWait(300); // a read already on its way lands
+    const int quiet = requests();
+    QTest::qWait(2000); // four ticks of the loop, had it run
+    EXPECT_EQ(requests(), quiet) << "the speakers were asked while the panel was hidden";
+
+    // Showing reads at once, without waiting for the loop's turn.
+    speaker(u"Living Room"_qs).state = u"PAUSED_PLAYBACK"_qs;
+    app->shell().showController();
+    EXPECT_TRUE(session().pollingEnabled());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return requests() > quiet; }, 1000));
+}
+
 TEST_F(Household, PlaybackFromThePanel)
 {
     const QString before = speaker(u"Living Room"_qs).state;
