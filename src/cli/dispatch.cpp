@@ -1,5 +1,7 @@
 #include "context.h"
 
+#include "core/networktransport.h"
+
 #include "core/failure.h"
 
 #include <QCoreApplication>
@@ -141,6 +143,7 @@ int parseAndRun(QCoreApplication &app)
         app.exec();
     // Tasks the session cancelled on its way out end on the loop: let them,
     // so nothing is left suspended (and nothing reads as a leak) at exit.
+    NetworkTransport::shared().abortAll();
     for (int round = 0; round < 4; ++round) {
         QCoreApplication::processEvents(QEventLoop::AllEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

@@ -20,6 +20,15 @@ NetworkTransport &NetworkTransport::shared()
     return transport;
 }
 
+void NetworkTransport::abortAll()
+{
+    const auto replies = m_manager->findChildren<QNetworkReply *>(Qt::FindDirectChildrenOnly);
+    for (QNetworkReply *reply : replies) {
+        if (reply->isRunning())
+            reply->abort();
+    }
+}
+
 QCoro::Task<HttpResponse> NetworkTransport::send(HttpRequest request, CancelToken cancel)
 {
     cancel.throwIfCancelled();

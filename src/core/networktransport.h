@@ -15,6 +15,9 @@ public:
 
     // One manager for the whole process, created on first use.
     static NetworkTransport &shared();
+    // Ends every request still in flight (they fail as time-outs), so a
+    // program that is about to exit leaves no task waiting on the network.
+    void abortAll();
 
 private:
     QNetworkAccessManager *m_manager;
