@@ -1,5 +1,6 @@
 #include "controllershell.h"
 
+#include "alldesktops.h"
 #include "controllerbridge.h"
 #include "controllerplacement.h"
 
@@ -171,6 +172,8 @@ void ControllerShell::showController()
 {
     m_animation->stop();
     m_panel->setGeometry(controllerFrame(m_size).toRect());
+    if (m_options.tray)
+        showOnAllDesktops(m_panel);
     m_panel->show();
     m_panel->raise();
     m_panel->requestActivate();

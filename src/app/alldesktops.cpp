@@ -1,0 +1,69 @@
+#include "alldesktops.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+
+#ifdef VELOTTE_WITH_XCB
+#include <xcb/xcb.h>
+
+#include <QtGui/qguiapplication_platform.h>
+
+#include <cstdlib>
+#endif
+
+namespace velotte {
+
+#ifdef VELOTTE_WITH_XCB
+namespace {
+xcb_atom_t atom(xcb_connection_t *c, const char *name)
+{
+    xcb_intern_atom_reply_t *reply = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(qstrlen(name)), name), nullptr);
+    const xcb_atom_t a = reply ? reply->atom : XCB_ATOM_NONE;
+    std::free(reply);
+    return a;
+}
+
+void tellWindowManager(xcb_connection_t *c, xcb_window_t root, xcb_window_t window, xcb_atom_t type, uint32_t a, uint32_t b, uint32_t d)
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = type;
+    event.data.data32[0] = a;
+    event.data.data32[1] = b;
+    event.data.data32[2] = d;
+    event.data.data32[3] = 1; // from an application
+    xcb_send_event(c, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY, reinterpret_cast<const char *>(&event));
+}
+} // namespace
+#endif
+
+void showOnAllDesktops(QWindow *window)
+{
+#ifdef VELOTTE_WITH_XCB
+    auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11 || !window)
+        return;
+    xcb_connection_t *c = x11->connection();
+    const auto id = xcb_window_t(window->winId());
+    xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    if (!c || !screen)
+        return;
+    const xcb_atom_t desktop = atom(c, "_NET_WM_DESKTOP");
+    const xcb_atom_t state = atom(c, "_NET_WM_STATE");
+    constexpr uint32_t everyDesktop = 0xFFFFFFFF;
+    constexpr uint32_t add = 1;
+    // Before mapping the property is read by the window manager; once
+    // mapped, only a message to the root window changes it.
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, desktop, XCB_ATOM_CARDINAL, 32, 1, &everyDesktop);
+    tellWindowManager(c, screen->root, id, desktop, everyDesktop, 0, 0);
+    tellWindowManager(c, screen->root, id, state, add, atom(c, "_NET_WM_STATE_STICKY"), atom(c, "_NET_WM_STATE_SKIP_TASKBAR"));
+    tellWindowManager(c, screen->root, id, state, add, atom(c, "_NET_WM_STATE_SKIP_PAGER"), 0);
+    xcb_flush(c);
+#else
+    Q_UNUSED(window)
+#endif
+}
+
+} // namespace velotte

@@ -1,0 +1,48 @@
+// On an X server the panel asks to be on every desktop.
+#include "appmain.h"
+
+#include "app/controllerapp.h"
+
+#include <QApplication>
+#include <QQuickView>
+#include <QTest>
+#include <QtGui/qguiapplication_platform.h>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+using namespace velotte;
+
+TEST(X11Panel, OnEveryDesktop)
+{
+    auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    ASSERT_NE(x11, nullptr) << "run under an X server (xvfb-run)";
+    LaunchOptions launch;
+    launch.demo = true;
+    ControllerApp app(launch, {.tray = true, .reducedMotion = true, .mpris = false, .widget = false});
+    app.start();
+    app.shell().showController();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(app.shell().panel()));
+
+    xcb_connection_t *c = x11->connection();
+    const char *name = "_NET_WM_DESKTOP";
+    xcb_intern_atom_reply_t *atom = xcb_intern_atom_reply(c, xcb_intern_atom(c, 1, uint16_t(qstrlen(name)), name), nullptr);
+    ASSERT_NE(atom, nullptr);
+    xcb_get_property_reply_t *reply = xcb_get_property_reply(
+        c, xcb_get_property(c, 0, xcb_window_t(app.shell().panel()->winId()), atom->atom, XCB_ATOM_CARDINAL, 0, 1), nullptr);
+    std::free(atom);
+    ASSERT_NE(reply, nullptr);
+    ASSERT_EQ(xcb_get_property_value_length(reply), 4);
+    EXPECT_EQ(*static_cast<uint32_t *>(xcb_get_property_value(reply)), 0xFFFFFFFFu);
+    std::free(reply);
+}
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    apptest::useLoopbackServices();
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
