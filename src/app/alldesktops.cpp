@@ -45,11 +45,14 @@ void showOnAllDesktops(QWindow *window)
     auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     if (!x11 || !window)
         return;
+    // Other platforms (offscreen) may answer the interface without a connection.
     xcb_connection_t *c = x11->connection();
-    const auto id = xcb_window_t(window->winId());
-    xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
-    if (!c || !screen)
+    if (!c || qGuiApp->platformName() != u"xcb")
         return;
+    xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    if (!screen)
+        return;
+    const auto id = xcb_window_t(window->winId());
     const xcb_atom_t desktop = atom(c, "_NET_WM_DESKTOP");
     const xcb_atom_t state = atom(c, "_NET_WM_STATE");
     constexpr uint32_t everyDesktop = 0xFFFFFFFF;
