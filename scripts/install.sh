@@ -14,7 +14,7 @@ PACKAGES=(
   qml6-module-qtquick-templates qml6-module-qtquick-shapes
   qcoro-qt6-dev qtkeychain-qt6-dev
   # platform libraries
-  libavahi-client-dev libicu-dev
+  libavahi-client-dev libicu-dev libxcb1-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
   dbus gnome-keyring avahi-daemon avahi-utils iproute2 xvfb xauth playerctl procps openssl
