@@ -35,12 +35,13 @@ QCoro::Task<std::optional<QString>> GuestHouse::call(QString host, QString path,
     request.maxBytes = largestReply;
     request.setHeader("Content-Type", "text/xml; charset=\"utf-8\"");
     request.setHeader("SOAPACTION", action.toUtf8()); // no quotes in this flavour
+    const std::shared_ptr<QSet<QString>> refused = m_refused;
     try {
         const HttpResponse response = co_await m_transport.send(std::move(request));
         if (response.status == 403)
-            m_refused.insert(host);
+            refused->insert(host);
         else
-            m_refused.remove(host);
+            refused->remove(host);
         if (!response.ok())
             co_return std::nullopt;
         co_return QString::fromUtf8(response.body);

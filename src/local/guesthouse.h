@@ -11,6 +11,7 @@
 #include <QSet>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace velotte {
@@ -67,7 +68,7 @@ public:
     HttpTransport &http() const { return m_transport; }
     // Whether the speaker's last answer was 403: local control switched off,
     // the default of newer firmware.
-    bool refusesLocalControl(const QString &host) const { return m_refused.contains(host); }
+    bool refusesLocalControl(const QString &host) const { return m_refused->contains(host); }
 
     QCoro::Task<std::optional<QString>> call(QString host, QString path, QString action, QString body);
 
@@ -109,7 +110,8 @@ private:
     QCoro::Task<bool> send(QString host, QString path, QString service, QString action, QString inner);
 
     HttpTransport &m_transport;
-    QSet<QString> m_refused;
+    // Shared with requests in flight: one may finish after the house is gone.
+    std::shared_ptr<QSet<QString>> m_refused = std::make_shared<QSet<QString>>();
 };
 
 } // namespace velotte
