@@ -88,6 +88,8 @@ public:
     Q_INVOKABLE void openLink(const QUrl &link);
     // The panel
     Q_INVOKABLE void hidePanel() { Q_EMIT hideRequested(); }
+    // Ends the program; alarms stay on the speakers.
+    Q_INVOKABLE void quit() { Q_EMIT quitRequested(); }
     Q_INVOKABLE void requestSize(int width, int height) { Q_EMIT sizeRequested(QSize(width, height)); }
 
     static QString notConnectedText();
@@ -103,6 +105,7 @@ Q_SIGNALS:
     void lyricLinesChanged();
     void artworkChanged();
     void hideRequested();
+    void quitRequested();
     void sizeRequested(QSize size);
     void signInRequested();
 

@@ -1,5 +1,6 @@
 // velotte: the tray controller.
 #include "controllerapp.h"
+#include "controllerbridge.h"
 #include "singleinstance.h"
 
 #include <QApplication>
@@ -23,6 +24,7 @@ int main(int argc, char **argv)
     options.reducedMotion = velotte::ControllerShell::desktopAsksReducedMotion();
     velotte::ControllerApp controller(velotte::LaunchOptions::parse(QApplication::arguments()), options);
     QObject::connect(&instance, &velotte::SingleInstance::reopened, &controller, &velotte::ControllerApp::reopen);
+    QObject::connect(&controller.bridge(), &velotte::ControllerBridge::quitRequested, &app, &QApplication::quit, Qt::QueuedConnection);
     controller.start();
     return app.exec();
 }

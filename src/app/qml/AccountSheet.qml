@@ -5,7 +5,7 @@ Rectangle {
     id: sheet
     height: column.height + 24
     radius: 18
-    color: "#f21d2029"
+    color: "#1d2029"
     border.color: Theme.line
 
     Column {
@@ -48,6 +48,10 @@ Rectangle {
             Pill {
                 text: "Close panel"
                 onClicked: { sheet.visible = false; controller.hidePanel() }
+            }
+            Pill {
+                text: "Quit Velotte"
+                onClicked: controller.quit()
             }
         }
     }
