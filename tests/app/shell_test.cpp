@@ -265,6 +265,26 @@ TEST_F(Shell, RoomListsFollowTheSession)
     EXPECT_FALSE(players->data(players->index(0, 0), playerRoles.key("inGroup")).toBool());
 }
 
+TEST_F(Shell, WidgetSnapshotIsWrittenForTheRunningHousehold)
+{
+    QFile::remove(ControllerWidgetSnapshot::file());
+    app = std::make_unique<ControllerApp>(LaunchOptions::parse(args({"--demo"})),
+                                          ControllerApp::Options{.tray = true, .reducedMotion = true, .mpris = false, .widget = true});
+    app->start();
+    ASSERT_TRUE(QTest::qWaitFor([] { return QFile::exists(ControllerWidgetSnapshot::file()); }, 3000));
+    QFile f(ControllerWidgetSnapshot::file());
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    const std::optional<ControllerWidgetSnapshot> s = ControllerWidgetSnapshot::decode(f.readAll());
+    ASSERT_TRUE(s.has_value());
+    EXPECT_EQ(s->room, u"Living Room"_qs);
+    EXPECT_EQ(s->title, u"Gymnopédie No. 1"_qs);
+    EXPECT_EQ(s->picks.size(), 5);
+    // The widget reading that file shows the same.
+    WidgetFeed feed(ControllerWidgetSnapshot::file());
+    EXPECT_EQ(feed.title(), s->title);
+    EXPECT_EQ(feed.picks().size(), 5);
+}
+
 TEST_F(Shell, ShowLyricsIsRemembered)
 {
     start(args({"--demo"}));
