@@ -486,6 +486,17 @@ TEST_F(SignInProgram, ClosedWindowFailedPageAndMissingProgram)
     }
 }
 
+#ifdef VELOTTE_SIGNIN
+TEST_F(SignInProgram, TheRealWindowRefusesAnAddressThatIsNotSonos)
+{
+    // An address elsewhere over plain HTTP never reaches the web engine.
+    ProcessLoginPresenter login(QStringLiteral(VELOTTE_SIGNIN));
+    QSignalSpy closed(&login, &ProcessLoginPresenter::didClose);
+    EXPECT_THROW(velotte::test::await(login.callback(QUrl(u"http://example.com/login"_qs), prefix)), SonosError);
+    EXPECT_EQ(closed.count(), 1);
+}
+#endif
+
 #ifdef VELOTTE_WITH_NEWS
 TEST(NewsPaneText, DaysAndEdits)
 {
