@@ -76,7 +76,7 @@ int main(int argc, char **argv)
     // An account sheet over the now-playing view.
     controller.bridge().setScreen(u"now"_qs);
     if (QObject *sheet = panel->rootObject()->findChild<QObject *>(u"account"_qs)) {
-        sheet->setProperty("visible", true);
+        sheet->setProperty("open", true);
         QTest::qWait(300);
         panel->grabWindow().save(out + u"/panel-account.png"_qs);
     }

@@ -7,6 +7,7 @@ Rectangle {
     radius: 18
     color: "#1d2029"
     border.color: Theme.line
+    signal closed()
 
     Column {
         id: column
@@ -29,17 +30,17 @@ Rectangle {
                 visible: controller.canSignIn && (session.phase === 0 || session.guest)
                 enabled: !session.signingIn
                 text: session.signingIn ? "Connecting…" : "Connect to Sonos"
-                onClicked: { controller.connectAccount(); sheet.visible = false }
+                onClicked: { controller.connectAccount(); sheet.closed() }
             }
             Pill {
                 visible: controller.canSignIn && session.phase === 1 && !session.guest && !session.demo
                 text: "Sign out"
-                onClicked: { controller.signOut(); sheet.visible = false }
+                onClicked: { controller.signOut(); sheet.closed() }
             }
             Pill {
                 visible: !session.guest && !session.demo
                 text: "Use local network"
-                onClicked: { controller.useLocalNetwork(); sheet.visible = false }
+                onClicked: { controller.useLocalNetwork(); sheet.closed() }
             }
             Pill {
                 text: controller.showLyrics ? "Hide lyrics" : "Show lyrics"
@@ -47,7 +48,7 @@ Rectangle {
             }
             Pill {
                 text: "Close panel"
-                onClicked: { sheet.visible = false; controller.hidePanel() }
+                onClicked: { sheet.closed(); controller.hidePanel() }
             }
             Pill {
                 text: "Quit Velotte"

@@ -95,7 +95,7 @@ Item {
                     size: 34
                     iconSize: 18
                     tip: "Account"
-                    onClicked: account.visible = !account.visible
+                    onClicked: account.open = !account.open
                 }
             }
 
@@ -158,11 +158,17 @@ Item {
             }
         }
 
-        AccountSheet {
+        // Made only when first opened: most sessions never open it.
+        Loader {
             id: account
             objectName: "account"
-            visible: false
+            property bool open: false
+            active: open
+            visible: open
             anchors { left: parent.left; right: parent.right; top: header.bottom; margins: 10 }
+            sourceComponent: AccountSheet {
+                onClosed: account.open = false
+            }
         }
     }
 }
