@@ -204,6 +204,23 @@ TEST_F(Shell, LaunchScreenChoosesTheFirstView)
     EXPECT_EQ(loadedView(), u"RoomsView.qml"_qs);
 }
 
+TEST_F(Shell, PanelTakesTheHeightItsViewAsksFor)
+{
+    start(args({"--demo"}));
+    app->shell().showController();
+    EXPECT_EQ(app->shell().controllerSize(), QSize(340, 620));
+    // Two rooms need less than the full panel.
+    app->bridge().setScreen(u"rooms"_qs);
+    const int rooms = app->shell().controllerSize().height();
+    EXPECT_LT(rooms, 620);
+    EXPECT_GE(rooms, 460);
+    EXPECT_EQ(panel()->height(), rooms);
+    // Lyrics take the whole panel again.
+    app->bridge().setScreen(u"lyrics"_qs);
+    EXPECT_EQ(app->shell().controllerSize(), QSize(340, 620));
+    EXPECT_EQ(panel()->height(), 620);
+}
+
 TEST_F(Shell, EveryViewLoadsOnTheDemoHousehold)
 {
     start(args({"--demo"}));

@@ -15,6 +15,16 @@ Item {
         { key: "news", label: "News", view: "NewsView.qml" },
         { key: "lyrics", label: "Lyrics", view: "LyricsView.qml" }
     ]
+    // Views that know their height ask for it; the others get the full panel.
+    readonly property int wantedHeight: {
+        var item = view.item
+        if (!item || item.preferredHeight === undefined)
+            return 620
+        var h = header.height + 2 * Theme.gap + 12 + item.preferredHeight + (statusLine.height > 0 ? statusLine.height + 8 : 0)
+        return Math.max(460, Math.min(620, Math.ceil(h)))
+    }
+    onWantedHeightChanged: controller.requestSize(340, wantedHeight)
+
     function viewFor(key) {
         for (var i = 0; i < screens.length; ++i)
             if (screens[i].key === key)

@@ -6,6 +6,7 @@ import "logic.js" as Logic
 Flickable {
     id: root
     contentHeight: content.height + 12
+    readonly property real preferredHeight: contentHeight
     clip: true
     boundsBehavior: Flickable.StopAtBounds
 

@@ -5,6 +5,7 @@ import QtQuick.Controls.Basic
 Flickable {
     id: root
     contentHeight: content.height + 12
+    readonly property real preferredHeight: contentHeight
     clip: true
     boundsBehavior: Flickable.StopAtBounds
     Component.onCompleted: controller.refreshSound()
