@@ -131,7 +131,7 @@ QCoro::Task<int> artist(Context &c, LoadOptions o)
             // A bar that redraws in place; plain lines when piped.
             const int width = 24;
             const QString text = s.artistQueueProgress();
-            const int filled = s.artistQueueStarted() ? width * s.artistQueuedCount() / std::max(1, s.artistQueuedCount() + 1) : 0;
+            const int filled = width * s.artistQueuedCount() / std::max(1, s.artistQueueTotal());
             c.out() << '\r' << '[' << QString(filled, u'#') << QString(width - filled, u'.') << "] " << text << "\x1b[K" << Qt::flush;
         } else {
             c.out() << s.artistQueueProgress() << Qt::endl;

@@ -193,6 +193,7 @@ public:
     QCoro::Task<void> artistQueueFinished();
     bool artistQueueStarted() const { return m_artistQueueStarted; }
     int artistQueuedCount() const { return m_artistQueuedCount; }
+    int artistQueueTotal() const { return m_artistQueueTotal; }
     QString artistQueueProgress() const { return m_artistQueueProgress; }
 
     // Grouping: the active group holds exactly the selected players afterwards.
