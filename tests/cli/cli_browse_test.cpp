@@ -1,4 +1,4 @@
-#include "clirunner.h"
+#include "terminalsignin.h"
 
 #include "services/fakecloud.h"
 #include "services/fakemodel.h"
@@ -190,41 +190,7 @@ struct CliBrowseAccount : ::testing::Test {
         ASSERT_EQ(login(), 0);
     }
     CliResult ctl(const QStringList &args) { return runCli(args, home, 30000, secrets); }
-    // Signs in from the terminal, answering the sign-in page as a browser would.
-    int login()
-    {
-        QProcess p;
-        prepare(p, home, secrets);
-        p.start(QStringLiteral(VELOTTECTL), {QStringLiteral("login"), QStringLiteral("--no-browser")});
-        QString out;
-        QUrl url;
-        QElapsedTimer t;
-        t.start();
-        while (url.isEmpty() && t.elapsed() < 20000 && p.state() != QProcess::NotRunning) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
-            out += QString::fromUtf8(p.readAllStandardOutput());
-            for (const QString &line : out.split(QLatin1Char('\n'))) {
-                if (line.startsWith(QLatin1String("http")))
-                    url = QUrl(line.trimmed());
-            }
-        }
-        if (url.isEmpty())
-            return -1;
-        fake::Request r;
-        r.method = "GET";
-        r.target = url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority);
-        r.url = QUrl(QStringLiteral("http://fake") + QString::fromUtf8(r.target));
-        QByteArray location;
-        for (const auto &h : cloud.respond(r).headers) {
-            if (h.first == "Location")
-                location = h.second;
-        }
-        p.write(location + '\n');
-        p.closeWriteChannel();
-        while (p.state() != QProcess::NotRunning && t.elapsed() < 20000)
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
-        return p.exitCode();
-    }
+    int login() { return signInFromTerminal(home, secrets, cloud).exit; }
     QVariant stored(const QString &key) const
     {
         return QSettings(home.filePath(QStringLiteral("config/velotte/velotte.conf")), QSettings::IniFormat).value(key);

@@ -1,4 +1,4 @@
-#include "clirunner.h"
+#include "terminalsignin.h"
 
 #include "services/fakecloud.h"
 
@@ -61,44 +61,11 @@ struct CliCloud : ::testing::Test {
         printed << r.out << r.err;
         return r;
     }
-    // Follows the sign-in page the way a browser would and pastes the address.
-    // `edit` changes the address before it is pasted.
     int login(const std::function<QByteArray(QByteArray)> &edit = {})
     {
-        QProcess p;
-        prepare(p, home, secrets);
-        p.start(QStringLiteral(VELOTTECTL), {QStringLiteral("login"), QStringLiteral("--no-browser")});
-        QString out;
-        QUrl url;
-        QElapsedTimer t;
-        t.start();
-        while (url.isEmpty() && t.elapsed() < 20000 && p.state() != QProcess::NotRunning) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
-            out += QString::fromUtf8(p.readAllStandardOutput());
-            for (const QString &line : out.split(QLatin1Char('\n'))) {
-                if (line.startsWith(QLatin1String("http")))
-                    url = QUrl(line.trimmed());
-            }
-        }
-        if (url.isEmpty())
-            return -1;
-        fake::Request r;
-        r.method = "GET";
-        r.target = url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority);
-        r.url = QUrl(QStringLiteral("http://fake") + QString::fromUtf8(r.target));
-        QByteArray location;
-        for (const auto &h : cloud.respond(r).headers) {
-            if (h.first == "Location")
-                location = h.second;
-        }
-        if (edit)
-            location = edit(location);
-        p.write(location + '\n');
-        p.closeWriteChannel();
-        while (p.state() != QProcess::NotRunning && t.elapsed() < 20000)
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
-        printed << out << QString::fromUtf8(p.readAllStandardOutput()) << QString::fromUtf8(p.readAllStandardError());
-        return p.exitCode();
+        const TerminalSignIn result = signInFromTerminal(home, secrets, cloud, edit);
+        printed << result.printed;
+        return result.exit;
     }
     fake::FakeCloud::Group &living() { return cloud.groups.front(); }
 };
