@@ -433,6 +433,48 @@ TEST_F(Shell, MusicListsOnTheDemoHousehold)
     EXPECT_TRUE(music->picks().isEmpty());
 }
 
+// Every text the panel shows right now.
+QStringList shownTexts(QQuickView *panel)
+{
+    QStringList out;
+    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
+        const QVariant text = item->property("text");
+        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
+            out << text.toString();
+    }
+    return out;
+}
+
+TEST_F(Shell, ViewsSayWhatTheyWaitFor)
+{
+    start(args({"--demo"}));
+    app->shell().showController();
+    auto *account = panel()->rootObject()->findChild<QObject *>(u"account"_qs);
+    ASSERT_NE(account, nullptr);
+    account->setProperty("open", true);
+    QTest::qWait(50);
+    EXPECT_TRUE(shownTexts(panel()).contains(u"This is the demo household. Start Velotte without --demo to reach your speakers."_qs));
+    account->setProperty("open", false);
+
+    app->bridge().setScreen(u"music"_qs);
+    auto *loader = panel()->rootObject()->findChild<QObject *>(u"view"_qs);
+    ASSERT_NE(loader, nullptr);
+    auto *view = loader->property("item").value<QObject *>();
+    ASSERT_NE(view, nullptr);
+    auto *music = qobject_cast<MusicPane *>(app->bridge().music());
+    ASSERT_NE(music, nullptr);
+    music->setQuery(u"nothing by this name"_qs);
+    QTest::qWait(50);
+    EXPECT_TRUE(shownTexts(panel()).contains(u"No favorite matches."_qs)) << shownTexts(panel()).join(u" | "_qs).toStdString();
+    music->setQuery({});
+    view->setProperty("part", u"suggest"_qs);
+    QTest::qWait(50);
+    EXPECT_TRUE(shownTexts(panel()).contains(u"Describe what you would like to hear; suggestions come from your favorites."_qs));
+    view->setProperty("part", u"apple"_qs);
+    QTest::qWait(50);
+    EXPECT_TRUE(shownTexts(panel()).contains(u"Search the Apple Music catalog, or fill the queue with an artist's songs."_qs));
+}
+
 TEST_F(Shell, CatalogSearchThatCannotReachTheService)
 {
     start(args({"--demo"}));
