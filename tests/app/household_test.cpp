@@ -5,12 +5,16 @@
 
 #include "app/controllerapp.h"
 #include "app/controllerbridge.h"
+#include "app/musicpane.h"
 #include "app/newspane.h"
 #include "session/housesession.h"
+#include "services/fakeitunes.h"
 #include "services/fakenews.h"
 #include "services/fakespeakers.h"
 
 #include <QApplication>
+#include <QQuickItem>
+#include <QQuickView>
 #include <QSettings>
 #include <QTest>
 
@@ -23,14 +27,17 @@ namespace {
 struct Household : ::testing::Test {
     fake::FakeSpeakers speakers{u"127.0.0.91"_qs, 4};
     fake::FakeNews news;
+    fake::FakeItunes itunes;
     std::unique_ptr<ControllerApp> app;
 
     void SetUp() override
     {
         ASSERT_TRUE(speakers.start()) << "loopback addresses 127.0.0.91-94 are taken";
         ASSERT_TRUE(news.start());
+        ASSERT_TRUE(itunes.listen());
         QSettings s(Paths::settingsFile(), QSettings::IniFormat);
         s.setValue(u"services/news"_qs, news.base().toString());
+        s.setValue(u"services/itunes"_qs, itunes.baseUrl().toString());
         s.sync();
         app = std::make_unique<ControllerApp>(LaunchOptions::parse({u"velotte"_qs, u"--speakers"_qs, speakers.visibleHosts().join(u',')}),
                                               ControllerApp::Options{.tray = true, .reducedMotion = true, .mpris = false, .widget = false});
@@ -161,6 +168,45 @@ TEST_F(Household, NewsAlarmsFromThePanel)
     EXPECT_FALSE(controller->busy());
 }
 
+// Every text the panel shows right now.
+QStringList shownTexts(QQuickView *panel)
+{
+    QStringList out;
+    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
+        const QVariant text = item->property("text");
+        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
+            out << text.toString();
+    }
+    return out;
+}
+
+TEST_F(Household, WhatThePanelSaysOfALocalHousehold)
+{
+    QQuickView *panel = app->shell().panel();
+    auto *account = panel->rootObject()->findChild<QObject *>(u"account"_qs);
+    ASSERT_NE(account, nullptr);
+    account->setProperty("open", true);
+    QTest::qWait(50);
+    EXPECT_TRUE(shownTexts(panel).contains(u"Local only: rooms on this network, without a Sonos account."_qs));
+    account->setProperty("open", false);
+
+    // Rooms found on the network carry no Sonos favorites.
+    app->bridge().setScreen(u"music"_qs);
+    QTest::qWait(50);
+    EXPECT_TRUE(shownTexts(panel).contains(u"No favorites yet."_qs)) << shownTexts(panel).join(u" | "_qs).toStdString();
+
+    auto *music = qobject_cast<MusicPane *>(app->bridge().music());
+    ASSERT_NE(music, nullptr);
+    music->search(u"zzzz"_qs);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !music->searching(); }, 10000));
+    EXPECT_EQ(music->searchNote(), u"Nothing in Apple Music matches “zzzz”."_qs);
+
+    // The speakers' own news alarms point at another news host: none here.
+    app->bridge().setScreen(u"news"_qs);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shownTexts(panel).contains(u"No news alarms yet. Add one to wake up to the day's bulletin."_qs); }, 10000))
+        << shownTexts(panel).join(u" | "_qs).toStdString();
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -170,3 +216,4 @@ int main(int argc, char **argv)
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
+

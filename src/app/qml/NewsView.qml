@@ -33,6 +33,7 @@ Item {
             objectName: "newsStatus"
             width: parent.width
             visible: text !== ""
+            // matrix: fallback (a build without the news area)
             text: !root.pane ? "News alarms are not part of this build." : (root.pane.note !== "" ? root.pane.note : (root.news.message !== "" ? root.news.message : (root.news.busy ? "Working…" : "")))
             color: root.news && root.news.failed ? Theme.danger : Theme.dim
             font.pixelSize: 12
