@@ -475,6 +475,16 @@ TEST_F(Shell, ViewsSayWhatTheyWaitFor)
     EXPECT_TRUE(shownTexts(panel()).contains(u"Search the Apple Music catalog, or fill the queue with an artist's songs."_qs));
 }
 
+TEST_F(Shell, NoSpeakerToAskForNews)
+{
+    start(args({"--speakers", "127.0.0.1"})); // nothing answers there
+    app->shell().showController();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app->session().isDiscovering() && !app->session().isBootstrapping(); }, 15000));
+    app->bridge().setScreen(u"news"_qs);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shownTexts(panel()).contains(u"No speaker of this household can be reached."_qs); }, 5000))
+        << shownTexts(panel()).join(u" | "_qs).toStdString();
+}
+
 TEST_F(Shell, CatalogSearchThatCannotReachTheService)
 {
     start(args({"--demo"}));
