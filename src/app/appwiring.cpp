@@ -2,20 +2,9 @@
 
 #include "processlogin.h"
 
-#include "cloud/secretstore.h"
-#include "cloud/sonosauth.h"
-#include "cloud/sonosclient.h"
-#include "cloud/sonosconfig.h"
 #include "core/networktransport.h"
 #include "core/settings.h"
-#include "local/avahibrowser.h"
-#include "local/guesthouse.h"
-#include "local/localconnections.h"
-#include "local/speakerfinder.h"
-#include "session/applemusicbridge.h"
-#include "session/applemusiccatalog.h"
-#include "session/authsignin.h"
-#include "session/liveports.h"
+#include "session/householdparts.h"
 
 #ifdef VELOTTE_WITH_NOTES
 #include "notes/nowplayingfollower.h"
@@ -34,19 +23,14 @@
 namespace velotte {
 
 struct AppWiring::Parts {
+    explicit Parts(const LaunchOptions &options)
+        : options(options), household(HouseholdOptions{options.demo, options.guest, options.speakers}, login.get())
+    {
+    }
     LaunchOptions options;
-    std::unique_ptr<GuestHouse> house;
-    std::unique_ptr<AvahiBrowser> bonjour;
-    std::unique_ptr<SpeakerFinder> finder;
-    std::shared_ptr<LocalPorts> local;
-    std::unique_ptr<KeychainStore> store;
-    std::unique_ptr<SonosAuth> auth;
-    std::unique_ptr<AuthSignIn> signIn;
-    std::unique_ptr<ProcessLoginPresenter> login;
-    std::unique_ptr<SonosClient> api;
-    std::unique_ptr<SettingsStore> defaults = std::make_unique<SettingsStore>();
-    std::unique_ptr<AppleMusicSonosBridge> bridge = std::make_unique<AppleMusicSonosBridge>(*defaults);
-    std::unique_ptr<ITunesCatalog> catalog;
+    // Before the household: its sign-in holds on to the presenter.
+    std::unique_ptr<ProcessLoginPresenter> login = std::make_unique<ProcessLoginPresenter>();
+    HouseholdParts household;
 #ifdef VELOTTE_WITH_NOTES
     std::unique_ptr<TrackNotes> notes;
     std::unique_ptr<NowPlayingFollower> follower;
@@ -57,67 +41,28 @@ struct AppWiring::Parts {
 #ifdef VELOTTE_WITH_BROWSE
     std::unique_ptr<MusicMixComposer> composer =
         std::make_unique<MusicMixComposer>(ServiceAddresses::load().model, NetworkTransport::shared());
-    std::unique_ptr<SonosBrowseModel> browse = std::make_unique<SonosBrowseModel>(*defaults, composer.get());
-    std::unique_ptr<QuickPicksStore> picks = std::make_unique<QuickPicksStore>(*defaults);
+    std::unique_ptr<SonosBrowseModel> browse = std::make_unique<SonosBrowseModel>(household.defaults(), composer.get());
+    std::unique_ptr<QuickPicksStore> picks = std::make_unique<QuickPicksStore>(household.defaults());
     std::unique_ptr<MusicPane> music;
 #endif
 };
 
-AppWiring::AppWiring(const LaunchOptions &options) : d(std::make_unique<Parts>())
-{
-    d->options = options;
-    d->catalog = std::make_unique<ITunesCatalog>(NetworkTransport::shared(), ServiceAddresses::load().itunes);
-    if (options.demo)
-        return;
-    d->house = std::make_unique<GuestHouse>(NetworkTransport::shared());
-    // A manual list wins over Bonjour: many networks block multicast.
-    QStringList hosts = options.speakers;
-    if (hosts.isEmpty())
-        hosts = ServiceAddresses::load().speakers;
-    if (!hosts.isEmpty()) {
-        d->local = liveLocalPorts(*d->house, manualHosts(hosts));
-    } else {
-        d->bonjour = std::make_unique<AvahiBrowser>();
-        d->finder = std::make_unique<SpeakerFinder>(*d->bonjour, Clock::system());
-        SpeakerFinder *finder = d->finder.get();
-        d->local = liveLocalPorts(*d->house, [finder]() { return finder->hosts(); });
-    }
-    if (options.guest || !options.speakers.isEmpty())
-        return;
-    const SonosConfig config = SonosConfig::load();
-    if (!config.hasCredentials())
-        return; // no account on this build: local operation only
-    d->store = std::make_unique<KeychainStore>();
-    d->login = std::make_unique<ProcessLoginPresenter>();
-    d->auth = std::make_unique<SonosAuth>(config, *d->store, NetworkTransport::shared(), Clock::system(), d->login.get());
-    d->signIn = std::make_unique<AuthSignIn>(*d->auth);
-    d->api = std::make_unique<SonosClient>(config, *d->auth, NetworkTransport::shared());
-}
+AppWiring::AppWiring(const LaunchOptions &options) : d(std::make_unique<Parts>(options)) {}
 
 AppWiring::~AppWiring() = default;
 
-SonosAuth *AppWiring::auth() { return d->auth.get(); }
-ProcessLoginPresenter *AppWiring::login() { return d->login.get(); }
-KeyValueStore &AppWiring::preferences() { return *d->defaults; }
+SonosAuth *AppWiring::auth() { return d->household.auth(); }
+ProcessLoginPresenter *AppWiring::login() { return d->household.auth() ? d->login.get() : nullptr; }
+KeyValueStore &AppWiring::preferences() { return d->household.defaults(); }
 
 HouseSession::Services AppWiring::services()
 {
-    HouseSession::Services s;
-    if (d->options.guest || !d->options.speakers.isEmpty())
-        s.arguments << QStringLiteral("-VelotteGuest");
-    if (d->options.demo)
-        s.arguments << QStringLiteral("-VelotteDemo");
-    s.local = d->local;
-    s.api = d->api.get();
-    s.auth = d->signIn.get();
-    s.followers.push_back(d->bridge.get());
+    HouseSession::Services s = d->household.services();
 #ifdef VELOTTE_WITH_BROWSE
     s.followers.push_back(d->browse.get());
     s.followers.push_back(d->picks.get());
     s.history = d->browse.get();
 #endif
-    s.appleMusicLinks = d->bridge.get();
-    s.catalog = d->catalog.get();
     return s;
 }
 
@@ -150,7 +95,7 @@ QObject *AppWiring::music(HouseSession &session)
 {
 #ifdef VELOTTE_WITH_BROWSE
     if (!d->music)
-        d->music = std::make_unique<MusicPane>(session, *d->browse, *d->picks, *d->catalog);
+        d->music = std::make_unique<MusicPane>(session, *d->browse, *d->picks, d->household.catalog());
     return d->music.get();
 #else
     return nullptr;

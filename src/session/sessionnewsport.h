@@ -7,8 +7,8 @@
 namespace velotte {
 
 // The session as the news controller sees it. A separate object rather than
-// a second base of HouseSession: GCC 12 miscompiles coroutine members of a
-// class with two polymorphic bases (the frame's `this` is off).
+// a second base of HouseSession: with that base, GCC 12's sanitized builds
+// read HouseSession's fields through a wrong `this` in its coroutines.
 class SessionNewsPort final : public NewsSessionPort {
 public:
     explicit SessionNewsPort(HouseSession &session) : m_session(session) {}
