@@ -128,7 +128,7 @@ TEST_F(CliNews, RulesAndFailureSentences)
     auto expectFailure = [&](const QStringList &args, const QString &sentence) {
         const auto r = ctl(args);
         EXPECT_EQ(r.exit, 1) << args.join(u' ').toStdString();
-        EXPECT_EQ(r.err.trimmed(), sentence) << args.join(u' ').toStdString();
+        EXPECT_EQ(r.err.trimmed().toStdString(), sentence.toStdString()) << args.join(u' ').toStdString();
         EXPECT_TRUE(r.out.isEmpty()) << r.out.toStdString();
     };
     expectFailure({u"news"_s, u"add"_s, u"Kitchen"_s, u"06:00"_s, u"daily"_s, u"--volume"_s, u"101"_s}, invalidText);
@@ -221,7 +221,7 @@ TEST_F(CliNews, WordsItCannotReadAndAnEmptyList)
     for (const Case &c : cases) {
         const auto r = ctl(c.args);
         EXPECT_EQ(r.exit, c.exit) << c.args.join(u' ').toStdString();
-        EXPECT_EQ(r.err.trimmed(), c.said) << c.args.join(u' ').toStdString();
+        EXPECT_EQ(r.err.trimmed().toStdString(), c.said.toStdString()) << c.args.join(u' ').toStdString();
     }
     // Alarms whose address is another host's are not news.
     speakers.alarms.alarms.removeIf([](const auto &a) { return a.programURI.contains(u"news-shadowing"_s); });
