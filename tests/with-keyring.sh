@@ -12,5 +12,13 @@ mkdir -p "$XDG_DATA_HOME" "$XDG_CONFIG_HOME"
 dbus-run-session -- bash -c '
   eval "$(echo -n velotte-test | gnome-keyring-daemon --unlock --components=secrets 2>/dev/null)"
   export GNOME_KEYRING_CONTROL
+  # The daemon forks before it owns its bus name; a caller that comes first
+  # would have the bus start a second one, which finds the keyring half
+  # written and wants a password prompt.
+  for _ in $(seq 100); do
+    dbus-send --session --print-reply --dest=org.freedesktop.DBus /org/freedesktop/DBus \
+      org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets 2>/dev/null | grep -q "boolean true" && break
+    sleep 0.05
+  done
   "$@"
 ' _ "$@"
