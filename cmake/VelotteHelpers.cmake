@@ -20,3 +20,13 @@ function(velotte_test name)
   set_tests_properties(${name} PROPERTIES LABELS "${T_LABELS}" TIMEOUT ${T_TIMEOUT}
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;${T_ENV}")
 endfunction()
+
+# velotte_display_test(NAME): a test on an X display. The X client libraries
+# keep per-display allocations that the sanitizers cannot unwind, so in
+# sanitized builds these programs are checked for memory errors, not leaks.
+function(velotte_display_test name)
+  if(VELOTTE_SANITIZE)
+    set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT
+      "ASAN_OPTIONS=new_delete_type_mismatch=0:alloc_dealloc_mismatch=0:detect_leaks=0")
+  endif()
+endfunction()

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Builds and runs every test of one preset. Extra arguments go to ctest
-# (for example: -L unit, or -LE root).
+# Builds and runs every test of one preset (default: asan, the sanitized
+# build CI tests). Extra arguments go to ctest (for example: -L unit, or -LE root).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-preset="${VELOTTE_PRESET:-debug}"
+preset="${VELOTTE_PRESET:-asan}"
 # Sanitized runs: leaks fail, except the libraries' own lifetime allocations;
 # the web engine's allocator mixes new and free by design.
 export LSAN_OPTIONS="suppressions=$PWD/tests/sanitizers/lsan.supp:print_suppressions=0${LSAN_OPTIONS:+:$LSAN_OPTIONS}"

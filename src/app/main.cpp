@@ -3,6 +3,8 @@
 #include "controllerbridge.h"
 #include "singleinstance.h"
 
+#include "core/shutdown.h"
+
 #include <QApplication>
 #include <QSystemTrayIcon>
 
@@ -22,9 +24,14 @@ int main(int argc, char **argv)
     velotte::ControllerApp::Options options;
     options.tray = QSystemTrayIcon::isSystemTrayAvailable();
     options.reducedMotion = velotte::ControllerShell::desktopAsksReducedMotion();
-    velotte::ControllerApp controller(velotte::LaunchOptions::parse(QApplication::arguments()), options);
-    QObject::connect(&instance, &velotte::SingleInstance::reopened, &controller, &velotte::ControllerApp::reopen);
-    QObject::connect(&controller.bridge(), &velotte::ControllerBridge::quitRequested, &app, &QApplication::quit, Qt::QueuedConnection);
-    controller.start();
-    return app.exec();
+    int status = 0;
+    {
+        velotte::ControllerApp controller(velotte::LaunchOptions::parse(QApplication::arguments()), options);
+        QObject::connect(&instance, &velotte::SingleInstance::reopened, &controller, &velotte::ControllerApp::reopen);
+        QObject::connect(&controller.bridge(), &velotte::ControllerBridge::quitRequested, &app, &QApplication::quit, Qt::QueuedConnection);
+        controller.start();
+        status = app.exec();
+    }
+    velotte::settleBeforeExit();
+    return status;
 }

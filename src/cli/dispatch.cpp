@@ -1,6 +1,6 @@
 #include "context.h"
 
-#include "core/networktransport.h"
+#include "core/shutdown.h"
 
 #include "core/failure.h"
 
@@ -141,13 +141,7 @@ int parseAndRun(QCoreApplication &app)
     auto task = body();
     if (!done)
         app.exec();
-    // Tasks the session cancelled on its way out end on the loop: let them,
-    // so nothing is left suspended (and nothing reads as a leak) at exit.
-    NetworkTransport::shared().abortAll();
-    for (int round = 0; round < 4; ++round) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
+    settleBeforeExit();
     return status;
 }
 

@@ -6,14 +6,22 @@
 #include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 
 namespace apptest {
 
 // The app's helpers (lyrics, catalog, news) reach web services; in tests
-// every one of them points at a closed loopback port.
+// every one of them points at a closed loopback port. Each test program
+// keeps its settings and data in a home of its own: test programs run side
+// by side, and one's fake catalog must not become another's.
 inline void useLoopbackServices()
 {
-    QStandardPaths::setTestModeEnabled(true);
+    static QTemporaryDir home;
+    for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME"}) {
+        const QString dir = home.filePath(QString::fromLatin1(name));
+        QDir().mkpath(dir);
+        qputenv(name, dir.toLocal8Bit());
+    }
     const QString file = velotte::Paths::settingsFile();
     QDir().mkpath(QFileInfo(file).absolutePath());
     QSettings s(file, QSettings::IniFormat);

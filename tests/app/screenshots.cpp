@@ -17,10 +17,11 @@
 #include <QTest>
 #include <QTextStream>
 
-int main(int argc, char **argv)
+#include "core/shutdown.h"
+
+namespace {
+int shoot(int argc, char **argv)
 {
-    QApplication app(argc, argv);
-    apptest::useLoopbackServices();
     const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots");
     QDir().mkpath(out);
     // More arguments pick the household ("--speakers 127.0.0.61,..."); the
@@ -101,4 +102,14 @@ int main(int argc, char **argv)
         ++failures;
     }
     return failures == 0 ? 0 : 1;
+}
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    apptest::useLoopbackServices();
+    const int status = shoot(argc, argv);
+    velotte::settleBeforeExit();
+    return status;
 }

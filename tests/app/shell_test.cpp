@@ -32,6 +32,7 @@
 #endif
 #ifdef VELOTTE_WITH_BROWSE
 #include "app/musicpane.h"
+#include "core/shutdown.h"
 #endif
 
 using namespace velotte;
@@ -600,5 +601,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     apptest::useLoopbackServices();
     ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    const int status = RUN_ALL_TESTS();
+    velotte::settleBeforeExit(); // nothing a test cancelled stays suspended
+    return status;
 }

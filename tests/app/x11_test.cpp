@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include "core/shutdown.h"
 
 using namespace velotte;
 
@@ -44,5 +45,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     apptest::useLoopbackServices();
     ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    const int status = RUN_ALL_TESTS();
+    velotte::settleBeforeExit(); // nothing a test cancelled stays suspended
+    return status;
 }

@@ -2,6 +2,7 @@
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
+#include "core/shutdown.h"
 
 // Every test executable runs on a Qt event loop with throw-away XDG
 // directories, so no test reads or writes the user's own files.
@@ -10,5 +11,7 @@ int main(int argc, char **argv)
     QStandardPaths::setTestModeEnabled(true);
     QCoreApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    const int status = RUN_ALL_TESTS();
+    velotte::settleBeforeExit(); // nothing a test cancelled stays suspended
+    return status;
 }

@@ -9,6 +9,7 @@
 #include <QPushButton>
 
 #include <gtest/gtest.h>
+#include "core/shutdown.h"
 
 using namespace velotte;
 
@@ -85,5 +86,7 @@ int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    const int status = RUN_ALL_TESTS();
+    velotte::settleBeforeExit(); // nothing a test cancelled stays suspended
+    return status;
 }
