@@ -113,7 +113,7 @@ def main():
             gaps.append((text, where))
     lines = ['# Failure matrix', '',
              'Every sentence the program shows a user, where it is written, and the test that produces it.',
-             'Written by `scripts/failure-matrix.py`; the test `failure_matrix` runs it with `--check`.', '',
+             'Written by `scripts/failure-matrix.py`; the test `test_failure_matrix` runs it with `--check`.', '',
              f'{len(rows)} sentences, {len(rows) - len(gaps)} with a test.', '',
              '| Sentence | Source | Test |', '|---|---|---|']
     for text, where, test in rows:

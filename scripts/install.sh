@@ -17,7 +17,7 @@ PACKAGES=(
   libavahi-client-dev libicu-dev libxcb1-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
-  dbus dbus-bin gnome-keyring avahi-daemon avahi-utils iproute2 xvfb xauth playerctl procps openssl
+  dbus dbus-bin gnome-keyring avahi-daemon avahi-utils iproute2 xvfb xauth playerctl procps openssl python3
 )
 
 SUDO=""

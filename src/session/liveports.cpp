@@ -24,9 +24,13 @@ std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
     p->bass = bass.read;
     p->localControlOff = [h](QString host) { return h->refusesLocalControl(host); };
     p->setBass = bass.write;
-    p->hostForPlayer = [bass](QString player) -> QCoro::Task<std::optional<QString>> {
+    p->hostForPlayer = [bass, rooms](QString player) -> QCoro::Task<std::optional<QString>> {
         const QHash<QString, QString> services = co_await bass.discover();
-        co_return LocalBassConnection::host(player, services);
+        if (std::optional<QString> host = LocalBassConnection::host(player, services))
+            co_return host;
+        // A list of addresses names no speaker: ask them which rooms they hold.
+        const LocalSnapshot snapshot = co_await rooms.discover();
+        co_return LocalBassConnection::host(player, snapshot.hosts);
     };
     auto direct = std::make_shared<AppleMusicDirect>(house.http());
     p->isCoordinator = [direct](QString coordinator, QString host) { return direct->isCoordinator(coordinator, host); };

@@ -208,6 +208,28 @@ TEST_F(Household, WhatThePanelSaysOfALocalHousehold)
         << shownTexts(panel).join(u" | "_qs).toStdString();
 }
 
+TEST(SlowHousehold, RoomsSayTheyAreLookedFor)
+{
+    fake::FakeSpeakers slow{u"127.0.72.11"_qs, 3};
+    ASSERT_TRUE(slow.start()) << "loopback addresses 127.0.72.11-13 are taken";
+    for (auto &s : slow.speakers)
+        s.latencyMs = 1500;
+    ControllerApp app(LaunchOptions::parse({u"velotte"_qs, u"--speakers"_qs, slow.visibleHosts().join(u',')}),
+                      ControllerApp::Options{.tray = true, .reducedMotion = true, .mpris = false, .widget = false});
+    app.bridge().setScreen(u"rooms"_qs);
+    app.start();
+    app.shell().showController();
+    QQuickView *panel = app.shell().panel();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return shownTexts(panel).contains(u"Looking for speakers…"_qs); }, 3000))
+        << shownTexts(panel).join(u" | "_qs).toStdString();
+    // Once they answer the rooms replace it.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.session().groups().isEmpty(); }, 15000)) << app.session().noteText().toStdString();
+    QTest::qWait(50);
+    EXPECT_FALSE(shownTexts(panel).contains(u"Looking for speakers…"_qs));
+    app.shell().hideController();
+    QTest::qWait(1800); // the last slow read lands before the program goes
+}
+
 } // namespace
 
 int main(int argc, char **argv)

@@ -1,0 +1,147 @@
+// The tray program signed in to the fake cloud, with the token in the
+// desktop's keyring and the speakers named in the settings for what only
+// the local network does (bass).
+#include "appmain.h"
+
+#include "app/controllerapp.h"
+#include "app/controllerbridge.h"
+#include "cloud/secretstore.h"
+#include "cloud/storedtoken.h"
+#include "session/housesession.h"
+#include "services/fakecloud.h"
+#include "services/fakespeakers.h"
+#include "testkit/testkit.h"
+
+#include <QApplication>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSettings>
+#include <QTest>
+
+#include <gtest/gtest.h>
+#include "core/shutdown.h"
+
+using namespace velotte;
+
+namespace {
+
+QStringList shownTexts(QQuickView *panel)
+{
+    QStringList out;
+    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
+        const QVariant text = item->property("text");
+        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
+            out << text.toString();
+    }
+    return out;
+}
+
+struct CloudPanel : ::testing::Test {
+    fake::FakeSpeakers speakers{fake::FakeSpeakers::Options{.base = u"127.0.71.11"_qs, .count = 4, .household = fake::FakeSpeakers::Household::plain}};
+    fake::FakeCloud cloud;
+    QTemporaryDir dir;
+    std::unique_ptr<ControllerApp> app;
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(speakers.start()) << "loopback addresses 127.0.71.11-14 are taken";
+        ASSERT_TRUE(cloud.listen());
+        // The cloud's players are the speakers on loopback, and none tells
+        // its address: bass has to find its speaker on the network.
+        for (std::size_t i = 0; i < cloud.players.size(); ++i) {
+            const QString old = cloud.players[i].id;
+            const QString id = speakers.speakers[i].id;
+            cloud.players[i].id = id;
+            cloud.players[i].host.clear();
+            for (auto &g : cloud.groups) {
+                g.players.replaceInStrings(old, id);
+                if (g.coordinator == old)
+                    g.coordinator = id;
+            }
+        }
+        cloud.acceptToken(u"access-app"_qs);
+
+        const QString secrets = dir.filePath(u"SonosSecrets.plist"_qs);
+        QFile f(secrets);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                               "<key>ClientID</key><string>app-client</string><key>ClientSecret</key><string>app-secret</string>"
+                               "<key>APIRoot</key><string>%1/control/api/v1</string>"
+                               "<key>AuthorizeURL</key><string>%1/login/v3/oauth</string>"
+                               "<key>TokenURL</key><string>%1/login/v3/oauth/access</string></dict></plist>\n")
+                    .arg(cloud.baseUrl().toString())
+                    .toUtf8());
+        f.close();
+        qputenv("VELOTTE_SECRETS", secrets.toLocal8Bit());
+
+        KeychainStore keyring;
+        const StoredToken token{u"access-app"_qs, u"refresh-app"_qs, QDateTime::currentDateTimeUtc().addSecs(3600)};
+        test::await(keyring.write(token.encode()));
+
+        QSettings s(Paths::settingsFile(), QSettings::IniFormat);
+        s.setValue(u"local/speakers"_qs, speakers.visibleHosts());
+        s.sync();
+    }
+    void TearDown() override
+    {
+        if (app) {
+            app->shell().hideController();
+            QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand(); }, 5000);
+            QTest::qWait(300);
+            app.reset();
+        }
+        KeychainStore keyring;
+        test::await(keyring.clear());
+        qunsetenv("VELOTTE_SECRETS");
+    }
+    void launch()
+    {
+        app = std::make_unique<ControllerApp>(LaunchOptions::parse({u"velotte"_qs}),
+                                              ControllerApp::Options{.tray = true, .reducedMotion = true, .mpris = false, .widget = false});
+        app->start();
+        app->shell().showController();
+    }
+    HouseSession &session() { return app->session(); }
+    QQuickView *panel() { return app->shell().panel(); }
+};
+
+TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
+{
+    // Slow speakers: the search for the room's speaker shows while it lasts.
+    for (auto &s : speakers.speakers)
+        s.latencyMs = 1200;
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session().phase() == HouseSession::Phase::ready && !session().title().isEmpty(); }, 15000))
+        << session().noteText().toStdString();
+    EXPECT_FALSE(session().guest());
+    EXPECT_EQ(session().activeGroupName(), u"Living Room + 1"_qs);
+
+    auto *account = panel()->rootObject()->findChild<QObject *>(u"account"_qs);
+    ASSERT_NE(account, nullptr);
+    account->setProperty("open", true);
+    QTest::qWait(50);
+    EXPECT_TRUE(shownTexts(panel()).contains(u"Connected to your Sonos account."_qs)) << shownTexts(panel()).join(u" | "_qs).toStdString();
+    account->setProperty("open", false);
+
+    speakers.speakers[0].bass = 4;
+    app->bridge().setScreen(u"sound"_qs);
+    ASSERT_TRUE(QTest::qWaitFor([this] { return shownTexts(panel()).contains(u"Finding the speaker…"_qs); }, 3000))
+        << shownTexts(panel()).join(u" | "_qs).toStdString();
+    // The settings' addresses are asked which rooms they hold; the living
+    // room's coordinator answers with its bass level.
+    ASSERT_TRUE(QTest::qWaitFor([this] { return shownTexts(panel()).contains(u"Level 4"_qs); }, 15000))
+        << shownTexts(panel()).join(u" | "_qs).toStdString() << session().bassNoteText().toStdString();
+    EXPECT_TRUE(session().canAdjustBass());
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    apptest::useLoopbackServices();
+    ::testing::InitGoogleTest(&argc, argv);
+    const int status = RUN_ALL_TESTS();
+    velotte::settleBeforeExit();
+    return status;
+}
