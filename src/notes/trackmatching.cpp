@@ -34,8 +34,10 @@ QString fromICU(const icu::UnicodeString &text)
     return QString(reinterpret_cast<const QChar *>(text.getBuffer()), text.length());
 }
 
-// Building a transliterator takes tens of milliseconds; using one takes
-// microseconds. Both are built once; the lock keeps shared use safe.
+// Building a transliterator takes tens of milliseconds and a few megabytes
+// of ICU data; using one takes microseconds. Each is built on the first Han
+// text it meets (most titles have none), then kept; the lock keeps shared
+// use safe.
 class Scripts {
 public:
     static Scripts &instance()
@@ -48,29 +50,30 @@ public:
     {
         if (!hasHan(text))
             return text;
-        icu::Transliterator *t = toSimplified ? m_simplified.get() : m_traditional.get();
-        if (!t)
-            return text;
         icu::UnicodeString s = toICU(text);
         {
             std::lock_guard lock(m_mutex);
-            t->transliterate(s);
+            Direction &d = toSimplified ? m_simplified : m_traditional;
+            if (!d.tried) {
+                d.tried = true;
+                UErrorCode status = U_ZERO_ERROR;
+                d.transliterator.reset(icu::Transliterator::createInstance(toSimplified ? "Traditional-Simplified" : "Simplified-Traditional",
+                                                                           UTRANS_FORWARD, status));
+                if (U_FAILURE(status))
+                    d.transliterator.reset();
+            }
+            if (!d.transliterator)
+                return text;
+            d.transliterator->transliterate(s);
         }
         return s.isEmpty() ? text : fromICU(s);
     }
 
 private:
-    Scripts()
-    {
-        UErrorCode status = U_ZERO_ERROR;
-        m_simplified.reset(icu::Transliterator::createInstance("Traditional-Simplified", UTRANS_FORWARD, status));
-        if (U_FAILURE(status))
-            m_simplified.reset();
-        status = U_ZERO_ERROR;
-        m_traditional.reset(icu::Transliterator::createInstance("Simplified-Traditional", UTRANS_FORWARD, status));
-        if (U_FAILURE(status))
-            m_traditional.reset();
-    }
+    struct Direction {
+        bool tried = false;
+        std::unique_ptr<icu::Transliterator> transliterator;
+    };
 
     // The conversions touch Han characters only; Latin text skips them.
     static bool hasHan(const QString &text)
@@ -83,8 +86,8 @@ private:
     }
 
     std::mutex m_mutex;
-    std::unique_ptr<icu::Transliterator> m_simplified;
-    std::unique_ptr<icu::Transliterator> m_traditional;
+    Direction m_simplified;
+    Direction m_traditional;
 };
 
 bool keeps(UChar32 c)
