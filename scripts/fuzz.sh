@@ -28,7 +28,7 @@ run_one() {
   else
     result="FINDING (see build/fuzz/logs/$name.log)"
   fi
-  runs=$(sed -n 's/^stat::number_executed_units: *//p' "build/fuzz/logs/$name.log" | tail -1)
+  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "build/fuzz/logs/$name.log" | tail -1)
   corpus=$(ls "build/fuzz/corpus/$name" | wc -l)
   echo "$name: ${runs:-?} runs in ${seconds}s, corpus $corpus, $result"
   [ "$result" = "no findings" ]
