@@ -394,84 +394,15 @@ QCoro::Task<std::optional<TrackNotes::Catalog>> TrackNotes::loadMedia(QString ti
     co_return catalog;
 }
 
-void TrackNotes::setCover(const QUrl &value)
-{
-    if (m_cover == value)
-        return;
-    m_cover = value;
-    Q_EMIT coverChanged();
-}
-
-void TrackNotes::setPicture(const QByteArray &value)
-{
-    if (m_picture == value)
-        return;
-    m_picture = value;
-    Q_EMIT pictureChanged();
-}
-
-void TrackNotes::setAlbum(const QString &value)
-{
-    if (m_album == value)
-        return;
-    m_album = value;
-    Q_EMIT albumChanged();
-}
-
-void TrackNotes::setLines(const QList<TrackLine> &value)
-{
-    if (m_lines == value)
-        return;
-    m_lines = value;
-    Q_EMIT linesChanged();
-}
-
-void TrackNotes::setLyricsState(TrackLyricsState value)
-{
-    if (m_lyricsState == value)
-        return;
-    m_lyricsState = value;
-    Q_EMIT lyricsStateChanged();
-}
-
-void TrackNotes::setLyricsSource(const std::optional<TrackLyricsSource> &value)
-{
-    if (m_lyricsSource == value)
-        return;
-    m_lyricsSource = value;
-    Q_EMIT lyricsSourceChanged();
-}
-
-void TrackNotes::setCatalogSongID(const std::optional<QString> &value)
-{
-    if (m_catalogSongID == value)
-        return;
-    m_catalogSongID = value;
-    Q_EMIT catalogSongIDChanged();
-}
-
-void TrackNotes::setLyricArtists(const QStringList &value)
-{
-    if (m_lyricArtists == value)
-        return;
-    m_lyricArtists = value;
-    Q_EMIT lyricArtistsChanged();
-}
-
-void TrackNotes::setLyricTitle(const QString &value)
-{
-    if (m_lyricTitle == value)
-        return;
-    m_lyricTitle = value;
-    Q_EMIT lyricTitleChanged();
-}
-
-void TrackNotes::setLyricDurationMillis(qint64 value)
-{
-    if (m_lyricDurationMillis == value)
-        return;
-    m_lyricDurationMillis = value;
-    Q_EMIT lyricDurationMillisChanged();
-}
+void TrackNotes::setCover(const QUrl &value) { change(m_cover, value, &TrackNotes::coverChanged); }
+void TrackNotes::setPicture(const QByteArray &value) { change(m_picture, value, &TrackNotes::pictureChanged); }
+void TrackNotes::setAlbum(const QString &value) { change(m_album, value, &TrackNotes::albumChanged); }
+void TrackNotes::setLines(const QList<TrackLine> &value) { change(m_lines, value, &TrackNotes::linesChanged); }
+void TrackNotes::setLyricsState(TrackLyricsState value) { change(m_lyricsState, value, &TrackNotes::lyricsStateChanged); }
+void TrackNotes::setLyricsSource(const std::optional<TrackLyricsSource> &value) { change(m_lyricsSource, value, &TrackNotes::lyricsSourceChanged); }
+void TrackNotes::setCatalogSongID(const std::optional<QString> &value) { change(m_catalogSongID, value, &TrackNotes::catalogSongIDChanged); }
+void TrackNotes::setLyricArtists(const QStringList &value) { change(m_lyricArtists, value, &TrackNotes::lyricArtistsChanged); }
+void TrackNotes::setLyricTitle(const QString &value) { change(m_lyricTitle, value, &TrackNotes::lyricTitleChanged); }
+void TrackNotes::setLyricDurationMillis(qint64 value) { change(m_lyricDurationMillis, value, &TrackNotes::lyricDurationMillisChanged); }
 
 } // namespace velotte

@@ -114,6 +114,15 @@ private:
     QCoro::Task<std::optional<Catalog>> catalogMatch(QString title, QString artist, qint64 durationMillis, CancelToken cancel);
     void applyLyrics(const Outcome &outcome);
 
+    // Sets a shown value and tells the views, only when it changes.
+    template<typename T>
+    void change(T &field, const T &value, void (TrackNotes::*changed)())
+    {
+        if (field == value)
+            return;
+        field = value;
+        Q_EMIT(this->*changed)();
+    }
     void setCover(const QUrl &value);
     void setPicture(const QByteArray &value);
     void setAlbum(const QString &value);

@@ -64,13 +64,7 @@ struct CloudPanel : ::testing::Test {
         const QString secrets = dir.filePath(u"SonosSecrets.plist"_qs);
         QFile f(secrets);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                               "<key>ClientID</key><string>app-client</string><key>ClientSecret</key><string>app-secret</string>"
-                               "<key>APIRoot</key><string>%1/control/api/v1</string>"
-                               "<key>AuthorizeURL</key><string>%1/login/v3/oauth</string>"
-                               "<key>TokenURL</key><string>%1/login/v3/oauth/access</string></dict></plist>\n")
-                    .arg(cloud.baseUrl().toString())
-                    .toUtf8());
+        f.write(cloud.secretsPlist());
         f.close();
         qputenv("VELOTTE_SECRETS", secrets.toLocal8Bit());
 

@@ -46,14 +46,7 @@ struct CliCloud : ::testing::Test {
         secrets = home.filePath(QStringLiteral("SonosSecrets.plist"));
         QFile f(secrets);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        const QString base = cloud.baseUrl().toString();
-        f.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                               "<key>ClientID</key><string>%1</string><key>ClientSecret</key><string>%2</string>"
-                               "<key>APIRoot</key><string>%3/control/api/v1</string>"
-                               "<key>AuthorizeURL</key><string>%3/login/v3/oauth</string>"
-                               "<key>TokenURL</key><string>%3/login/v3/oauth/access</string></dict></plist>\n")
-                    .arg(cloud.signIn.clientID, cloud.signIn.clientSecret, base)
-                    .toUtf8());
+        f.write(cloud.secretsPlist());
     }
     CliResult ctl(const QStringList &args)
     {

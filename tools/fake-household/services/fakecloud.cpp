@@ -82,6 +82,17 @@ QUrl FakeCloud::apiRoot() const
     return url;
 }
 
+QByteArray FakeCloud::secretsPlist() const
+{
+    return QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                          "<key>ClientID</key><string>%1</string><key>ClientSecret</key><string>%2</string>"
+                          "<key>APIRoot</key><string>%3/control/api/v1</string>"
+                          "<key>AuthorizeURL</key><string>%3/login/v3/oauth</string>"
+                          "<key>TokenURL</key><string>%3/login/v3/oauth/access</string></dict></plist>\n")
+        .arg(signIn.clientID, signIn.clientSecret, baseUrl().toString())
+        .toUtf8();
+}
+
 FakeCloud::Group *FakeCloud::group(const QString &id)
 {
     for (auto &g : groups) {

@@ -70,6 +70,9 @@ public:
     explicit FakeCloud(QObject *parent = nullptr);
     bool listen(const QHostAddress &address = QHostAddress::LocalHost, quint16 port = 0);
     QUrl apiRoot() const;
+    // A "SonosSecrets" property list that points a program at this cloud and
+    // its sign-in service.
+    QByteArray secretsPlist() const;
     QUrl baseUrl() const { return m_server.baseUrl(); }
     // Answers a request without a socket (in-process tests).
     Response respond(const Request &request) { return handle(request); }
