@@ -80,7 +80,7 @@ struct CloudPanel : ::testing::Test {
     {
         if (app) {
             app->shell().hideController();
-            QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand(); }, 5000);
+            (void)QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand(); }, 5000);
             QTest::qWait(300);
             app.reset();
         }

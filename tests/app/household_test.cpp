@@ -54,7 +54,7 @@ struct Household : ::testing::Test {
         if (!app)
             return;
         app->shell().hideController();
-        QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand() && !app->session().changingRooms(); }, 5000);
+        (void)QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand() && !app->session().changingRooms(); }, 5000);
         QTest::qWait(500);
         app.reset();
     }

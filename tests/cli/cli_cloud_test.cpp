@@ -73,8 +73,9 @@ TEST_F(CliCloud, SignInThenControlTheHousehold)
     EXPECT_EQ(account.exit, 0);
     EXPECT_TRUE(account.out.startsWith(QStringLiteral("Signed in to Sonos; the access token expires at "))) << account.out.toStdString();
     EXPECT_EQ(filesHolding(home.path(), "access-"), QStringList()) << "the token is only in the keyring";
-    if (qEnvironmentVariable("HOME").startsWith(QLatin1String("/tmp/"))) // the keyring's own throw-away home
+    if (qEnvironmentVariable("HOME").startsWith(QLatin1String("/tmp/"))) { // the keyring's own throw-away home
         EXPECT_EQ(filesHolding(qEnvironmentVariable("HOME"), "access-"), QStringList());
+    }
 
     const auto status = ctl({QStringLiteral("status"), QStringLiteral("--json")});
     ASSERT_EQ(status.exit, 0) << status.err.toStdString();

@@ -138,7 +138,7 @@ TEST_F(CliNews, RulesAndFailureSentences)
     EXPECT_EQ(ctl({u"news"_s, u"disable"_s, u"4"_s}).out.trimmed(), u"Schedule saved and paused."_s);
     EXPECT_EQ(speakers.alarms.find(u"4"_s)->duration, u"00:20:00"_s);
     // Music, radio and the near-news alarm are not news schedules.
-    for (const QString id : {u"1"_s, u"2"_s, u"3"_s, u"5"_s}) {
+    for (const QString &id : {u"1"_s, u"2"_s, u"3"_s, u"5"_s}) {
         expectFailure({u"news"_s, u"delete"_s, id}, changedText);
         expectFailure({u"news"_s, u"disable"_s, id}, changedText);
     }
@@ -195,7 +195,7 @@ TEST_F(CliNews, PlayNow)
     EXPECT_TRUE(bedroom.streamURI.isEmpty());
     bedroom.follows = bedroom.id;
 
-    for (const QString fault : {u"stale"_s, u"future"_s, u"bad-id"_s, u"short-clip"_s, u"audio-huge"_s, u"audio-type"_s, u"not-json"_s}) {
+    for (const QString &fault : {u"stale"_s, u"future"_s, u"bad-id"_s, u"short-clip"_s, u"audio-huge"_s, u"audio-type"_s, u"not-json"_s}) {
         ASSERT_TRUE(news.inject(fault));
         kitchen().streamURI.clear();
         const auto refused = ctl({u"news"_s, u"play"_s, u"Kitchen"_s});

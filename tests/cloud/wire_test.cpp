@@ -207,7 +207,7 @@ TEST_F(Wire, ServerFaultsBecomeClearErrors)
 
 TEST_F(Wire, HostileIdentifiersAreEncodedOnTheWire)
 {
-    for (const QString id : {QStringLiteral("a/b"), QStringLiteral("x?y#z"), QStringLiteral("100%"), QStringLiteral("Grüße Küche")}) {
+    for (const QString &id : {QStringLiteral("a/b"), QStringLiteral("x?y#z"), QStringLiteral("100%"), QStringLiteral("Grüße Küche")}) {
         try {
             test::await(client->playback(id));
         } catch (const SonosError &e) {

@@ -70,7 +70,7 @@ TEST(NewsSchedule, RecurrenceAndDays)
     EXPECT_EQ(NewsSchedule::daysFor(u"ON_123412"_s), (std::set<int>{1, 2, 3, 4}));
     EXPECT_EQ(NewsSchedule::daysFor(u"ON_"_s), std::set<int>{});
     EXPECT_EQ(NewsSchedule::daysFor(u"ON_79"_s), (std::set<int>{7, 9})); // read, then not valid
-    for (const QString bad : {u"ON_1a"_s, u"ON_ 1"_s, u"ON_١"_s, u"ONCE"_s, u"daily"_s, QString()})
+    for (const QString &bad : {u"ON_1a"_s, u"ON_ 1"_s, u"ON_١"_s, u"ONCE"_s, u"daily"_s, QString()})
         EXPECT_FALSE(NewsSchedule::daysFor(bad)) << bad.toStdString();
 
     EXPECT_EQ(morning().startTime(), u"06:05:00"_s);
@@ -205,7 +205,7 @@ TEST(AlarmXML, ElementsInStartTagOrder)
     EXPECT_EQ(elements[5].text, u"<Alarms/>"_s);
     EXPECT_EQ(AlarmXML::first(elements, u"Body"_s), nullptr); // prefixes are part of the name
 
-    for (const QString bad : {u"<a><b></a>"_s, u"<a>&nbsp;</a>"_s, QString(), u"plain text"_s})
+    for (const QString &bad : {u"<a><b></a>"_s, u"<a>&nbsp;</a>"_s, QString(), u"plain text"_s})
         EXPECT_EQ(failureOf([&] { AlarmXML::elements(bad); }), Kind::response) << bad.toStdString();
 }
 
@@ -328,7 +328,7 @@ TEST(NewsAlarmClient, ListSaveAndDelete)
     EXPECT_EQ(script.sent[1].second[9], (QPair<QString, QString>{u"Volume"_s, u"40"_s}));
 
     // Vanished, or turned into something that is not news: nothing is written.
-    for (const QString id : {u"99"_s, u"8"_s}) {
+    for (const QString &id : {u"99"_s, u"8"_s}) {
         script.sent.clear();
         existing.id = id;
         EXPECT_EQ(awaitFailure(client.save(existing, u"127.0.0.1"_s)), Kind::changed);

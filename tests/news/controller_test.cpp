@@ -145,7 +145,7 @@ TEST_F(Controller, ChangedRejectedAndUnconfirmedSaves)
 {
     const auto untouched = rig.speakers.alarms.alarms;
     // Vanished, or not news any more (music alarm 1, third query item 5).
-    for (const QString id : {u"99"_s, u"1"_s, u"5"_s}) {
+    for (const QString &id : {u"99"_s, u"1"_s, u"5"_s}) {
         NewsSchedule gone = schedule(rig.living(), 6, 0);
         gone.id = id;
         EXPECT_FALSE(await(news.save(gone, rig.port)));
@@ -191,7 +191,7 @@ TEST_F(Controller, DeleteOnlyWhatIsStillNews)
     EXPECT_EQ(ids(), QStringList{u"4"_s});
 
     // A music alarm's id, or one deleted meanwhile, is never destroyed.
-    for (const QString id : {u"1"_s, u"5"_s, u"6"_s}) {
+    for (const QString &id : {u"1"_s, u"5"_s, u"6"_s}) {
         NewsSchedule other = english;
         other.id = id;
         rig.actions.clear();
