@@ -7,6 +7,7 @@
 #include "core/logging.h"
 #include "session/housesession.h"
 
+#include <QCursor>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QQmlContext>
@@ -95,6 +96,9 @@ ControllerShell::ControllerShell(HouseSession &session, ControllerBridge &bridge
                 // The click that took the focus away already hid the panel.
                 if (m_hiddenByOutsideClick.isValid() && m_hiddenByOutsideClick.elapsed() < 300)
                     return;
+                // The pointer is on the icon; only X11 reports it outside our own windows.
+                if (!m_tray->geometry().isValid() && QGuiApplication::platformName() == QLatin1String("xcb"))
+                    m_clickedAt = QRectF(QPointF(QCursor::pos()) - QPointF(12, 12), QSizeF(24, 24));
                 toggle();
             }
         });
@@ -153,6 +157,8 @@ QRectF ControllerShell::controllerFrame(QSize size) const
     QRectF anchor;
     if (m_tray)
         anchor = m_tray->geometry();
+    if (!anchor.isValid())
+        anchor = m_clickedAt;
     QScreen *screen = anchor.isValid() ? QGuiApplication::screenAt(anchor.center().toPoint()) : nullptr;
     if (!screen)
         screen = QGuiApplication::primaryScreen();

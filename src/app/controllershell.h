@@ -67,6 +67,9 @@ private:
     QVariantAnimation *m_animation = nullptr;
     QSize m_size{340, 620};
     QElapsedTimer m_hiddenByOutsideClick;
+    // Where the pointer was when the icon was clicked, for trays that do not
+    // tell where their icons are (StatusNotifierItem).
+    QRectF m_clickedAt;
     bool m_wasShown = false;
     bool m_wasActive = false;
 };

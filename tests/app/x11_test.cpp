@@ -4,6 +4,8 @@
 #include "app/controllerapp.h"
 
 #include <QApplication>
+#include <QCursor>
+#include <QSystemTrayIcon>
 #include <QQuickView>
 #include <QTest>
 #include <QtGui/qguiapplication_platform.h>
@@ -38,6 +40,39 @@ TEST(X11Panel, OnEveryDesktop)
     ASSERT_EQ(xcb_get_property_value_length(reply), 4);
     EXPECT_EQ(*static_cast<uint32_t *>(xcb_get_property_value(reply)), 0xFFFFFFFFu);
     std::free(reply);
+}
+
+TEST(X11Panel, OpensWhereTheIconWasClicked)
+{
+    LaunchOptions launch;
+    launch.demo = true;
+    ControllerApp app(launch, {.tray = true, .reducedMotion = true, .mpris = false, .widget = false});
+    app.start();
+    QSystemTrayIcon *tray = app.shell().tray();
+    ASSERT_NE(tray, nullptr);
+    if (tray->geometry().isValid())
+        GTEST_SKIP() << "this X server has a tray that tells where the icon is";
+
+    // An icon low on the screen, as in a bottom panel: the panel opens above it.
+    QCursor::setPos(700, 880);
+    ASSERT_TRUE(QTest::qWaitFor([] { return QCursor::pos() == QPoint(700, 880); }, 2000));
+    Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
+    ASSERT_TRUE(app.shell().isShown());
+    const QRect frame = app.shell().panel()->geometry();
+    EXPECT_NEAR(frame.center().x(), 700, 2);
+    EXPECT_LT(frame.bottom(), 880);
+    EXPECT_GT(frame.bottom(), 880 - 40);
+
+    // Another click near the top-left corner: the next opening follows it.
+    Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
+    ASSERT_FALSE(app.shell().isShown());
+    QCursor::setPos(30, 10);
+    ASSERT_TRUE(QTest::qWaitFor([] { return QCursor::pos() == QPoint(30, 10); }, 2000));
+    Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
+    const QRect top = app.shell().panel()->geometry();
+    EXPECT_GE(top.left(), 8) << "inside the screen";
+    EXPECT_GT(top.top(), 10);
+    EXPECT_LT(top.top(), 60);
 }
 
 int main(int argc, char **argv)
