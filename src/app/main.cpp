@@ -8,8 +8,37 @@
 #include <QApplication>
 #include <QSystemTrayIcon>
 
+#include <cstdio>
+#include <cstring>
+
+namespace {
+const char usage[] =
+    "Usage: velotte [--demo | --guest | --speakers HOST[,HOST...]] [--screen SCREEN] [velotte://favorite/ID]\n"
+    "\n"
+    "The Sonos controller behind a tray icon. A second start opens the running one's panel.\n"
+    "\n"
+    "  --demo                 the built-in demo household; nothing reaches the network\n"
+    "  --guest                rooms on this network only, without a Sonos account\n"
+    "  --speakers HOST,...    these speakers, for networks where Bonjour finds none\n"
+    "  --screen SCREEN        open on rooms, sound, music, news or lyrics\n"
+    "  velotte://favorite/ID  play this favorite in the current room\n"
+    "  -h, --help             this help\n"
+    "  --version              the program's version\n";
+} // namespace
+
 int main(int argc, char **argv)
 {
+    // Answered before any display is opened, so they work over SSH too.
+    for (int i = 1; i < argc; ++i) {
+        if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
+            std::fputs(usage, stdout);
+            return 0;
+        }
+        if (!std::strcmp(argv[i], "--version")) {
+            std::printf("velotte %s\n", VELOTTE_VERSION);
+            return 0;
+        }
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("velotte"));
     QApplication::setApplicationDisplayName(QStringLiteral("Velotte"));
