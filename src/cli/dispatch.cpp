@@ -22,7 +22,8 @@ QString globalHelp()
         "  --speakers HOST[,HOST] local network only, with these speakers\n"
         "  --room NAME            the room (or group) to control\n"
         "  --json                 machine-readable output where a command has it\n"
-        "  -h, --help             this help; COMMAND --help for one command\n\n"
+        "  -h, --help             this help; COMMAND --help for one command\n"
+        "  --version              the program's version\n\n"
         "Commands:\n");
     for (const Command &c : commands())
         text += QStringLiteral("  %1 %2\n      %3\n").arg(c.name, c.arguments, c.summary);
@@ -94,6 +95,9 @@ int parseAndRun(QCoreApplication &app)
             options.room = *room;
         } else if (option == QLatin1String("-h") || option == QLatin1String("--help")) {
             out << globalHelp();
+            return ok;
+        } else if (option == QLatin1String("--version")) {
+            out << "velottectl " VELOTTE_VERSION << Qt::endl;
             return ok;
         } else {
             err << QStringLiteral("Unknown option %1. See velottectl --help.").arg(option) << Qt::endl;

@@ -37,6 +37,9 @@ TEST(CliDemo, UsageErrorsExitTwoAndHelpExitsZero)
     EXPECT_EQ(help.exit, 0);
     EXPECT_TRUE(help.out.contains(QStringLiteral("volume")));
     EXPECT_EQ(runCli({QStringLiteral("seek"), QStringLiteral("--help")}, home).exit, 0);
+    const auto version = runCli({QStringLiteral("--version")}, home);
+    EXPECT_EQ(version.exit, 0);
+    EXPECT_TRUE(version.out.startsWith(QStringLiteral("velottectl "))) << version.out.toStdString();
     const auto unknownRoom = runCli({QStringLiteral("--demo"), QStringLiteral("--room"), QStringLiteral("Attic"), QStringLiteral("status")}, home);
     EXPECT_EQ(unknownRoom.exit, 1);
     EXPECT_TRUE(unknownRoom.err.contains(QStringLiteral("Attic")));
