@@ -4,6 +4,8 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QQuickItem>
+#include <QQuickView>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -28,6 +30,18 @@ inline void useLoopbackServices()
     for (const char *key : {"news", "lrclib", "netease", "kugou", "itunes", "model"})
         s.setValue(QStringLiteral("services/") + QLatin1String(key), QStringLiteral("http://127.0.0.1:9"));
     s.sync();
+}
+
+// Every text the panel shows right now.
+inline QStringList shownTexts(QQuickView *panel)
+{
+    QStringList out;
+    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
+        const QVariant text = item->property("text");
+        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
+            out << text.toString();
+    }
+    return out;
 }
 
 } // namespace apptest

@@ -25,17 +25,6 @@ using namespace velotte;
 
 namespace {
 
-QStringList shownTexts(QQuickView *panel)
-{
-    QStringList out;
-    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
-        const QVariant text = item->property("text");
-        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
-            out << text.toString();
-    }
-    return out;
-}
-
 struct CloudPanel : ::testing::Test {
     fake::FakeSpeakers speakers{fake::FakeSpeakers::Options{.base = u"127.0.71.11"_qs, .count = 4, .household = fake::FakeSpeakers::Household::plain}};
     fake::FakeCloud cloud;
@@ -114,17 +103,17 @@ TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
     ASSERT_NE(account, nullptr);
     account->setProperty("open", true);
     QTest::qWait(50);
-    EXPECT_TRUE(shownTexts(panel()).contains(u"Connected to your Sonos account."_qs)) << shownTexts(panel()).join(u" | "_qs).toStdString();
+    EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"Connected to your Sonos account."_qs)) << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
     account->setProperty("open", false);
 
     speakers.speakers[0].bass = 4;
     app->bridge().setScreen(u"sound"_qs);
-    ASSERT_TRUE(QTest::qWaitFor([this] { return shownTexts(panel()).contains(u"Finding the speaker…"_qs); }, 3000))
-        << shownTexts(panel()).join(u" | "_qs).toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return apptest::shownTexts(panel()).contains(u"Finding the speaker…"_qs); }, 3000))
+        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
     // The settings' addresses are asked which rooms they hold; the living
     // room's coordinator answers with its bass level.
-    ASSERT_TRUE(QTest::qWaitFor([this] { return shownTexts(panel()).contains(u"Level 4"_qs); }, 15000))
-        << shownTexts(panel()).join(u" | "_qs).toStdString() << session().bassNoteText().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return apptest::shownTexts(panel()).contains(u"Level 4"_qs); }, 15000))
+        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString() << session().bassNoteText().toStdString();
     EXPECT_TRUE(session().canAdjustBass());
 }
 

@@ -169,18 +169,6 @@ TEST_F(Household, NewsAlarmsFromThePanel)
     EXPECT_FALSE(controller->busy());
 }
 
-// Every text the panel shows right now.
-QStringList shownTexts(QQuickView *panel)
-{
-    QStringList out;
-    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
-        const QVariant text = item->property("text");
-        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
-            out << text.toString();
-    }
-    return out;
-}
-
 TEST_F(Household, WhatThePanelSaysOfALocalHousehold)
 {
     QQuickView *panel = app->shell().panel();
@@ -188,13 +176,13 @@ TEST_F(Household, WhatThePanelSaysOfALocalHousehold)
     ASSERT_NE(account, nullptr);
     account->setProperty("open", true);
     QTest::qWait(50);
-    EXPECT_TRUE(shownTexts(panel).contains(u"Local only: rooms on this network, without a Sonos account."_qs));
+    EXPECT_TRUE(apptest::shownTexts(panel).contains(u"Local only: rooms on this network, without a Sonos account."_qs));
     account->setProperty("open", false);
 
     // Rooms found on the network carry no Sonos favorites.
     app->bridge().setScreen(u"music"_qs);
     QTest::qWait(50);
-    EXPECT_TRUE(shownTexts(panel).contains(u"No favorites yet."_qs)) << shownTexts(panel).join(u" | "_qs).toStdString();
+    EXPECT_TRUE(apptest::shownTexts(panel).contains(u"No favorites yet."_qs)) << apptest::shownTexts(panel).join(u" | "_qs).toStdString();
 
     auto *music = qobject_cast<MusicPane *>(app->bridge().music());
     ASSERT_NE(music, nullptr);
@@ -204,8 +192,8 @@ TEST_F(Household, WhatThePanelSaysOfALocalHousehold)
 
     // The speakers' own news alarms point at another news host: none here.
     app->bridge().setScreen(u"news"_qs);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return shownTexts(panel).contains(u"No news alarms yet. Add one to wake up to the day's bulletin."_qs); }, 10000))
-        << shownTexts(panel).join(u" | "_qs).toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel).contains(u"No news alarms yet. Add one to wake up to the day's bulletin."_qs); }, 10000))
+        << apptest::shownTexts(panel).join(u" | "_qs).toStdString();
 }
 
 TEST(SlowHousehold, RoomsSayTheyAreLookedFor)
@@ -220,12 +208,12 @@ TEST(SlowHousehold, RoomsSayTheyAreLookedFor)
     app.start();
     app.shell().showController();
     QQuickView *panel = app.shell().panel();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return shownTexts(panel).contains(u"Looking for speakers…"_qs); }, 3000))
-        << shownTexts(panel).join(u" | "_qs).toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel).contains(u"Looking for speakers…"_qs); }, 3000))
+        << apptest::shownTexts(panel).join(u" | "_qs).toStdString();
     // Once they answer the rooms replace it.
     ASSERT_TRUE(QTest::qWaitFor([&] { return !app.session().groups().isEmpty(); }, 15000)) << app.session().noteText().toStdString();
     QTest::qWait(50);
-    EXPECT_FALSE(shownTexts(panel).contains(u"Looking for speakers…"_qs));
+    EXPECT_FALSE(apptest::shownTexts(panel).contains(u"Looking for speakers…"_qs));
     app.shell().hideController();
     QTest::qWait(1800); // the last slow read lands before the program goes
 }

@@ -434,18 +434,6 @@ TEST_F(Shell, MusicListsOnTheDemoHousehold)
     EXPECT_TRUE(music->picks().isEmpty());
 }
 
-// Every text the panel shows right now.
-QStringList shownTexts(QQuickView *panel)
-{
-    QStringList out;
-    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
-        const QVariant text = item->property("text");
-        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
-            out << text.toString();
-    }
-    return out;
-}
-
 TEST_F(Shell, ViewsSayWhatTheyWaitFor)
 {
     start(args({"--demo"}));
@@ -454,7 +442,7 @@ TEST_F(Shell, ViewsSayWhatTheyWaitFor)
     ASSERT_NE(account, nullptr);
     account->setProperty("open", true);
     QTest::qWait(50);
-    EXPECT_TRUE(shownTexts(panel()).contains(u"This is the demo household. Start Velotte without --demo to reach your speakers."_qs));
+    EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"This is the demo household. Start Velotte without --demo to reach your speakers."_qs));
     account->setProperty("open", false);
 
     app->bridge().setScreen(u"music"_qs);
@@ -466,14 +454,14 @@ TEST_F(Shell, ViewsSayWhatTheyWaitFor)
     ASSERT_NE(music, nullptr);
     music->setQuery(u"nothing by this name"_qs);
     QTest::qWait(50);
-    EXPECT_TRUE(shownTexts(panel()).contains(u"No favorite matches."_qs)) << shownTexts(panel()).join(u" | "_qs).toStdString();
+    EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"No favorite matches."_qs)) << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
     music->setQuery({});
     view->setProperty("part", u"suggest"_qs);
     QTest::qWait(50);
-    EXPECT_TRUE(shownTexts(panel()).contains(u"Describe what you would like to hear; suggestions come from your favorites."_qs));
+    EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"Describe what you would like to hear; suggestions come from your favorites."_qs));
     view->setProperty("part", u"apple"_qs);
     QTest::qWait(50);
-    EXPECT_TRUE(shownTexts(panel()).contains(u"Search the Apple Music catalog, or fill the queue with an artist's songs."_qs));
+    EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"Search the Apple Music catalog, or fill the queue with an artist's songs."_qs));
 }
 
 TEST_F(Shell, NoSpeakerToAskForNews)
@@ -482,8 +470,8 @@ TEST_F(Shell, NoSpeakerToAskForNews)
     app->shell().showController();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !app->session().isDiscovering() && !app->session().isBootstrapping(); }, 15000));
     app->bridge().setScreen(u"news"_qs);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return shownTexts(panel()).contains(u"No speaker of this household can be reached."_qs); }, 5000))
-        << shownTexts(panel()).join(u" | "_qs).toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(u"No speaker of this household can be reached."_qs); }, 5000))
+        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
 }
 
 TEST_F(Shell, CatalogSearchThatCannotReachTheService)
