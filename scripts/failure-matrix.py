@@ -35,10 +35,10 @@ def sentences():
             previous = line
             stripped = line.strip()
             # Command help is documentation, not something the program says.
-            if 'Registration registration(' in line or 'const char *helpText' in line:
+            if 'Registration registration(' in line or re.search(r'const char \*?(helpText|usage)\b', line):
                 help_block = True
             if help_block:
-                if stripped.startswith('});'):
+                if stripped.startswith('});') or stripped.endswith('";'):
                     help_block = False
                 continue
             if stripped.startswith('//') or 'qCDebug' in line or 'qCWarning' in line or 'qCInfo' in line:
