@@ -50,7 +50,7 @@ struct CliApple : ::testing::Test {
     {
         fake::FakeItunes::Album album{1800000000, 777, u"The Long Players"_s, {}, u"Everything"_s, {}, u"Rock"_s, u"2020-01-01T08:00:00Z"_s, {}, {}};
         for (int i = 0; i < songs; ++i)
-            album.songs.append({1800000001 + i, u"Part %1"_s.arg(i + 1), {}, i + 1, 180000});
+            album.songs.append({1800000001 + i, u"Movement %1"_s.arg(i + 1), {}, i + 1, 180000});
         itunes.albums.append(album);
     }
 };
@@ -100,7 +100,7 @@ TEST_F(CliApple, ArtistQueueAndItsSentences)
     auto r = ctl({u"apple"_s, u"artist"_s, u"The"_s, u"Long"_s, u"Players"_s});
     ASSERT_EQ(r.exit, 0) << r.err.toStdString();
     EXPECT_EQ(kitchen().queue.size(), 40);
-    EXPECT_EQ(kitchen().queue.first().title, u"Part 1"_s);
+    EXPECT_EQ(kitchen().queue.first().title, u"Movement 1"_s);
     EXPECT_TRUE(r.out.contains(u"Adding songs · 17 of 40"_s)) << r.out.toStdString();
     EXPECT_TRUE(r.out.contains(u"Queued 40 songs by The Long Players."_s));
 
