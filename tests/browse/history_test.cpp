@@ -156,16 +156,3 @@ TEST_F(History, ClearResetsEverythingButKeepsStoredHistories)
     EXPECT_TRUE(model.recentFavorites().isEmpty());
     EXPECT_EQ(idsOf(stored(defaults, householdA)), QStringList{QStringLiteral("fav-1")});
 }
-
-TEST(BrowseTexts, ModesAndWorksInMenuOrder)
-{
-    QStringList modes;
-    for (BrowseMode m : allBrowseModes())
-        modes << displayText(m);
-    EXPECT_EQ(modes, (QStringList{QStringLiteral("All music"), QStringLiteral("Classical")}));
-    QStringList works;
-    for (ClassicalWork w : allClassicalWorks())
-        works << displayText(w);
-    EXPECT_EQ(works, (QStringList{QStringLiteral("All works"), QStringLiteral("Symphonies"), QStringLiteral("Concertos"), QStringLiteral("Sonatas"),
-                                  QStringLiteral("Chamber music"), QStringLiteral("Opera & choral")}));
-}

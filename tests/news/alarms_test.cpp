@@ -388,15 +388,3 @@ TEST(NewsAlarmClient, RequestOutcomes)
     EXPECT_THROW(test::await(send()), Cancelled);
 }
 
-TEST(NewsAlarmClient, FailureTexts)
-{
-    const std::vector<std::pair<Kind, QString>> texts{
-        {Kind::invalid, u"Choose a room, time, news source and at least one day."_s},
-        {Kind::network, u"Connect to the same Wi-Fi as your Sonos and allow Local Network access."_s},
-        {Kind::rejected, u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s},
-        {Kind::response, u"Sonos didn\u2019t confirm the alarm. Refresh schedules before trying again."_s},
-        {Kind::changed, u"This schedule changed or was removed in Sonos. Refresh schedules before editing it."_s},
-    };
-    for (const auto &[kind, text] : texts)
-        EXPECT_EQ(NewsAlarmClient::Failure(kind).sentence(), text);
-}

@@ -415,10 +415,3 @@ TEST_F(Bulletins, TheAudioAnswersHead)
     EXPECT_EQ(QUrlQuery(rig.lastRequest("GET")->url).query(), u"language=japanese&category=latest"_s);
 }
 
-TEST(NewsTexts, FailuresAndProgramme)
-{
-    EXPECT_EQ(NewsPlaybackFailure(NewsPlaybackFailure::Kind::busy).sentence(), busyText);
-    EXPECT_EQ(NewsPlaybackFailure(NewsPlaybackFailure::Kind::unavailable).sentence(), unavailableText);
-    EXPECT_EQ(NewsScheduleController::programme(), u"Dawnlet"_s);
-    EXPECT_EQ(NewsScheduleController::credit(), u"Tamsel · Calyx"_s);
-}
