@@ -17,19 +17,6 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-QCoro::Task<bool> library(Context &c)
-{
-    HouseSession &s = c.session();
-    if (s.demo())
-        co_return true;
-    co_await s.refreshLibrary();
-    if (!s.noteText().isEmpty()) {
-        c.fail();
-        co_return false;
-    }
-    co_return true;
-}
-
 // By id or name; case, accents, width and script do not count, and a name
 // that is only part of one finds the best match.
 std::optional<SonosFavorite> favoriteNamed(const QList<SonosFavorite> &favorites, const QString &name)
@@ -117,7 +104,7 @@ QCoro::Task<int> favorites(Context &c, QStringList args)
     }
     if ((composer || work) && !classical)
         co_return c.usageError(u"--composer and --work narrow --classical; add --classical."_s);
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
 
     SonosBrowseModel &browse = c.wiring().browse();
@@ -153,7 +140,7 @@ QCoro::Task<int> pin(Context &c, QStringList args, bool pinning)
     if (args.isEmpty())
         co_return c.usageError(u"%1 needs the name of a favorite."_s.arg(command));
     const QString name = args.join(u' ');
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
     QuickPicksStore &picks = c.wiring().quickPicks();
     const auto found = favoriteNamed(c.session().favorites(), name);
@@ -177,7 +164,7 @@ QCoro::Task<int> pins(Context &c, QStringList args)
 {
     if (!args.isEmpty())
         co_return c.usageError(u"pins takes no arguments."_s);
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
     const QList<SonosFavorite> shown = c.wiring().quickPicks().items(c.session().favorites());
     if (shown.isEmpty() && !c.options().json) {
@@ -193,7 +180,7 @@ QCoro::Task<int> suggest(Context &c, QStringList args)
     const QString request = args.join(u' ').trimmed();
     if (request.isEmpty())
         co_return c.usageError(u"suggest needs a mood or a request such as \"recommend music by Nina Simone\"."_s);
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
     SonosBrowseModel &browse = c.wiring().browse();
     co_await browse.recommend(request, c.session().favorites());

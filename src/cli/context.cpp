@@ -27,6 +27,19 @@ Context::~Context()
     m_session.reset();
 }
 
+QCoro::Task<bool> Context::readLibrary()
+{
+    HouseSession &s = session();
+    if (s.demo())
+        co_return true;
+    co_await s.refreshLibrary();
+    if (!s.noteText().isEmpty()) {
+        fail();
+        co_return false;
+    }
+    co_return true;
+}
+
 QCoro::Task<bool> Context::start()
 {
     if (m_options.demo) {

@@ -44,6 +44,9 @@ public:
     // Starts the session as the options ask and selects --room. Returns
     // false after printing why when no room can be controlled.
     QCoro::Task<bool> start();
+    // Reads favorites and playlists (the demo has them already). Returns
+    // false after printing why when they could not be read.
+    QCoro::Task<bool> readLibrary();
     // Prints the session's status sentence (or a fallback) and returns `failed`.
     int fail(const QString &fallback = {});
     int usageError(const QString &message);

@@ -8,19 +8,6 @@ namespace velotte::cli {
 
 namespace {
 
-QCoro::Task<bool> library(Context &c)
-{
-    HouseSession &s = c.session();
-    if (s.demo())
-        co_return true;
-    co_await s.refreshLibrary();
-    if (!s.noteText().isEmpty()) {
-        c.fail();
-        co_return false;
-    }
-    co_return true;
-}
-
 std::optional<SonosFavorite> favoriteNamed(Context &c, const QString &name)
 {
     for (const SonosFavorite &f : c.session().favorites()) {
@@ -38,7 +25,7 @@ QCoro::Task<int> playlists(Context &c, QStringList args)
 {
     if (!args.isEmpty())
         co_return c.usageError(QStringLiteral("playlists takes no arguments."));
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
     for (const SonosPlaylist &p : c.session().sonosPlaylists()) {
         c.out() << p.name;
@@ -61,7 +48,7 @@ QCoro::Task<int> playFavorite(Context &c, QStringList args)
     }
     if (names.isEmpty())
         co_return c.usageError(QStringLiteral("play-favorite needs the name of a favorite."));
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
     QList<SonosFavorite> chosen;
     for (const QString &name : names) {
@@ -83,7 +70,7 @@ QCoro::Task<int> queueFavorite(Context &c, QStringList args)
 {
     if (args.size() != 1)
         co_return c.usageError(QStringLiteral("queue-favorite needs the name of one favorite."));
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
     const auto f = favoriteNamed(c, args.first());
     if (!f)
@@ -102,7 +89,7 @@ QCoro::Task<int> playPlaylist(Context &c, QStringList args)
     bool append = args.removeAll(QStringLiteral("--append")) > 0;
     if (args.size() != 1)
         co_return c.usageError(QStringLiteral("play-playlist needs the name of one playlist."));
-    if (!co_await library(c))
+    if (!co_await c.readLibrary())
         co_return failed;
     HouseSession &s = c.session();
     for (const SonosPlaylist &p : s.sonosPlaylists()) {
