@@ -57,7 +57,7 @@ void ToggleToTransport(benchmark::State &state)
     for (auto _ : state) {
         sent = false;
         const auto start = std::chrono::steady_clock::now();
-        session.toggle();
+        session.playback()->toggle();
         if (!sent)
             state.SkipWithError("the command did not leave");
         state.SetIterationTime(std::chrono::duration<double>(sentAt - start).count());

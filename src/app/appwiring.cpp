@@ -71,7 +71,7 @@ QObject *AppWiring::trackNotes(HouseSession &session)
 #ifdef VELOTTE_WITH_NOTES
     if (!d->notes) {
         d->notes = std::make_unique<TrackNotes>(NetworkTransport::shared(), Clock::system(), ServiceAddresses::load());
-        d->follower = std::make_unique<NowPlayingFollower>(&session, d->notes.get());
+        d->follower = std::make_unique<NowPlayingFollower>(session.playback(), d->notes.get());
         d->follower->follow();
     }
     return d->notes.get();

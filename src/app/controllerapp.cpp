@@ -7,6 +7,7 @@
 #include "widgetsnapshot.h"
 
 #include "core/logging.h"
+#include "core/stillcurrent.h"
 #include "session/housesession.h"
 
 #include <QPointer>
@@ -66,9 +67,9 @@ void ControllerApp::start()
 
 QCoro::Task<void> ControllerApp::bootstrap()
 {
-    QPointer<ControllerApp> self(this);
+    const StillCurrent alive(this);
     co_await m_session->bootstrap();
-    if (self && m_launch.link.isValid())
+    if (alive && m_launch.link.isValid())
         m_bridge->openLink(m_launch.link);
 }
 

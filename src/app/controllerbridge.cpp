@@ -31,9 +31,9 @@ ControllerBridge::ControllerBridge(HouseSession &session, KeyValueStore &prefere
 {
     const QVariant stored = preferences.value(showLyricsKey);
     m_showLyrics = stored.isValid() ? stored.toBool() : true;
-    connect(&session, &HouseSession::artworkChanged, this, &ControllerBridge::artworkChanged);
-    connect(&session, &HouseSession::favoritesChanged, this, &ControllerBridge::favoritesChanged);
-    connect(&session, &HouseSession::playlistsChanged, this, &ControllerBridge::playlistsChanged);
+    connect(session.playback(), &SessionPlayback::artworkChanged, this, &ControllerBridge::artworkChanged);
+    connect(session.library(), &SessionLibrary::favoritesChanged, this, &ControllerBridge::favoritesChanged);
+    connect(session.library(), &SessionLibrary::playlistsChanged, this, &ControllerBridge::playlistsChanged);
     // A new choice of the user replaces the shell's own message.
     connect(&session, &HouseSession::activeGroupIDChanged, this, [this] { setMessage({}); });
 }
@@ -68,7 +68,7 @@ void ControllerBridge::setMessage(const QString &message)
 QVariantList ControllerBridge::favorites() const
 {
     QVariantList list;
-    for (const SonosFavorite &f : m_session.favorites()) {
+    for (const SonosFavorite &f : m_session.library()->favorites()) {
         const std::optional<QUrl> art = f.artworkURL();
         list.append(QVariantMap{{QStringLiteral("id"), f.id},
                                 {QStringLiteral("name"), f.name},
@@ -82,7 +82,7 @@ QVariantList ControllerBridge::favorites() const
 QVariantList ControllerBridge::playlists() const
 {
     QVariantList list;
-    for (const SonosPlaylist &p : m_session.sonosPlaylists())
+    for (const SonosPlaylist &p : m_session.library()->sonosPlaylists())
         list.append(QVariantMap{{QStringLiteral("id"), p.id}, {QStringLiteral("name"), p.name}, {QStringLiteral("tracks"), QVariant(p.trackCount.value_or(-1))}});
     return list;
 }
@@ -123,7 +123,7 @@ QUrl ControllerBridge::artwork() const
 {
     if (!picture().isEmpty())
         return QUrl(QStringLiteral("image://velotte/artwork/%1").arg(m_pictureSerial));
-    return m_session.artworkURL();
+    return m_session.playback()->artworkURL();
 }
 
 void ControllerBridge::rebuildLyricLines()
@@ -138,49 +138,35 @@ void ControllerBridge::rebuildLyricLines()
     Q_EMIT lyricLinesChanged();
 }
 
-void ControllerBridge::togglePlayback() { m_session.toggle(); }
-void ControllerBridge::skip(bool forward) { m_session.skip(forward); }
-void ControllerBridge::seek(double fraction) { m_session.seek(std::clamp(fraction, 0.0, 1.0)); }
-void ControllerBridge::toggleShuffle() { m_session.toggleShuffle(); }
-void ControllerBridge::toggleRepeat() { m_session.toggleRepeat(); }
-
-void ControllerBridge::beginGroupVolume() { m_session.beginAdjustingGroupVolume(); }
-void ControllerBridge::setGroupVolume(double volume) { m_session.setVolume(std::clamp(volume, 0.0, 100.0)); }
-void ControllerBridge::commitGroupVolume() { m_session.commitGroupVolume(); }
-void ControllerBridge::toggleMute() { m_session.toggleMute(); }
-void ControllerBridge::toggleConversation() { detach(m_session.toggleConversation()); }
-void ControllerBridge::setPlayerVolume(const QString &playerID, double volume) { m_session.setPlayerVolume(playerID, volume); }
-void ControllerBridge::setBass(double fraction) { m_session.setBass(fraction); }
+void ControllerBridge::toggleConversation() { detach(m_session.sound()->toggleConversation()); }
 
 void ControllerBridge::refreshSound()
 {
-    detach(m_session.refreshRoomControls());
-    detach(m_session.refreshBassControl());
+    detach(m_session.sound()->refreshRoomControls());
+    detach(m_session.sound()->refreshBassControl());
 }
-
-void ControllerBridge::choose(const QString &groupID) { m_session.choose(groupID); }
 
 void ControllerBridge::groupRooms(const QStringList &playerIDs)
 {
     if (playerIDs.isEmpty()) // the view never offers this; the session needs one room
         return;
-    detach(m_session.groupRooms(QSet<QString>(playerIDs.begin(), playerIDs.end())));
+    detach(m_session.rooms()->groupRooms(QSet<QString>(playerIDs.begin(), playerIDs.end())));
 }
 
 void ControllerBridge::playFavorite(const QString &favoriteID)
 {
-    for (const SonosFavorite &f : m_session.favorites())
+    for (const SonosFavorite &f : m_session.library()->favorites())
         if (f.id == favoriteID) {
-            detach(m_session.playFavorite(f));
+            detach(m_session.library()->playFavorite(f));
             return;
         }
 }
 
 void ControllerBridge::playPlaylist(const QString &playlistID)
 {
-    for (const SonosPlaylist &p : m_session.sonosPlaylists())
+    for (const SonosPlaylist &p : m_session.library()->sonosPlaylists())
         if (p.id == playlistID) {
-            detach(m_session.playPlaylist(p, QStringLiteral("REPLACE")));
+            detach(m_session.library()->playPlaylist(p, QStringLiteral("REPLACE")));
             return;
         }
 }
@@ -191,7 +177,6 @@ void ControllerBridge::connectAccount()
     detach(m_session.connect());
 }
 
-void ControllerBridge::signOut() { m_session.signOut(); }
 void ControllerBridge::useLocalNetwork() { detach(m_session.enterGuest()); }
 
 void ControllerBridge::openLink(const QUrl &link)
@@ -199,7 +184,7 @@ void ControllerBridge::openLink(const QUrl &link)
     const QString id = LaunchOptions::favoriteOf(link);
     if (id.isEmpty())
         return;
-    const bool known = std::any_of(m_session.favorites().begin(), m_session.favorites().end(), [&id](const SonosFavorite &f) { return f.id == id; });
+    const bool known = std::any_of(m_session.library()->favorites().begin(), m_session.library()->favorites().end(), [&id](const SonosFavorite &f) { return f.id == id; });
     if (!m_session.hasSonosConnection() || !known) {
         setMessage(notConnectedText());
         return;

@@ -59,30 +59,14 @@ public:
     bool canSignIn() const { return m_canSignIn; }
     void setCanSignIn(bool can) { m_canSignIn = can; }
 
-    // Playback
-    Q_INVOKABLE void togglePlayback();
-    Q_INVOKABLE void skip(bool forward);
-    Q_INVOKABLE void seek(double fraction);
-    Q_INVOKABLE void toggleShuffle();
-    Q_INVOKABLE void toggleRepeat();
-    // Sound
-    Q_INVOKABLE void beginGroupVolume();
-    Q_INVOKABLE void setGroupVolume(double volume);
-    Q_INVOKABLE void commitGroupVolume();
-    Q_INVOKABLE void toggleMute();
+    // The session's commands that run as tasks; the views call the rest on
+    // the session's objects directly.
     Q_INVOKABLE void toggleConversation();
-    Q_INVOKABLE void setPlayerVolume(const QString &playerID, double volume);
-    Q_INVOKABLE void setBass(double fraction);
     Q_INVOKABLE void refreshSound();
-    // Rooms
-    Q_INVOKABLE void choose(const QString &groupID);
     Q_INVOKABLE void groupRooms(const QStringList &playerIDs);
-    // Music
     Q_INVOKABLE void playFavorite(const QString &favoriteID);
     Q_INVOKABLE void playPlaylist(const QString &playlistID);
-    // Account
     Q_INVOKABLE void connectAccount();
-    Q_INVOKABLE void signOut();
     Q_INVOKABLE void useLocalNetwork();
     // A "velotte://favorite/ID" link from the widget.
     Q_INVOKABLE void openLink(const QUrl &link);

@@ -102,7 +102,7 @@ ControllerShell::ControllerShell(HouseSession &session, ControllerBridge &bridge
                 toggle();
             }
         });
-        connect(&m_session, &HouseSession::isPlayingChanged, this, &ControllerShell::refreshIcon);
+        connect(m_session.playback(), &SessionPlayback::isPlayingChanged, this, &ControllerShell::refreshIcon);
         refreshIcon();
         m_tray->show();
     }
@@ -133,7 +133,7 @@ bool ControllerShell::desktopAsksReducedMotion()
     return false;
 }
 
-QString ControllerShell::iconName() const { return m_session.isPlaying() ? QStringLiteral("speaker-filled") : QStringLiteral("speaker"); }
+QString ControllerShell::iconName() const { return m_session.playback()->isPlaying() ? QStringLiteral("speaker-filled") : QStringLiteral("speaker"); }
 
 void ControllerShell::refreshIcon()
 {

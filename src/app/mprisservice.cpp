@@ -67,76 +67,76 @@ public:
 
     QString playbackStatus() const
     {
-        if (s.title().isEmpty() && !s.isPlaying())
+        if (s.playback()->title().isEmpty() && !s.playback()->isPlaying())
             return QStringLiteral("Stopped");
-        return s.isPlaying() ? QStringLiteral("Playing") : QStringLiteral("Paused");
+        return s.playback()->isPlaying() ? QStringLiteral("Playing") : QStringLiteral("Paused");
     }
-    QString loopStatus() const { return s.repeats() ? QStringLiteral("Playlist") : QStringLiteral("None"); }
+    QString loopStatus() const { return s.playback()->repeats() ? QStringLiteral("Playlist") : QStringLiteral("None"); }
     void setLoopStatus(const QString &status)
     {
-        if ((status != QLatin1String("None")) != s.repeats())
-            s.toggleRepeat();
+        if ((status != QLatin1String("None")) != s.playback()->repeats())
+            s.playback()->toggleRepeat();
     }
     double rate() const { return 1.0; }
     void setRate(double) {}
-    bool shuffle() const { return s.shuffle(); }
+    bool shuffle() const { return s.playback()->shuffle(); }
     void setShuffle(bool on)
     {
-        if (on != s.shuffle())
-            s.toggleShuffle();
+        if (on != s.playback()->shuffle())
+            s.playback()->toggleShuffle();
     }
     QVariantMap metadata() const
     {
         QVariantMap m;
         m.insert(QStringLiteral("mpris:trackid"), QVariant::fromValue(trackID()));
-        if (s.durationMillis() > 0)
-            m.insert(QStringLiteral("mpris:length"), qlonglong(s.durationMillis()) * 1000);
-        if (!s.artworkURL().isEmpty())
-            m.insert(QStringLiteral("mpris:artUrl"), s.artworkURL().toString());
-        if (!s.title().isEmpty())
-            m.insert(QStringLiteral("xesam:title"), s.title());
-        if (!s.artist().isEmpty())
-            m.insert(QStringLiteral("xesam:artist"), QStringList{s.artist()});
-        if (!s.serviceName().isEmpty())
-            m.insert(QStringLiteral("xesam:comment"), QStringList{s.serviceName()});
+        if (s.playback()->durationMillis() > 0)
+            m.insert(QStringLiteral("mpris:length"), qlonglong(s.playback()->durationMillis()) * 1000);
+        if (!s.playback()->artworkURL().isEmpty())
+            m.insert(QStringLiteral("mpris:artUrl"), s.playback()->artworkURL().toString());
+        if (!s.playback()->title().isEmpty())
+            m.insert(QStringLiteral("xesam:title"), s.playback()->title());
+        if (!s.playback()->artist().isEmpty())
+            m.insert(QStringLiteral("xesam:artist"), QStringList{s.playback()->artist()});
+        if (!s.playback()->serviceName().isEmpty())
+            m.insert(QStringLiteral("xesam:comment"), QStringList{s.playback()->serviceName()});
         return m;
     }
-    double volume() const { return s.volume() / 100.0; }
+    double volume() const { return s.sound()->volume() / 100.0; }
     void setVolume(double v)
     {
-        s.beginAdjustingGroupVolume();
-        s.setVolume(std::clamp(v, 0.0, 1.0) * 100.0);
-        s.commitGroupVolume();
+        s.sound()->beginAdjustingGroupVolume();
+        s.sound()->setVolume(std::clamp(v, 0.0, 1.0) * 100.0);
+        s.sound()->commitGroupVolume();
     }
-    qlonglong position() const { return qlonglong(s.positionMillis()) * 1000; }
-    bool canGoNext() const { return s.canSkip() && !s.sendingPlaybackCommand(); }
-    bool canGoPrevious() const { return (s.canSkipBack() || s.canSeek()) && !s.sendingPlaybackCommand(); }
-    bool canSeek() const { return s.canSeek() && s.durationMillis() > 0; }
+    qlonglong position() const { return qlonglong(s.playback()->positionMillis()) * 1000; }
+    bool canGoNext() const { return s.playback()->canSkip() && !s.playback()->sendingPlaybackCommand(); }
+    bool canGoPrevious() const { return (s.playback()->canSkipBack() || s.playback()->canSeek()) && !s.playback()->sendingPlaybackCommand(); }
+    bool canSeek() const { return s.playback()->canSeek() && s.playback()->durationMillis() > 0; }
     bool canControl() const { return s.activeGroupID().has_value(); }
 
     QDBusObjectPath trackID() const
     {
         // A stable path per track; MPRIS needs one even without a track list.
-        const QByteArray key = (s.title() + s.artist()).toUtf8().toHex().left(32);
+        const QByteArray key = (s.playback()->title() + s.playback()->artist()).toUtf8().toHex().left(32);
         return QDBusObjectPath(QStringLiteral("/app/velotte/track/") + (key.isEmpty() ? QStringLiteral("none") : QString::fromLatin1(key)));
     }
 
 public Q_SLOTS:
-    void Next() { s.skip(true); }
-    void Previous() { s.skip(false); }
+    void Next() { s.playback()->skip(true); }
+    void Previous() { s.playback()->skip(false); }
     void Pause()
     {
-        if (s.isPlaying())
-            s.toggle();
+        if (s.playback()->isPlaying())
+            s.playback()->toggle();
     }
     void Play()
     {
-        if (!s.isPlaying())
-            s.toggle();
+        if (!s.playback()->isPlaying())
+            s.playback()->toggle();
     }
-    void PlayPause() { s.toggle(); }
+    void PlayPause() { s.playback()->toggle(); }
     void Stop() { Pause(); }
-    void Seek(qlonglong offset) { seekTo(s.positionMillis() + offset / 1000); }
+    void Seek(qlonglong offset) { seekTo(s.playback()->positionMillis() + offset / 1000); }
     void SetPosition(const QDBusObjectPath &track, qlonglong position)
     {
         if (track == trackID())
@@ -150,9 +150,9 @@ Q_SIGNALS:
 private:
     void seekTo(qint64 millis)
     {
-        if (s.durationMillis() <= 0)
+        if (s.playback()->durationMillis() <= 0)
             return;
-        s.seek(double(std::clamp<qint64>(millis, 0, s.durationMillis())) / double(s.durationMillis()));
+        s.playback()->seek(double(std::clamp<qint64>(millis, 0, s.playback()->durationMillis())) / double(s.playback()->durationMillis()));
         Q_EMIT Seeked(position());
     }
 
@@ -163,10 +163,12 @@ private:
 MprisService::MprisService(HouseSession &session, QObject *parent)
     : QObject(parent), m_session(session), m_root(new MprisRoot(this)), m_player(new MprisPlayer(this))
 {
-    for (auto signal : {&HouseSession::titleChanged, &HouseSession::artistChanged, &HouseSession::artworkChanged, &HouseSession::durationMillisChanged,
-                        &HouseSession::isPlayingChanged, &HouseSession::playModesChanged, &HouseSession::volumeChanged, &HouseSession::actionsChanged,
-                        &HouseSession::activeGroupIDChanged, &HouseSession::sendingPlaybackCommandChanged})
-        QObject::connect(&session, signal, this, &MprisService::sessionChanged);
+    for (auto signal : {&SessionPlayback::titleChanged, &SessionPlayback::artistChanged, &SessionPlayback::artworkChanged,
+                        &SessionPlayback::durationMillisChanged, &SessionPlayback::isPlayingChanged, &SessionPlayback::playModesChanged,
+                        &SessionPlayback::actionsChanged, &SessionPlayback::sendingPlaybackCommandChanged})
+        QObject::connect(session.playback(), signal, this, &MprisService::sessionChanged);
+    QObject::connect(session.sound(), &SessionSound::volumeChanged, this, &MprisService::sessionChanged);
+    QObject::connect(&session, &HouseSession::activeGroupIDChanged, this, &MprisService::sessionChanged);
 }
 
 MprisService::~MprisService() = default;

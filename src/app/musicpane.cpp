@@ -3,6 +3,7 @@
 #include "browse/quickpicksstore.h"
 #include "browse/sonosbrowsemodel.h"
 #include "core/failure.h"
+#include "core/stillcurrent.h"
 #include "session/applemusiccatalog.h"
 #include "session/housesession.h"
 
@@ -11,7 +12,7 @@ namespace velotte {
 MusicPane::MusicPane(HouseSession &session, SonosBrowseModel &browse, QuickPicksStore &picks, AppleMusicCatalog &catalog, QObject *parent)
     : QObject(parent), m_session(session), m_browse(browse), m_picks(picks), m_catalog(catalog)
 {
-    connect(&session, &HouseSession::favoritesChanged, this, &MusicPane::listChanged);
+    connect(session.library(), &SessionLibrary::favoritesChanged, this, &MusicPane::listChanged);
     connect(&browse, &SonosBrowseModel::filtersChanged, this, &MusicPane::listChanged);
     connect(&browse, &SonosBrowseModel::recentFavoritesChanged, this, &MusicPane::listChanged);
     connect(&browse, &SonosBrowseModel::recommendationsChanged, this, &MusicPane::suggestionsChanged);
@@ -56,7 +57,7 @@ void MusicPane::setComposer(const QString &composer)
 QVariantList MusicPane::favorites() const
 {
     QVariantList list;
-    for (const SonosFavorite &f : m_browse.visibleFavorites(m_session.favorites(), m_query))
+    for (const SonosFavorite &f : m_browse.visibleFavorites(m_session.library()->favorites(), m_query))
         list.append(row(f, m_picks.isPinned(f.id)));
     return list;
 }
@@ -64,7 +65,7 @@ QVariantList MusicPane::favorites() const
 QStringList MusicPane::services() const
 {
     QStringList names;
-    for (const SonosFavorite &f : m_session.favorites()) {
+    for (const SonosFavorite &f : m_session.library()->favorites()) {
         const QString name = f.service ? f.service->name.value_or(QString()) : QString();
         if (!name.isEmpty() && !names.contains(name))
             names.append(name);
@@ -73,12 +74,12 @@ QStringList MusicPane::services() const
     return names;
 }
 
-QStringList MusicPane::composers() const { return m_browse.composers(m_session.favorites()); }
+QStringList MusicPane::composers() const { return m_browse.composers(m_session.library()->favorites()); }
 
 QVariantList MusicPane::picks() const
 {
     QVariantList list;
-    for (const SonosFavorite &f : m_picks.items(m_session.favorites()))
+    for (const SonosFavorite &f : m_picks.items(m_session.library()->favorites()))
         list.append(row(f, true));
     return list;
 }
@@ -119,7 +120,7 @@ void MusicPane::togglePin(const QString &favoriteID) { m_picks.toggle(favoriteID
 
 void MusicPane::suggest(const QString &mood)
 {
-    auto task = m_browse.recommend(mood.trimmed(), m_session.favorites());
+    auto task = m_browse.recommend(mood.trimmed(), m_session.library()->favorites());
 }
 
 void MusicPane::search(const QString &text)
@@ -138,7 +139,7 @@ void MusicPane::search(const QString &text)
 
 QCoro::Task<void> MusicPane::runSearch(QString text, int generation)
 {
-    QPointer<MusicPane> self(this);
+    const StillCurrent alive(this);
     m_searching = true;
     m_searchNote.clear();
     Q_EMIT resultsChanged();
@@ -151,7 +152,7 @@ QCoro::Task<void> MusicPane::runSearch(QString text, int generation)
     } catch (const std::exception &error) {
         note = sentenceOf(error);
     }
-    if (!self || generation != m_searchGeneration)
+    if (!alive || generation != m_searchGeneration)
         co_return;
     m_results = found;
     m_searching = false;
@@ -168,16 +169,16 @@ void MusicPane::playResult(int row, const QString &how)
         action = AppleMusicAction::replaceShuffled;
     else if (how == u"next")
         action = AppleMusicAction::addAfterCurrent;
-    auto task = m_session.playAppleMusic(m_results[row], action);
+    auto task = m_session.appleMusic()->playAppleMusic(m_results[row], action);
 }
 
 void MusicPane::queueArtist(const QString &artist, bool shuffled)
 {
     if (artist.trimmed().isEmpty())
         return;
-    auto task = m_session.startAppleMusicSongs(artist.trimmed(), shuffled, AppleMusicAction::replace);
+    auto task = m_session.appleMusic()->startAppleMusicSongs(artist.trimmed(), shuffled, AppleMusicAction::replace);
 }
 
-void MusicPane::cancelQueue() { m_session.cancelArtistQueue(); }
+void MusicPane::cancelQueue() { m_session.appleMusic()->cancelArtistQueue(); }
 
 } // namespace velotte

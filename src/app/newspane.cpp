@@ -8,11 +8,6 @@
 
 namespace velotte {
 
-QString NewsPort::newsHouseholdID() const { return m_session.newsHouseholdID(); }
-QCoro::Task<QString> NewsPort::newsHost(QString playerID) { return m_session.newsHost(std::move(playerID)); }
-bool NewsPort::musicBusy() const { return m_session.musicBusy(); }
-void NewsPort::setSendingPlaybackCommand(bool sending) { m_session.setSendingPlaybackCommand(sending); }
-
 NewsPane::NewsPane(HouseSession &session, HttpTransport &transport, Clock &clock, QObject *parent)
     : QObject(parent), m_session(session), m_port(session), m_news(transport, NewsSource(ServiceAddresses::load().news), clock)
 {

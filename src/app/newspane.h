@@ -3,7 +3,7 @@
 #include "core/clock.h"
 #include "core/http.h"
 #include "news/newsschedulecontroller.h"
-#include "news/newssessionport.h"
+#include "session/sessionnewsport.h"
 
 #include <QObject>
 #include <QVariantMap>
@@ -14,17 +14,6 @@ class HouseSession;
 
 // The session as the news controller reaches it: its household, the host
 // that answers for a room, and the transport lock.
-class NewsPort final : public NewsSessionPort {
-public:
-    explicit NewsPort(HouseSession &session) : m_session(session) {}
-    QString newsHouseholdID() const override;
-    QCoro::Task<QString> newsHost(QString playerID) override;
-    bool musicBusy() const override;
-    void setSendingPlaybackCommand(bool sending) override;
-
-private:
-    HouseSession &m_session;
-};
 
 // The news view's side of the schedules: reads them through a speaker of
 // the household, and saves, deletes and plays them by row.
@@ -61,7 +50,7 @@ private:
     std::optional<NewsSchedule> at(int row) const;
 
     HouseSession &m_session;
-    NewsPort m_port;
+    SessionNewsPort m_port;
     NewsScheduleController m_news;
     QString m_note;
 };

@@ -26,7 +26,7 @@ GroupListModel::GroupListModel(HouseSession &session, QObject *parent) : QAbstra
             Q_EMIT dataChanged(index(0), index(m_rows - 1), {ActiveRole});
     });
     // The active group's state follows the now-playing reading, which is fresher.
-    connect(&session, &HouseSession::isPlayingChanged, this, [this] {
+    connect(session.playback(), &SessionPlayback::isPlayingChanged, this, [this] {
         if (m_rows > 0)
             Q_EMIT dataChanged(index(0), index(m_rows - 1), {StateRole, PlayingRole});
     });
@@ -59,10 +59,10 @@ QVariant GroupListModel::data(const QModelIndex &index, int role) const
     case ActiveRole:
         return active;
     case PlayingRole:
-        return active ? m_session.isPlaying() : g.playbackState == u"PLAYBACK_STATE_PLAYING";
+        return active ? m_session.playback()->isPlaying() : g.playbackState == u"PLAYBACK_STATE_PLAYING";
     case StateRole:
-        if (active && !m_session.title().isEmpty())
-            return (m_session.isPlaying() ? QString() : QStringLiteral("Paused · ")) + m_session.title();
+        if (active && !m_session.playback()->title().isEmpty())
+            return (m_session.playback()->isPlaying() ? QString() : QStringLiteral("Paused · ")) + m_session.playback()->title();
         return stateText(g.playbackState);
     case MembersRole: {
         QStringList names;
@@ -86,7 +86,7 @@ PlayerListModel::PlayerListModel(HouseSession &session, QObject *parent) : QAbst
     connect(&session, &HouseSession::playersChanged, this, &PlayerListModel::reload);
     connect(&session, &HouseSession::groupsChanged, this, &PlayerListModel::volumesChanged);
     connect(&session, &HouseSession::activeGroupIDChanged, this, &PlayerListModel::volumesChanged);
-    connect(&session, &HouseSession::playerVolumesChanged, this, &PlayerListModel::volumesChanged);
+    connect(session.sound(), &SessionSound::playerVolumesChanged, this, &PlayerListModel::volumesChanged);
     reload();
 }
 
@@ -120,9 +120,9 @@ QVariant PlayerListModel::data(const QModelIndex &index, int role) const
     case NameRole:
         return p.name;
     case VolumeRole:
-        return m_session.playerVolumes().value(p.id, m_session.volume());
+        return m_session.sound()->playerVolumes().value(p.id, m_session.sound()->volume());
     case FixedRole:
-        return m_session.playerFixed().value(p.id, false);
+        return m_session.sound()->playerFixed().value(p.id, false);
     case InGroupRole: {
         const std::optional<SonosGroup> g = m_session.activeGroup();
         return g && g->playerIds.contains(p.id);

@@ -2,6 +2,7 @@
 
 #include "core/logging.h"
 #include "core/settings.h"
+#include "core/stillcurrent.h"
 #include "session/housesession.h"
 
 #include <QDir>
@@ -72,10 +73,10 @@ ControllerWidgetSnapshot ControllerWidgetSnapshot::of(const HouseSession &sessio
 {
     ControllerWidgetSnapshot s;
     s.room = session.activeGroupName();
-    s.title = session.title().isEmpty() ? QStringLiteral("Open your controller") : session.title();
-    s.artist = session.artist();
-    s.playing = session.isPlaying();
-    for (const SonosFavorite &f : session.favorites())
+    s.title = session.playback()->title().isEmpty() ? QStringLiteral("Open your controller") : session.playback()->title();
+    s.artist = session.playback()->artist();
+    s.playing = session.playback()->isPlaying();
+    for (const SonosFavorite &f : session.library()->favorites())
         s.picks.append({f.id, f.name});
     return s;
 }
@@ -83,9 +84,10 @@ ControllerWidgetSnapshot ControllerWidgetSnapshot::of(const HouseSession &sessio
 WidgetSnapshotWriter::WidgetSnapshotWriter(HouseSession &session, Clock &clock, QString file, QObject *parent)
     : QObject(parent), m_session(session), m_clock(clock), m_file(std::move(file))
 {
-    for (auto signal : {&HouseSession::activeGroupIDChanged, &HouseSession::titleChanged, &HouseSession::artistChanged,
-                        &HouseSession::isPlayingChanged, &HouseSession::favoritesChanged})
-        QObject::connect(&session, signal, this, &WidgetSnapshotWriter::sessionChanged);
+    QObject::connect(&session, &HouseSession::activeGroupIDChanged, this, &WidgetSnapshotWriter::sessionChanged);
+    for (auto signal : {&SessionPlayback::titleChanged, &SessionPlayback::artistChanged, &SessionPlayback::isPlayingChanged})
+        QObject::connect(session.playback(), signal, this, &WidgetSnapshotWriter::sessionChanged);
+    QObject::connect(session.library(), &SessionLibrary::favoritesChanged, this, &WidgetSnapshotWriter::sessionChanged);
 }
 
 void WidgetSnapshotWriter::sessionChanged()
@@ -102,9 +104,9 @@ void WidgetSnapshotWriter::sessionChanged()
 
 QCoro::Task<void> WidgetSnapshotWriter::writeLater(ControllerWidgetSnapshot snapshot, CancelToken cancel)
 {
-    QPointer<WidgetSnapshotWriter> self(this);
+    const StillCurrent alive(this);
     co_await m_clock.sleep(400ms, cancel); // a burst of changes writes once
-    if (!self || cancel.isCancelled())
+    if (!alive || cancel.isCancelled())
         co_return;
     QDir().mkpath(QFileInfo(m_file).absolutePath());
     QSaveFile out(m_file); // replaces the file whole: the widget never reads half of it

@@ -2,7 +2,7 @@
 
 #include "cloud/records.h"
 #include "core/settings.h"
-#include "session/sessionports.h"
+#include "householdfollower.h"
 
 #include <QObject>
 #include <QStringList>

@@ -1,5 +1,7 @@
 #include "sonosbrowsemodel.h"
 
+#include "core/stillcurrent.h"
+
 #include "classicalpiece.h"
 #include "favoritematch.h"
 #include "mixselectionrules.h"
@@ -276,14 +278,14 @@ QCoro::Task<void> SonosBrowseModel::recommend(QString request, QList<SonosFavori
         co_return;
     }
 
-    QPointer<SonosBrowseModel> self(this);
+    const StillCurrent alive(this);
     bool available = false;
     try {
         available = co_await m_composerModel->isAvailable();
     } catch (const std::exception &) {
         available = false;
     }
-    if (!self || m_recommendationID != run)
+    if (!alive || m_recommendationID != run)
         co_return;
     if (!available) {
         finishRecommending(fallback, unavailableSentence(), false);
@@ -299,7 +301,7 @@ QCoro::Task<void> SonosBrowseModel::recommend(QString request, QList<SonosFavori
     } catch (const std::exception &) {
         // A failed model run falls back like a missing model.
     }
-    if (!self || m_recommendationID != run)
+    if (!alive || m_recommendationID != run)
         co_return;
     QList<SonosFavorite> picks;
     if (mix) {

@@ -4,7 +4,8 @@
 #include "cloud/records.h"
 #include "core/settings.h"
 #include "musicmixcomposer.h"
-#include "session/sessionports.h"
+#include "householdfollower.h"
+#include "playhistory.h"
 
 #include <QCoroTask>
 #include <QObject>

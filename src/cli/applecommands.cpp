@@ -103,11 +103,11 @@ QCoro::Task<int> play(Context &c, LoadOptions o)
     }
     HouseSession &s = c.session();
     if (items.size() == 1) {
-        co_await s.playAppleMusic(items.first(), o.action());
+        co_await s.appleMusic()->playAppleMusic(items.first(), o.action());
     } else {
         // Several ids are one queue, filled like an artist's songs.
-        s.playAppleMusicSongs(items, o.shuffle, o.append ? AppleMusicAction::addAfterCurrent : AppleMusicAction::replace);
-        co_await s.artistQueueFinished();
+        s.appleMusic()->playAppleMusicSongs(items, o.shuffle, o.append ? AppleMusicAction::addAfterCurrent : AppleMusicAction::replace);
+        co_await s.appleMusic()->artistQueueFinished();
     }
     co_await s.settle();
     co_return outcome(c);
@@ -125,26 +125,26 @@ QCoro::Task<int> artist(Context &c, LoadOptions o)
     const bool terminal = isatty(STDOUT_FILENO);
     QObject guard;
     auto draw = [&] {
-        if (!s.musicQueueBusy())
+        if (!s.appleMusic()->musicQueueBusy())
             return;
         if (terminal) {
             // A bar that redraws in place; plain lines when piped.
             const int width = 24;
-            const QString text = s.artistQueueProgress();
-            const int filled = width * s.artistQueuedCount() / std::max(1, s.artistQueueTotal());
+            const QString text = s.appleMusic()->artistQueueProgress();
+            const int filled = width * s.appleMusic()->artistQueuedCount() / std::max(1, s.appleMusic()->artistQueueTotal());
             c.out() << '\r' << '[' << QString(filled, u'#') << QString(width - filled, u'.') << "] " << text << "\x1b[K" << Qt::flush;
         } else {
-            c.out() << s.artistQueueProgress() << Qt::endl;
+            c.out() << s.appleMusic()->artistQueueProgress() << Qt::endl;
         }
     };
-    QObject::connect(&s, &HouseSession::artistQueueChanged, &guard, draw);
-    co_await s.startAppleMusicSongs(name, o.shuffle, o.append ? AppleMusicAction::addAfterCurrent : AppleMusicAction::replace);
+    QObject::connect(s.appleMusic(), &SessionAppleMusic::artistQueueChanged, &guard, draw);
+    co_await s.appleMusic()->startAppleMusicSongs(name, o.shuffle, o.append ? AppleMusicAction::addAfterCurrent : AppleMusicAction::replace);
     // The queue ends, or Ctrl-C stops it; a glance every tenth of a second
     // leaves no waiter behind either way.
-    while (s.musicQueueBusy() && !interrupt.raised())
+    while (s.appleMusic()->musicQueueBusy() && !interrupt.raised())
         co_await Clock::system().sleep(std::chrono::milliseconds(100));
     if (interrupt.raised())
-        s.cancelArtistQueue();
+        s.appleMusic()->cancelArtistQueue();
     if (terminal)
         c.out() << "\r\x1b[K" << Qt::flush;
     co_await s.settle();
@@ -154,7 +154,7 @@ QCoro::Task<int> artist(Context &c, LoadOptions o)
         co_return ok;
     }
     if (note.isEmpty()) {
-        c.out() << u"Queued %1 songs by %2."_s.arg(s.artistQueuedCount()).arg(name) << Qt::endl;
+        c.out() << u"Queued %1 songs by %2."_s.arg(s.appleMusic()->artistQueuedCount()).arg(name) << Qt::endl;
         co_return ok;
     }
     co_return outcome(c);

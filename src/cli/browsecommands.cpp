@@ -112,9 +112,9 @@ QCoro::Task<int> favorites(Context &c, QStringList args)
     browse.setMode(classical ? BrowseMode::classical : BrowseMode::all);
     browse.setComposer(composer);
     browse.setWork(work.value_or(ClassicalWork::all));
-    const QList<SonosFavorite> shown = browse.visibleFavorites(c.session().favorites(), search);
+    const QList<SonosFavorite> shown = browse.visibleFavorites(c.session().library()->favorites(), search);
     if (shown.isEmpty() && !c.options().json) {
-        c.out() << (c.session().favorites().isEmpty() ? u"There are no favorites in this household."_s : u"No favorites match."_s) << Qt::endl;
+        c.out() << (c.session().library()->favorites().isEmpty() ? u"There are no favorites in this household."_s : u"No favorites match."_s) << Qt::endl;
         co_return ok;
     }
     printFavorites(c, shown);
@@ -143,7 +143,7 @@ QCoro::Task<int> pin(Context &c, QStringList args, bool pinning)
     if (!co_await c.readLibrary())
         co_return failed;
     QuickPicksStore &picks = c.wiring().quickPicks();
-    const auto found = favoriteNamed(c.session().favorites(), name);
+    const auto found = favoriteNamed(c.session().library()->favorites(), name);
     // A pin whose favorite was deleted can still be removed by its id.
     const QString id = found ? found->id : name;
     const QString shownName = found ? found->name : name;
@@ -166,7 +166,7 @@ QCoro::Task<int> pins(Context &c, QStringList args)
         co_return c.usageError(u"pins takes no arguments."_s);
     if (!co_await c.readLibrary())
         co_return failed;
-    const QList<SonosFavorite> shown = c.wiring().quickPicks().items(c.session().favorites());
+    const QList<SonosFavorite> shown = c.wiring().quickPicks().items(c.session().library()->favorites());
     if (shown.isEmpty() && !c.options().json) {
         c.out() << QuickPicksStore::hint() << Qt::endl;
         co_return ok;
@@ -183,7 +183,7 @@ QCoro::Task<int> suggest(Context &c, QStringList args)
     if (!co_await c.readLibrary())
         co_return failed;
     SonosBrowseModel &browse = c.wiring().browse();
-    co_await browse.recommend(request, c.session().favorites());
+    co_await browse.recommend(request, c.session().library()->favorites());
     if (c.options().json) {
         QJsonArray list;
         for (const SonosFavorite &f : browse.recommendations())

@@ -32,7 +32,7 @@ QCoro::Task<bool> Context::readLibrary()
     HouseSession &s = session();
     if (s.demo())
         co_return true;
-    co_await s.refreshLibrary();
+    co_await s.library()->refreshLibrary();
     if (!s.noteText().isEmpty()) {
         fail();
         co_return false;
@@ -59,9 +59,9 @@ QCoro::Task<bool> Context::start()
             co_return false;
         }
         m_session->choose(group->id);
-        co_await m_session->refreshPlayback();
+        co_await m_session->playback()->refreshPlayback();
     } else if (m_session->guest() && !m_options.demo) {
-        co_await m_session->refreshPlayback(); // discovery reads rooms, not what plays
+        co_await m_session->playback()->refreshPlayback(); // discovery reads rooms, not what plays
     }
     co_return true;
 }

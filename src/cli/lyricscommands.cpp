@@ -33,8 +33,8 @@ QJsonObject lyricsJson(const HouseSession &s, const TrackNotes &notes)
     for (const TrackLine &line : notes.lines())
         lines.append(QJsonObject{{u"time"_s, line.time ? QJsonValue(*line.time) : QJsonValue(QJsonValue::Null)}, {u"text"_s, line.text}});
     const auto source = notes.lyricsSource();
-    return QJsonObject{{u"title"_s, s.title()},
-                       {u"artist"_s, s.artist()},
+    return QJsonObject{{u"title"_s, s.playback()->title()},
+                       {u"artist"_s, s.playback()->artist()},
                        {u"state"_s, TrackNotes::stateName(notes.lyricsState())},
                        {u"source"_s, source ? QJsonValue(source->label()) : QJsonValue(QJsonValue::Null)},
                        {u"lines"_s, lines}};
@@ -83,7 +83,7 @@ QCoro::Task<int> follow(Context &c, TrackNotes &notes, std::optional<int> second
     auto mark = [&] {
         if (!shown || c.options().json)
             return;
-        const int now = notes.lineAt(s.positionMillis());
+        const int now = notes.lineAt(s.playback()->positionMillis());
         if (now == marked || now < 0) {
             marked = now;
             return;
@@ -97,13 +97,13 @@ QCoro::Task<int> follow(Context &c, TrackNotes &notes, std::optional<int> second
         show();
         mark();
     });
-    QObject::connect(&s, &HouseSession::positionMillisChanged, &guard, mark);
+    QObject::connect(s.playback(), &SessionPlayback::positionMillisChanged, &guard, mark);
     QObject::connect(&s, &HouseSession::noteChanged, &guard, [&] {
         if (!s.noteText().isEmpty())
             c.err() << s.noteText() << Qt::endl;
     });
 
-    NowPlayingFollower follower(&s, &notes);
+    NowPlayingFollower follower(s.playback(), &notes);
     follower.follow();
     show();
     mark();
@@ -138,7 +138,7 @@ QCoro::Task<int> lyrics(Context &c, QStringList args)
         co_return co_await follow(c, notes, seconds);
 
     HouseSession &s = c.session();
-    co_await notes.load(s.title(), s.artist(), s.artworkURL(), s.durationMillis());
+    co_await notes.load(s.playback()->title(), s.playback()->artist(), s.playback()->artworkURL(), s.playback()->durationMillis());
     if (c.options().json) {
         c.printJson(lyricsJson(s, notes));
     } else if (notes.lyricsState() == TrackNotes::idle) {

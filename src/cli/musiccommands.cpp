@@ -10,11 +10,11 @@ namespace {
 
 std::optional<SonosFavorite> favoriteNamed(Context &c, const QString &name)
 {
-    for (const SonosFavorite &f : c.session().favorites()) {
+    for (const SonosFavorite &f : c.session().library()->favorites()) {
         if (f.name.compare(name, Qt::CaseInsensitive) == 0 || f.id == name)
             return f;
     }
-    for (const SonosFavorite &f : c.session().favorites()) {
+    for (const SonosFavorite &f : c.session().library()->favorites()) {
         if (f.name.contains(name, Qt::CaseInsensitive))
             return f;
     }
@@ -27,7 +27,7 @@ QCoro::Task<int> playlists(Context &c, QStringList args)
         co_return c.usageError(QStringLiteral("playlists takes no arguments."));
     if (!co_await c.readLibrary())
         co_return failed;
-    for (const SonosPlaylist &p : c.session().sonosPlaylists()) {
+    for (const SonosPlaylist &p : c.session().library()->sonosPlaylists()) {
         c.out() << p.name;
         if (p.trackCount)
             c.out() << "  · " << *p.trackCount << " tracks";
@@ -59,9 +59,9 @@ QCoro::Task<int> playFavorite(Context &c, QStringList args)
     }
     HouseSession &s = c.session();
     if (chosen.size() == 1 && !shuffle)
-        co_await s.playFavorite(chosen.first());
+        co_await s.library()->playFavorite(chosen.first());
     else
-        co_await s.playFavorites(chosen, !shuffle);
+        co_await s.library()->playFavorites(chosen, !shuffle);
     co_await s.settle();
     co_return s.noteText().isEmpty() ? ok : c.fail();
 }
@@ -76,7 +76,7 @@ QCoro::Task<int> queueFavorite(Context &c, QStringList args)
     if (!f)
         co_return c.fail(QStringLiteral("No favorite is called \"%1\".").arg(args.first()));
     HouseSession &s = c.session();
-    co_await s.queueFavorite(*f);
+    co_await s.library()->queueFavorite(*f);
     const QString note = s.noteText();
     if (!note.startsWith(QLatin1String("Added to the queue")))
         co_return c.fail();
@@ -92,9 +92,9 @@ QCoro::Task<int> playPlaylist(Context &c, QStringList args)
     if (!co_await c.readLibrary())
         co_return failed;
     HouseSession &s = c.session();
-    for (const SonosPlaylist &p : s.sonosPlaylists()) {
+    for (const SonosPlaylist &p : s.library()->sonosPlaylists()) {
         if (p.name.compare(args.first(), Qt::CaseInsensitive) == 0 || p.id == args.first()) {
-            co_await s.playPlaylist(p, append ? QStringLiteral("APPEND") : QStringLiteral("REPLACE"));
+            co_await s.library()->playPlaylist(p, append ? QStringLiteral("APPEND") : QStringLiteral("REPLACE"));
             const QString note = s.noteText();
             if (!note.isEmpty() && !note.startsWith(QLatin1String("Playlist added")))
                 co_return c.fail();

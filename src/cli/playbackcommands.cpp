@@ -61,16 +61,16 @@ QCoro::Task<int> rooms(Context &c, QStringList args)
 void printStatus(Context &c)
 {
     HouseSession &s = c.session();
-    const QString what = s.title().isEmpty() ? QStringLiteral("Nothing playing")
-                                             : s.artist().isEmpty() ? s.title() : s.title() + QStringLiteral(" — ") + s.artist();
-    c.out() << s.activeGroupName() << ": " << (s.isPlaying() ? "playing " : "paused ") << what << Qt::endl;
-    c.out() << "  " << clockText(s.positionMillis());
-    if (s.durationMillis() > 0)
-        c.out() << " / " << clockText(s.durationMillis());
-    c.out() << "  volume " << qRound(s.volume()) << (s.muted() ? " (muted)" : "");
-    if (s.shuffle())
+    const QString what = s.playback()->title().isEmpty() ? QStringLiteral("Nothing playing")
+                                             : s.playback()->artist().isEmpty() ? s.playback()->title() : s.playback()->title() + QStringLiteral(" — ") + s.playback()->artist();
+    c.out() << s.activeGroupName() << ": " << (s.playback()->isPlaying() ? "playing " : "paused ") << what << Qt::endl;
+    c.out() << "  " << clockText(s.playback()->positionMillis());
+    if (s.playback()->durationMillis() > 0)
+        c.out() << " / " << clockText(s.playback()->durationMillis());
+    c.out() << "  volume " << qRound(s.sound()->volume()) << (s.sound()->muted() ? " (muted)" : "");
+    if (s.playback()->shuffle())
         c.out() << "  shuffle";
-    if (s.repeats())
+    if (s.playback()->repeats())
         c.out() << "  repeat";
     c.out() << Qt::endl;
     if (!s.noteText().isEmpty())
@@ -84,15 +84,15 @@ QCoro::Task<int> status(Context &c, QStringList args)
     HouseSession &s = c.session();
     if (c.options().json) {
         c.printJson(QJsonObject{{QStringLiteral("room"), s.activeGroupName()},
-                                {QStringLiteral("title"), s.title()},
-                                {QStringLiteral("artist"), s.artist()},
-                                {QStringLiteral("playing"), s.isPlaying()},
-                                {QStringLiteral("positionMillis"), s.positionMillis()},
-                                {QStringLiteral("durationMillis"), s.durationMillis()},
-                                {QStringLiteral("volume"), qRound(s.volume())},
-                                {QStringLiteral("muted"), s.muted()},
-                                {QStringLiteral("shuffle"), s.shuffle()},
-                                {QStringLiteral("repeat"), s.repeats()}});
+                                {QStringLiteral("title"), s.playback()->title()},
+                                {QStringLiteral("artist"), s.playback()->artist()},
+                                {QStringLiteral("playing"), s.playback()->isPlaying()},
+                                {QStringLiteral("positionMillis"), s.playback()->positionMillis()},
+                                {QStringLiteral("durationMillis"), s.playback()->durationMillis()},
+                                {QStringLiteral("volume"), qRound(s.sound()->volume())},
+                                {QStringLiteral("muted"), s.sound()->muted()},
+                                {QStringLiteral("shuffle"), s.playback()->shuffle()},
+                                {QStringLiteral("repeat"), s.playback()->repeats()}});
     } else {
         printStatus(c);
     }
@@ -111,8 +111,8 @@ QCoro::Task<int> playOrPause(Context &c, QStringList args, std::optional<bool> w
     if (!args.isEmpty())
         co_return c.usageError(QStringLiteral("This command takes no arguments."));
     HouseSession &s = c.session();
-    if (!want || *want != s.isPlaying())
-        s.toggle();
+    if (!want || *want != s.playback()->isPlaying())
+        s.playback()->toggle();
     co_return co_await settled(c);
 }
 
@@ -120,7 +120,7 @@ QCoro::Task<int> skip(Context &c, QStringList args, bool forward)
 {
     if (!args.isEmpty())
         co_return c.usageError(QStringLiteral("This command takes no arguments."));
-    c.session().skip(forward);
+    c.session().playback()->skip(forward);
     co_return co_await settled(c);
 }
 
@@ -129,12 +129,12 @@ QCoro::Task<int> seek(Context &c, QStringList args)
     if (args.size() != 1)
         co_return c.usageError(QStringLiteral("seek needs one position: M:SS, H:MM:SS or a percentage such as 40%."));
     HouseSession &s = c.session();
-    const auto target = parsePosition(args.first(), s.durationMillis());
+    const auto target = parsePosition(args.first(), s.playback()->durationMillis());
     if (!target)
         co_return c.usageError(QStringLiteral("\"%1\" is not a position. Use M:SS, H:MM:SS or a percentage such as 40%.").arg(args.first()));
-    if (s.durationMillis() <= 0)
+    if (s.playback()->durationMillis() <= 0)
         co_return c.fail(QStringLiteral("This source has no length to seek in."));
-    s.seek(double(*target) / double(s.durationMillis()));
+    s.playback()->seek(double(*target) / double(s.playback()->durationMillis()));
     co_return co_await settled(c);
 }
 
@@ -144,11 +144,11 @@ QCoro::Task<int> mode(Context &c, QStringList args, bool shuffle)
     if (!value)
         co_return c.usageError(QStringLiteral("Say on or off."));
     HouseSession &s = c.session();
-    if ((shuffle ? s.shuffle() : s.repeats()) != *value) {
+    if ((shuffle ? s.playback()->shuffle() : s.playback()->repeats()) != *value) {
         if (shuffle)
-            s.toggleShuffle();
+            s.playback()->toggleShuffle();
         else
-            s.toggleRepeat();
+            s.playback()->toggleRepeat();
     }
     co_return co_await settled(c);
 }
@@ -167,16 +167,16 @@ QCoro::Task<int> watch(Context &c, QStringList args)
     QString last;
     auto print = [&] {
         const QString line = QStringLiteral("%1 %2 %3 — %4  %5 / %6")
-                                 .arg(s.activeGroupName(), s.isPlaying() ? QStringLiteral("▶") : QStringLiteral("⏸"), s.title(), s.artist(),
-                                      clockText(s.positionMillis()), clockText(s.durationMillis()));
+                                 .arg(s.activeGroupName(), s.playback()->isPlaying() ? QStringLiteral("▶") : QStringLiteral("⏸"), s.playback()->title(), s.playback()->artist(),
+                                      clockText(s.playback()->positionMillis()), clockText(s.playback()->durationMillis()));
         if (line != last) {
             last = line;
             c.out() << line << Qt::endl;
         }
     };
     QObject guard;
-    for (auto signal : {&HouseSession::positionMillisChanged, &HouseSession::titleChanged, &HouseSession::isPlayingChanged, &HouseSession::artistChanged})
-        QObject::connect(&s, signal, &guard, print);
+    for (auto signal : {&SessionPlayback::positionMillisChanged, &SessionPlayback::titleChanged, &SessionPlayback::isPlayingChanged, &SessionPlayback::artistChanged})
+        QObject::connect(s.playback(), signal, &guard, print);
     QObject::connect(&s, &HouseSession::noteChanged, &guard, [&] {
         if (!s.noteText().isEmpty())
             c.err() << s.noteText() << Qt::endl;

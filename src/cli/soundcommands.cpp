@@ -43,32 +43,32 @@ QCoro::Task<int> volume(Context &c, QStringList args)
         const auto player = c.findPlayer(*playerName);
         if (!player)
             co_return c.usageError(QStringLiteral("No room is called \"%1\".").arg(*playerName));
-        co_await s.refreshRoomControls();
-        const double present = s.playerVolumes().value(player->id, 0);
+        co_await s.sound()->refreshRoomControls();
+        const double present = s.sound()->playerVolumes().value(player->id, 0);
         if (rest.isEmpty()) {
-            c.out() << player->name << ": " << qRound(present) << (s.playerFixed().value(player->id) ? " (fixed)" : "") << Qt::endl;
+            c.out() << player->name << ": " << qRound(present) << (s.sound()->playerFixed().value(player->id) ? " (fixed)" : "") << Qt::endl;
             co_return s.noteText().isEmpty() ? ok : c.fail();
         }
         const auto value = volumeArgument(rest.first(), present);
         if (!value)
             co_return c.usageError(QStringLiteral("\"%1\" is not a volume. Use N, +N or -N.").arg(rest.first()));
-        if (s.playerFixed().value(player->id))
+        if (s.sound()->playerFixed().value(player->id))
             co_return c.fail(QStringLiteral("%1 has a fixed volume.").arg(player->name));
-        s.setPlayerVolume(player->id, *value);
+        s.sound()->setPlayerVolume(player->id, *value);
         co_return co_await settled(c);
     }
     if (rest.isEmpty()) {
-        c.out() << s.activeGroupName() << ": " << qRound(s.volume()) << (s.muted() ? " (muted)" : "") << Qt::endl;
+        c.out() << s.activeGroupName() << ": " << qRound(s.sound()->volume()) << (s.sound()->muted() ? " (muted)" : "") << Qt::endl;
         co_return ok;
     }
-    const auto value = volumeArgument(rest.first(), s.volume());
+    const auto value = volumeArgument(rest.first(), s.sound()->volume());
     if (!value)
         co_return c.usageError(QStringLiteral("\"%1\" is not a volume. Use N, +N or -N.").arg(rest.first()));
-    if (s.volumeFixed())
+    if (s.sound()->volumeFixed())
         co_return c.fail(QStringLiteral("%1 has a fixed volume.").arg(s.activeGroupName()));
-    s.beginAdjustingGroupVolume();
-    s.setVolume(std::clamp(*value, 0.0, 100.0));
-    s.commitGroupVolume();
+    s.sound()->beginAdjustingGroupVolume();
+    s.sound()->setVolume(std::clamp(*value, 0.0, 100.0));
+    s.sound()->commitGroupVolume();
     co_return co_await settled(c);
 }
 
@@ -79,8 +79,8 @@ QCoro::Task<int> mute(Context &c, QStringList args)
     if (!value && word != QLatin1String("toggle"))
         co_return c.usageError(QStringLiteral("Say on, off or toggle."));
     HouseSession &s = c.session();
-    if (!value || *value != s.muted())
-        s.toggleMute();
+    if (!value || *value != s.sound()->muted())
+        s.sound()->toggleMute();
     co_return co_await settled(c);
 }
 
@@ -89,27 +89,27 @@ QCoro::Task<int> bass(Context &c, QStringList args)
     if (args.size() > 1)
         co_return c.usageError(QStringLiteral("bass takes at most one level from -10 to 10."));
     HouseSession &s = c.session();
-    co_await s.refreshBassControl();
-    if (!s.canAdjustBass() && !s.demo()) {
-        c.err() << s.bassNoteText() << Qt::endl;
+    co_await s.sound()->refreshBassControl();
+    if (!s.sound()->canAdjustBass() && !s.demo()) {
+        c.err() << s.sound()->bassNoteText() << Qt::endl;
         co_return failed;
     }
     if (args.isEmpty()) {
-        if (!s.bassNoteText().isEmpty()) {
-            c.err() << s.bassNoteText() << Qt::endl;
+        if (!s.sound()->bassNoteText().isEmpty()) {
+            c.err() << s.sound()->bassNoteText() << Qt::endl;
             co_return failed;
         }
-        c.out() << s.activeGroupName() << ": bass " << qRound(s.bass() * 20 - 10) << Qt::endl;
+        c.out() << s.activeGroupName() << ": bass " << qRound(s.sound()->bass() * 20 - 10) << Qt::endl;
         co_return ok;
     }
     bool valid = false;
     const int level = args.first().toInt(&valid);
     if (!valid)
         co_return c.usageError(QStringLiteral("\"%1\" is not a bass level. Use a number from -10 to 10.").arg(args.first()));
-    s.setBass((std::clamp(level, -10, 10) + 10) / 20.0);
+    s.sound()->setBass((std::clamp(level, -10, 10) + 10) / 20.0);
     co_await s.settle();
-    if (!s.bassNoteText().isEmpty()) {
-        c.err() << s.bassNoteText() << Qt::endl;
+    if (!s.sound()->bassNoteText().isEmpty()) {
+        c.err() << s.sound()->bassNoteText() << Qt::endl;
         co_return failed;
     }
     co_return ok;
@@ -120,10 +120,10 @@ QCoro::Task<int> conversation(Context &c, QStringList args)
     if (!args.isEmpty())
         co_return c.usageError(QStringLiteral("conversation takes no arguments."));
     HouseSession &s = c.session();
-    co_await s.toggleConversation();
+    co_await s.sound()->toggleConversation();
     if (!s.noteText().isEmpty() && s.noteText() != QLatin1String("Keeping your new volume."))
         co_return c.fail();
-    c.out() << s.activeGroupName() << ": volume " << qRound(s.volume()) << Qt::endl;
+    c.out() << s.activeGroupName() << ": volume " << qRound(s.sound()->volume()) << Qt::endl;
     co_return ok;
 }
 
@@ -139,7 +139,7 @@ QCoro::Task<int> group(Context &c, QStringList args)
         selected.insert(player->id);
     }
     HouseSession &s = c.session();
-    const bool done = co_await s.groupRooms(selected);
+    const bool done = co_await s.rooms()->groupRooms(selected);
     co_await s.settle();
     if (!done)
         co_return c.fail();
@@ -164,7 +164,7 @@ QCoro::Task<int> ungroup(Context &c, QStringList args)
     co_await s.settle();
     QSet<QString> rest(home->playerIds.begin(), home->playerIds.end());
     rest.remove(player->id);
-    if (!co_await s.groupRooms(rest))
+    if (!co_await s.rooms()->groupRooms(rest))
         co_return c.fail();
     co_await s.settle();
     co_return ok;

@@ -4,6 +4,7 @@
 #include "sonoserror.h"
 
 #include "core/logging.h"
+#include "core/stillcurrent.h"
 
 #include <QPointer>
 #include <QUrlQuery>
@@ -44,9 +45,9 @@ std::optional<QDateTime> SonosAuth::expiry() const { return m_stored ? std::opti
 
 QCoro::Task<bool> SonosAuth::restore()
 {
-    QPointer<SonosAuth> self(this);
+    const StillCurrent alive(this);
     const auto data = co_await m_store.load();
-    if (!self)
+    if (!alive)
         co_return false;
     if (data) {
         if (auto token = StoredToken::decode(*data))
@@ -79,12 +80,12 @@ QCoro::Task<void> SonosAuth::authorize()
         throw SonosError::missingCredentials();
     if (!m_presenter)
         throw SonosError::authorization();
-    QPointer<SonosAuth> self(this);
+    const StillCurrent alive(this);
     const QUrl url = beginAuthorization();
     const QUuid generation = m_authorizationID;
     const QString state = m_state;
     const QUrl redirect = co_await m_presenter->callback(url, m_config.redirectURI);
-    if (!self || generation != m_authorizationID)
+    if (!alive || generation != m_authorizationID)
         throw SonosError::authorization(); // another flow or a sign-out overtook this one
     SonosLogin::callbackResult(redirect);
     const auto code = SonosLogin::authorizationCode(redirect, state);
@@ -131,7 +132,7 @@ QCoro::Task<void> SonosAuth::save(TokenResponse response, std::optional<QString>
         co_return; // signed out or started over meanwhile
     StoredToken token{response.accessToken, response.refreshToken.value_or(fallbackRefresh.value_or(QString())),
                       m_clock.now().addSecs(response.expiresIn)};
-    QPointer<SonosAuth> self(this);
+    const StillCurrent alive(this);
     try {
         co_await m_store.write(token.encode());
     } catch (const SecretStoreError &e) {
@@ -140,9 +141,9 @@ QCoro::Task<void> SonosAuth::save(TokenResponse response, std::optional<QString>
             throw SaveFailed(QStringLiteral("Sonos sign-in could not be saved securely. Try connecting again."));
         throw SaveFailed(e.sentence());
     }
-    if (!self || generation != m_authorizationID) {
+    if (!alive || generation != m_authorizationID) {
         // Overtaken while writing: the newer state wins, nothing stays behind.
-        if (self && !m_stored)
+        if (alive && !m_stored)
             co_await m_store.clear();
         co_return;
     }
@@ -179,15 +180,15 @@ QCoro::Task<QString> SonosAuth::forceRefresh()
 
 QCoro::Task<void> SonosAuth::runRefresh(std::shared_ptr<Flight> flight)
 {
-    QPointer<SonosAuth> self(this);
+    const StillCurrent alive(this);
     try {
         const QString oldRefresh = m_stored->refresh;
         const QList<QPair<QString, QString>> form{{u"grant_type"_s, u"refresh_token"_s}, {u"refresh_token"_s, oldRefresh}};
         const TokenResponse response = co_await tokenRequest(form);
-        if (!self)
+        if (!alive)
             throw Cancelled();
         co_await save(response, oldRefresh, flight->generation);
-        if (!self || m_refreshID != flight->refreshID)
+        if (!alive || m_refreshID != flight->refreshID)
             throw Cancelled(); // waiters of an abandoned refresh never get an older sign-in's token
         if (!m_stored)
             throw SonosError::authorization();
@@ -195,7 +196,7 @@ QCoro::Task<void> SonosAuth::runRefresh(std::shared_ptr<Flight> flight)
     } catch (...) {
         flight->error = std::current_exception();
     }
-    if (self && m_refresh == flight && m_refreshID == flight->refreshID)
+    if (alive && m_refresh == flight && m_refreshID == flight->refreshID)
         m_refresh.reset();
     flight->done.fire();
 }

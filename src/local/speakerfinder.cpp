@@ -3,6 +3,7 @@
 #include "avahibrowser.h"
 
 #include "core/logging.h"
+#include "core/stillcurrent.h"
 
 #include <QCoreApplication>
 
@@ -64,9 +65,9 @@ void SpeakerFinder::arm(Millis after)
 
 QCoro::Task<void> SpeakerFinder::fireAfter(Millis after, int generation, CancelToken cancel)
 {
-    QPointer<SpeakerFinder> self(this);
+    const StillCurrent alive(this);
     co_await m_clock.sleep(after, cancel);
-    if (self && !cancel.isCancelled() && generation == m_generation)
+    if (alive && !cancel.isCancelled() && generation == m_generation)
         finish();
 }
 

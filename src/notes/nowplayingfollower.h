@@ -8,8 +8,8 @@ namespace velotte {
 
 class TrackNotes;
 
-// Tells TrackNotes of every now-playing change of a session. It reads the
-// session's "title", "artist", "artwork" and "durationMillis" properties by
+// Tells TrackNotes of every now-playing change. It reads the now-playing
+// object's "title", "artist", "artwork" and "durationMillis" properties by
 // name, so this area needs nothing from the session's own code. Changes that
 // arrive together (title, then artist, in one reading) make one load.
 class NowPlayingFollower : public QObject {

@@ -3,6 +3,7 @@
 #include "trackmatching.h"
 
 #include "core/logging.h"
+#include "core/stillcurrent.h"
 
 #include <QLocale>
 #include <QMetaEnum>
@@ -116,7 +117,7 @@ QCoro::Task<void> TrackNotes::load(QString title, QString artist, QUrl artwork, 
     setLyricDurationMillis(durationMillis);
     setLyricsState(loading);
 
-    QPointer<TrackNotes> self(this);
+    const StillCurrent alive(this);
     auto media = loadMedia(title, artist, artwork, durationMillis, request, cancel);
     auto words = lyricHalf(title, artists, durationMillis, request, cancel);
     try {
@@ -128,7 +129,7 @@ QCoro::Task<void> TrackNotes::load(QString title, QString artist, QUrl artwork, 
         co_await words;
     } catch (...) {
     }
-    if (self && m_requestID == request)
+    if (alive && m_requestID == request)
         Q_EMIT settled();
 }
 
@@ -139,9 +140,9 @@ QCoro::Task<void> TrackNotes::lyricHalf(QString title, QStringList artists, qint
         applyLyrics(Outcome{cached, available});
         co_return;
     }
-    QPointer<TrackNotes> self(this);
+    const StillCurrent alive(this);
     const Outcome outcome = co_await lyricChain(title, artists, durationMillis, cancel);
-    if (!self || cancel.isCancelled() || m_requestID != request)
+    if (!alive || cancel.isCancelled() || m_requestID != request)
         co_return;
     if (outcome.result)
         cacheLyrics(key, *outcome.result);
@@ -199,7 +200,7 @@ QCoro::Task<TrackNotes::Outcome> TrackNotes::lyricChain(QString title, QStringLi
 
 QCoro::Task<void> TrackNotes::retryLater(QString title, QStringList artists, qint64 durationMillis, QUuid request, CancelToken cancel)
 {
-    QPointer<TrackNotes> self(this);
+    const StillCurrent alive(this);
     try {
         // The whole back-off this time, however long: the track is still playing.
         for (;;) {
@@ -210,10 +211,10 @@ QCoro::Task<void> TrackNotes::retryLater(QString title, QStringList artists, qin
                 break;
             co_await m_providers.clock().sleep(Millis(left), cancel);
         }
-        if (!self || m_requestID != request)
+        if (!alive || m_requestID != request)
             co_return;
         const Outcome outcome = co_await lyricChain(title, artists, durationMillis, cancel);
-        if (!self || cancel.isCancelled() || m_requestID != request)
+        if (!alive || cancel.isCancelled() || m_requestID != request)
             co_return;
         if (outcome.result)
             cacheLyrics(lyricsKey(title, artists, durationMillis), *outcome.result);
@@ -361,8 +362,8 @@ QCoro::Task<std::optional<TrackNotes::Catalog>> TrackNotes::catalogMatch(QString
 QCoro::Task<std::optional<TrackNotes::Catalog>> TrackNotes::loadMedia(QString title, QString artist, QUrl artwork, qint64 durationMillis,
                                                                       QUuid request, CancelToken cancel)
 {
-    QPointer<TrackNotes> self(this);
-    auto current = [&] { return self && !cancel.isCancelled() && m_requestID == request; };
+    const StillCurrent alive(this);
+    auto current = [&] { return alive && !cancel.isCancelled() && m_requestID == request; };
     if (artwork.isValid()) {
         const auto picture = co_await image(artwork, cancel);
         if (!current())

@@ -9,10 +9,9 @@ namespace velotte {
 
 HouseSession::HouseSession(Services services, QObject *parent)
     : QObject(parent), m_services(std::move(services)), m_clock(m_services.clock ? *m_services.clock : Clock::system()),
-      m_pending(std::make_shared<PendingSends>())
+      m_pending(std::make_shared<PendingSends>()), m_playback(new SessionPlayback(*this)), m_sound(new SessionSound(*this)),
+      m_rooms(new SessionRooms(*this)), m_library(new SessionLibrary(*this)), m_appleMusic(new SessionAppleMusic(*this))
 {
-    m_roomRefreshID = m_playbackRefreshID = m_playbackCommandID = m_connectionID = m_loginID = m_roomChoiceID =
-        m_conversationRequestID = QUuid::createUuid();
     if (m_services.api && m_services.local == nullptr)
         qCDebug(lcSession) << "session without local network access";
 }
@@ -21,6 +20,16 @@ HouseSession::~HouseSession()
 {
     m_clockCancel.cancel();
     m_bootstrapCancel.cancel();
+}
+
+QCoro::Task<void> HouseSession::settle()
+{
+    const auto pending = m_pending;
+    while (pending->count > 0) {
+        Wakeup done;
+        pending->waiters.push_back(done);
+        co_await done;
+    }
 }
 
 std::optional<SonosGroup> HouseSession::activeGroup() const
@@ -35,6 +44,8 @@ std::optional<SonosGroup> HouseSession::activeGroup() const
 }
 
 QString HouseSession::activeGroupName() const { return m_activeGroupID ? groupName(*m_activeGroupID) : QString(); }
+
+bool HouseSession::canControlRooms() const { return activeGroup() && (m_demo || m_guest || hasSonosConnection()); }
 
 QString HouseSession::groupName(const QString &groupID) const
 {
@@ -62,6 +73,27 @@ std::optional<QString> HouseSession::guestHost(const QString &groupID) const
         }
     }
     return std::nullopt;
+}
+
+QCoro::Task<std::optional<QString>> HouseSession::playerHost(QString playerID)
+{
+    if (playerID.isEmpty())
+        co_return std::nullopt;
+    if (m_guest) {
+        const QString host = m_guestHosts.value(playerID);
+        if (host.isEmpty())
+            co_return std::nullopt;
+        co_return host;
+    }
+    for (const SonosPlayer &p : m_players) {
+        if (p.id == playerID) {
+            if (auto host = p.localHost())
+                co_return host;
+        }
+    }
+    if (!m_services.local || !m_services.local->hostForPlayer)
+        co_return std::nullopt;
+    co_return co_await m_services.local->hostForPlayer(playerID);
 }
 
 // --- setters: assign and notify only on change ---
@@ -106,107 +138,16 @@ void HouseSession::setActiveGroupID(const std::optional<QString> &id)
     if (m_activeGroupID == id)
         return;
     m_activeGroupID = id;
-    clearNowPlaying(); // another room: nothing of the last one may show
+    m_playback->clearNowPlaying(); // another room: nothing of the last one may show
     Q_EMIT activeGroupIDChanged();
 }
 
-void HouseSession::setTitle(const QString &title)
+void HouseSession::followActiveGroup(const QString &id)
 {
-    if (m_title == title)
+    if (m_activeGroupID == id)
         return;
-    m_title = title;
-    Q_EMIT titleChanged();
-}
-
-void HouseSession::setArtist(const QString &artist)
-{
-    if (m_artist == artist)
-        return;
-    m_artist = artist;
-    Q_EMIT artistChanged();
-}
-
-void HouseSession::setServiceName(const QString &name)
-{
-    if (m_serviceName == name)
-        return;
-    m_serviceName = name;
-    Q_EMIT serviceNameChanged();
-}
-
-void HouseSession::setArtwork(const std::optional<QUrl> &artwork)
-{
-    if (m_artwork == artwork)
-        return;
-    m_artwork = artwork;
-    Q_EMIT artworkChanged();
-}
-
-void HouseSession::setPositionMillis(qint64 position)
-{
-    if (m_positionMillis == position)
-        return;
-    m_positionMillis = position;
-    Q_EMIT positionMillisChanged();
-}
-
-void HouseSession::setDurationMillis(qint64 duration)
-{
-    if (m_durationMillis == duration)
-        return;
-    m_durationMillis = duration;
-    Q_EMIT durationMillisChanged();
-}
-
-void HouseSession::setIsPlaying(bool playing)
-{
-    if (m_isPlaying == playing)
-        return;
-    m_isPlaying = playing;
-    Q_EMIT isPlayingChanged();
-}
-
-void HouseSession::setActions(bool canSkip, bool canSkipBack, bool canSeek)
-{
-    if (m_canSkip == canSkip && m_canSkipBack == canSkipBack && m_canSeek == canSeek)
-        return;
-    m_canSkip = canSkip;
-    m_canSkipBack = canSkipBack;
-    m_canSeek = canSeek;
-    Q_EMIT actionsChanged();
-}
-
-void HouseSession::setPlayModes(bool shuffle, bool repeats)
-{
-    if (m_shuffle == shuffle && m_repeats == repeats)
-        return;
-    m_shuffle = shuffle;
-    m_repeats = repeats;
-    Q_EMIT playModesChanged();
-}
-
-void HouseSession::setVolume(double volume)
-{
-    if (m_volume == volume)
-        return;
-    m_volume = volume;
-    Q_EMIT volumeChanged();
-}
-
-void HouseSession::setMuted(bool muted)
-{
-    if (m_muted == muted)
-        return;
-    m_muted = muted;
-    Q_EMIT mutedChanged();
-}
-
-void HouseSession::setVolumeFixed(bool fixed)
-{
-    if (m_volumeFixed == fixed)
-        return;
-    m_volumeFixed = fixed;
-    Q_EMIT volumeFixedChanged();
+    m_activeGroupID = id;
+    Q_EMIT activeGroupIDChanged();
 }
 
 void HouseSession::setNote(const std::optional<QString> &note)
@@ -217,14 +158,6 @@ void HouseSession::setNote(const std::optional<QString> &note)
     if (note)
         qCDebug(lcSession) << "note:" << *note;
     Q_EMIT noteChanged();
-}
-
-void HouseSession::setSendingPlaybackCommand(bool sending)
-{
-    if (m_sendingPlaybackCommand == sending)
-        return;
-    m_sendingPlaybackCommand = sending;
-    Q_EMIT sendingPlaybackCommandChanged();
 }
 
 void HouseSession::setMode(bool demo, bool guest)
@@ -250,22 +183,6 @@ void HouseSession::setIsDiscovering(bool discovering)
         return;
     m_isDiscovering = discovering;
     Q_EMIT isDiscoveringChanged();
-}
-
-void HouseSession::setFavorites(const QList<SonosFavorite> &favorites)
-{
-    if (m_favorites == favorites)
-        return;
-    m_favorites = favorites;
-    Q_EMIT favoritesChanged();
-}
-
-void HouseSession::setPlaylists(const QList<SonosPlaylist> &playlists)
-{
-    if (m_sonosPlaylists == playlists)
-        return;
-    m_sonosPlaylists = playlists;
-    Q_EMIT playlistsChanged();
 }
 
 } // namespace velotte

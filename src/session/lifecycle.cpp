@@ -24,11 +24,11 @@ QCoro::Task<void> HouseSession::bootstrap()
         co_await done; // a second caller shares the first start-up
         co_return;
     }
-    QPointer<HouseSession> self(this);
+    const StillCurrent alive(this);
     m_isBootstrapping = true;
     m_bootstrapCancel = CancelToken();
     co_await runBootstrap();
-    if (!self)
+    if (!alive)
         co_return;
     m_isBootstrapping = false;
     auto waiters = std::move(m_bootstrapWaiters);
@@ -41,7 +41,7 @@ QCoro::Task<void> HouseSession::bootstrap()
 
 QCoro::Task<void> HouseSession::runBootstrap()
 {
-    QPointer<HouseSession> self(this);
+    const StillCurrent alive(this);
     const CancelToken cancel = m_bootstrapCancel;
     if (m_services.arguments.contains(QStringLiteral("-VelotteGuest"))) {
         co_await enterGuest();
@@ -54,13 +54,13 @@ QCoro::Task<void> HouseSession::runBootstrap()
         } catch (const std::exception &e) {
             qCWarning(lcSession) << "restore failed:" << e.what();
         }
-        if (!self)
+        if (!alive)
             co_return;
     }
     if (restored && !cancel.isCancelled() && !m_demo && m_phase == Phase::signedOut) {
         setPhase(Phase::ready);
         co_await refresh();
-        if (!self)
+        if (!alive)
             co_return;
     }
     if (!cancel.isCancelled() && !m_demo && m_phase == Phase::signedOut)
@@ -71,27 +71,26 @@ QCoro::Task<void> HouseSession::connect()
 {
     if (!m_services.auth)
         co_return;
-    QPointer<HouseSession> self(this);
-    const QUuid login = m_loginID = QUuid::createUuid();
-    m_roomRefreshID = QUuid::createUuid();
+    const StillCurrent login = StillCurrent::drawing(this, m_loginID);
+    m_roomRefreshID.draw();
     setSigningIn(true);
     try {
         co_await m_services.auth->authorize();
     } catch (const Cancelled &) {
-        if (self)
+        if (login.alive())
             setSigningIn(false);
         co_return;
     } catch (const std::exception &e) {
-        if (self) {
-            if (m_loginID == login)
+        if (login.alive()) {
+            if (login)
                 setNote(sentenceOf(e));
             setSigningIn(false);
         }
         co_return;
     }
-    if (!self)
+    if (!login.alive())
         co_return;
-    if (m_loginID == login) {
+    if (login) {
         invalidateConnectionWork();
         leavePreview();
         setMode(false, false);
@@ -99,7 +98,7 @@ QCoro::Task<void> HouseSession::connect()
         clearHousehold();
         setPhase(Phase::ready);
         co_await refresh();
-        if (!self)
+        if (!login.alive())
             co_return;
         if (m_pollingEnabled)
             startClock();
@@ -126,13 +125,11 @@ void HouseSession::clearHousehold()
     m_householdID.reset();
     setGroups({});
     setPlayers({});
-    m_activeGroupID.reset();
-    Q_EMIT activeGroupIDChanged();
-    setFavorites({});
-    setPlaylists({});
+    setActiveGroupID(std::nullopt);
+    m_library->clear();
     for (HouseholdFollower *f : m_services.followers)
         f->clear();
-    clearNowPlaying();
+    m_playback->clearNowPlaying();
 }
 
 void HouseSession::selectFollowers(const QString &householdID)
@@ -143,16 +140,10 @@ void HouseSession::selectFollowers(const QString &householdID)
 
 void HouseSession::invalidateConnectionWork()
 {
-    m_connectionID = m_roomRefreshID = m_playbackRefreshID = m_roomChoiceID = m_conversationRequestID = QUuid::createUuid();
-    m_activePlaybackRead.reset();
-    invalidatePlaybackCommand();
-    for (CancelToken &pending : m_volumeTasks)
-        pending.cancel();
-    m_volumeTasks.clear();
-    m_playerVolumeEdits.clear();
-    m_playerVolumes.clear();
-    m_conversationVolumes.clear();
-    Q_EMIT playerVolumesChanged();
+    m_connectionID.draw();
+    m_roomRefreshID.draw();
+    m_playback->invalidatePlaybackCommand();
+    m_sound->invalidate();
 }
 
 void HouseSession::leavePreview()
@@ -160,8 +151,7 @@ void HouseSession::leavePreview()
     if (!m_demo)
         return;
     stopClock();
-    m_demoQueue.clear();
-    m_demoIndex = 0;
+    m_playback->clearDemo();
     setMode(false, m_guest);
     setPhase(Phase::signedOut);
     clearHousehold();
@@ -169,7 +159,7 @@ void HouseSession::leavePreview()
 
 QCoro::Task<void> HouseSession::enterGuest()
 {
-    m_conversationRequestID = QUuid::createUuid();
+    m_sound->abandonConversation();
     co_await discoverLocalRooms();
 }
 
@@ -179,14 +169,13 @@ QCoro::Task<void> HouseSession::discoverLocalRooms()
         setNote(noSpeakers);
         co_return;
     }
-    QPointer<HouseSession> self(this);
-    const QUuid connection = m_connectionID;
+    const StillCurrent connection(this, m_connectionID);
     setIsDiscovering(true);
     const LocalSnapshot snapshot = co_await m_services.local->discover();
-    if (!self)
+    if (!connection.alive())
         co_return;
     setIsDiscovering(false);
-    if (connection != m_connectionID || m_demo)
+    if (!connection || m_demo)
         co_return;
     if (snapshot.groups.isEmpty()) {
         setNote(snapshot.localControlOff ? localControlOff : noSpeakers);
@@ -212,10 +201,9 @@ QCoro::Task<void> HouseSession::refreshGuestHouse(bool includePlayback)
 {
     if (!m_services.local || !m_services.local->discover)
         co_return;
-    QPointer<HouseSession> self(this);
-    const QUuid token = m_roomRefreshID = QUuid::createUuid();
+    const StillCurrent current = StillCurrent::drawing(this, m_roomRefreshID);
     const LocalSnapshot snapshot = co_await m_services.local->discover();
-    if (!self || token != m_roomRefreshID || !m_guest)
+    if (!current || !m_guest)
         co_return;
     if (!snapshot.groups.isEmpty()) {
         m_guestHosts = snapshot.hosts;
@@ -225,7 +213,7 @@ QCoro::Task<void> HouseSession::refreshGuestHouse(bool includePlayback)
             setActiveGroupID(snapshot.groups.first().id);
     }
     if (includePlayback)
-        co_await refreshGuestPlayback();
+        co_await m_playback->refreshPlayback();
 }
 
 QCoro::Task<void> HouseSession::refresh()
@@ -238,13 +226,12 @@ QCoro::Task<void> HouseSession::refresh()
     }
     if (!m_services.api)
         co_return;
-    QPointer<HouseSession> self(this);
-    const QUuid token = m_roomRefreshID = QUuid::createUuid();
+    const StillCurrent current = StillCurrent::drawing(this, m_roomRefreshID);
     QList<Household> households;
     GroupsResponse read;
     try {
         households = co_await m_services.api->households();
-        if (!self || token != m_roomRefreshID)
+        if (!current)
             co_return;
         // The remembered household first; otherwise the cloud's order.
         std::stable_sort(households.begin(), households.end(), [this](const Household &a, const Household &b) {
@@ -258,13 +245,13 @@ QCoro::Task<void> HouseSession::refresh()
     } catch (const Cancelled &) {
         co_return;
     } catch (const std::exception &e) {
-        if (self && token == m_roomRefreshID) {
+        if (current) {
             qCWarning(lcSession) << "refresh failed:" << e.what();
             setNote(QStringLiteral("Could not refresh Sonos."));
         }
         co_return;
     }
-    if (!self || token != m_roomRefreshID)
+    if (!current)
         co_return;
     const Household &household = households.first();
     m_householdID = household.id;
@@ -283,39 +270,16 @@ QCoro::Task<void> HouseSession::refresh()
     if (m_note == QLatin1String("Could not refresh Sonos."))
         setNote(std::nullopt);
     selectFollowers(household.id);
-    co_await refreshPlayback();
-}
-
-QCoro::Task<void> HouseSession::refreshLibrary()
-{
-    if (!m_services.api || !m_householdID || m_guest || m_demo)
-        co_return;
-    QPointer<HouseSession> self(this);
-    const QString household = *m_householdID;
-    const QUuid connection = m_connectionID;
-    try {
-        const QList<SonosFavorite> favorites = co_await m_services.api->favorites(household);
-        if (!self || connection != m_connectionID)
-            co_return;
-        setFavorites(favorites);
-        const QList<SonosPlaylist> playlists = co_await m_services.api->playlists(household);
-        if (!self || connection != m_connectionID)
-            co_return;
-        setPlaylists(playlists);
-    } catch (const Cancelled &) {
-    } catch (const std::exception &e) {
-        if (self && connection == m_connectionID)
-            setNote(QStringLiteral("Could not load your Sonos favorites. ") + sentenceOf(e));
-    }
+    co_await m_playback->refreshPlayback();
 }
 
 void HouseSession::choose(const QString &groupID)
 {
     if (m_activeGroupID == groupID)
         return;
-    m_conversationRequestID = QUuid::createUuid();
+    m_sound->abandonConversation();
     setActiveGroupID(groupID);
-    auto task = refreshPlayback();
+    auto task = m_playback->refreshPlayback();
 }
 
 } // namespace velotte

@@ -1,4 +1,7 @@
-// Reading what plays: cloud and local playback reads, the playback clock.
+// Reading what plays: cloud and local playback reads, the playback clock,
+// and the demo's queue.
+#include "sessionplayback.h"
+
 #include "housesession.h"
 #include "localports.h"
 #include "pending.h"
@@ -13,131 +16,190 @@ const QString cloudReadFailed = QStringLiteral("Could not reach this room.");
 const QString localReadFailed = QStringLiteral("Could not reach this room. Check that your speakers are on the same Wi-Fi network.");
 } // namespace
 
-void HouseSession::resetClock(qint64 position, bool playing)
+void SessionPlayback::resetClock(qint64 position, bool playing)
 {
-    m_playbackClock = PlaybackClock{position, m_clock.now(), playing};
+    m_playbackClock = PlaybackClock{position, m_session.clock().now(), playing};
 }
 
-QCoro::Task<void> HouseSession::refreshPlayback()
+QCoro::Task<void> SessionPlayback::refreshPlayback()
 {
-    if (m_demo)
+    if (m_session.demo())
         co_return;
-    if (m_guest) {
+    if (m_session.guest())
         co_await refreshGuestPlayback();
+    else
+        co_await refreshCloudPlayback();
+}
+
+void SessionPlayback::applyNowPlaying(const QString &title, const QString &artist, const QString &service,
+                                      const std::optional<QUrl> &artwork, qint64 duration, qint64 position, bool playing)
+{
+    setIsPlaying(playing);
+    setTitle(title);
+    setArtist(artist);
+    setServiceName(service);
+    setArtwork(artwork);
+    setDurationMillis(std::max<qint64>(0, duration));
+    position = std::max<qint64>(0, position);
+    if (m_durationMillis >= 1)
+        position = std::min(position, m_durationMillis);
+    setPositionMillis(position);
+    resetClock(position, playing);
+    clearPlaybackReadNote();
+}
+
+void SessionPlayback::readFailed(const QString &sentence)
+{
+    m_playbackReadNote = sentence;
+    m_session.setNote(sentence);
+}
+
+QCoro::Task<void> SessionPlayback::refreshCloudPlayback()
+{
+    SonosClient *api = m_session.services().api;
+    if (!m_session.activeGroupID() || !api)
         co_return;
-    }
-    if (!m_activeGroupID || !m_services.api)
-        co_return;
-    QPointer<HouseSession> self(this);
-    Pending pending(m_pending);
-    const QUuid token = m_playbackRefreshID = QUuid::createUuid();
+    Pending pending(m_session.pending());
+    const StillCurrent current = StillCurrent::drawing(this, m_playbackRefreshID);
     const QUuid read = QUuid::createUuid();
     m_activePlaybackRead = read;
-    const QString groupID = *m_activeGroupID;
+    const QString groupID = *m_session.activeGroupID();
     try {
-        const PlaybackStatus status = co_await m_services.api->playback(groupID);
-        if (!self)
-            co_return;
-        if (token == m_playbackRefreshID) {
-            auto volumeRead = refreshPlaybackVolume(groupID, token);
-            const PlaybackMetadata metadata = co_await m_services.api->metadata(groupID);
-            if (!self)
-                co_return;
+        const PlaybackStatus status = co_await api->playback(groupID);
+        if (current) {
+            auto volumeRead = m_session.sound()->readGroupVolume(groupID, current);
+            const PlaybackMetadata metadata = co_await api->metadata(groupID);
             co_await volumeRead;
-            if (!self)
-                co_return;
-            if (token == m_playbackRefreshID) {
+            if (current) {
                 const bool playing = status.playbackState == QLatin1String("PLAYBACK_STATE_PLAYING");
-                setIsPlaying(playing);
                 const PlaybackActions actions = status.availablePlaybackActions.value_or(PlaybackActions{});
                 // An action the cloud does not mention is not forbidden.
                 setActions(actions.canSkip.value_or(true), actions.canSkipBack.value_or(true), actions.canSeek.value_or(true));
                 const PlayModeState modes = status.playModes.value_or(PlayModeState{});
                 setPlayModes(modes.shuffle.value_or(false), modes.repeats.value_or(false));
                 const PlaybackTrack track = metadata.currentItem && metadata.currentItem->track ? *metadata.currentItem->track : PlaybackTrack{};
-                setTitle(track.name.value_or(QString()));
-                setArtist(track.artist ? track.artist->name.value_or(QString()) : QString());
-                setServiceName(track.service ? track.service->name.value_or(QString()) : QString());
-                setArtwork(track.artworkURL());
-                setDurationMillis(std::max<qint64>(0, track.durationMillis.value_or(0)));
-                qint64 position = std::max<qint64>(0, status.positionMillis.value_or(0));
-                if (m_durationMillis >= 1)
-                    position = std::min(position, m_durationMillis);
-                setPositionMillis(position);
-                resetClock(position, playing);
-                clearPlaybackReadNote();
+                applyNowPlaying(track.name.value_or(QString()), track.artist ? track.artist->name.value_or(QString()) : QString(),
+                                track.service ? track.service->name.value_or(QString()) : QString(), track.artworkURL(),
+                                track.durationMillis.value_or(0), status.positionMillis.value_or(0), playing);
             }
         }
     } catch (const Cancelled &) {
     } catch (const std::exception &e) {
-        if (self && token == m_playbackRefreshID) {
+        if (current) {
             qCWarning(lcSession) << "playback read failed:" << e.what();
-            m_playbackReadNote = cloudReadFailed;
-            setNote(cloudReadFailed);
+            readFailed(cloudReadFailed);
         }
     }
-    if (!self)
+    if (!current.alive())
         co_return;
     if (m_activePlaybackRead == read)
         m_activePlaybackRead.reset();
-    Q_EMIT readFinished();
+    Q_EMIT m_session.readFinished();
 }
 
-QCoro::Task<void> HouseSession::refreshPlaybackVolume(QString groupID, QUuid request)
+QCoro::Task<void> SessionPlayback::refreshGuestPlayback()
 {
-    if (!m_services.api)
+    const LocalPorts *local = m_session.services().local.get();
+    if (!m_session.activeGroupID() || !local || !local->nowPlaying)
         co_return;
-    QPointer<HouseSession> self(this);
-    try {
-        const VolumeState state = co_await m_services.api->groupVolume(groupID);
-        if (!self || request != m_playbackRefreshID)
-            co_return;
-        if (state.volume && !m_adjustingGroupVolume)
-            setVolume(std::clamp(*state.volume, 0, 100));
-        setMuted(state.muted.value_or(false));
-        setVolumeFixed(state.fixed.value_or(false));
-    } catch (const std::exception &e) {
-        // The volume shown stays as it was; the playback read reports the room.
-        qCDebug(lcSession) << "volume read failed:" << e.what();
-    }
-}
-
-QCoro::Task<void> HouseSession::refreshGuestPlayback()
-{
-    if (!m_activeGroupID || !m_services.local || !m_services.local->nowPlaying)
-        co_return;
-    QPointer<HouseSession> self(this);
-    Pending pending(m_pending);
-    const QUuid token = m_playbackRefreshID = QUuid::createUuid();
-    const auto host = guestHost(*m_activeGroupID);
+    Pending pending(m_session.pending());
+    const StillCurrent current = StillCurrent::drawing(this, m_playbackRefreshID);
+    const auto host = m_session.guestHost(*m_session.activeGroupID());
     std::optional<LocalNow> now;
     if (host)
-        now = co_await m_services.local->nowPlaying(*host);
-    if (!self || token != m_playbackRefreshID)
+        now = co_await local->nowPlaying(*host);
+    if (!current)
         co_return;
     if (!now) {
-        const bool refused = host && m_services.local->localControlOff && m_services.local->localControlOff(*host);
-        m_playbackReadNote = refused ? LocalControlOff().sentence() : localReadFailed;
-        setNote(m_playbackReadNote);
-        Q_EMIT readFinished();
+        const bool refused = host && local->localControlOff && local->localControlOff(*host);
+        readFailed(refused ? LocalControlOff().sentence() : localReadFailed);
+        Q_EMIT m_session.readFinished();
         co_return;
     }
-    setIsPlaying(now->playing);
     setActions(now->canSkip, now->canSkipBack, now->canSeek);
-    setTitle(now->title);
-    setArtist(now->artist);
-    setServiceName(QString());
-    setArtwork(std::nullopt);
-    setDurationMillis(std::max<qint64>(0, now->durationMillis));
-    qint64 position = std::max<qint64>(0, now->positionMillis);
+    applyNowPlaying(now->title, now->artist, QString(), std::nullopt, now->durationMillis, now->positionMillis, now->playing);
+    if (now->volume)
+        m_session.sound()->showGroupVolume(*now->volume);
+    Q_EMIT m_session.readFinished();
+}
+
+void SessionPlayback::advanceLive()
+{
+    if (!m_isPlaying)
+        return;
+    qint64 position = m_playbackClock.positionMillis;
+    if (m_playbackClock.playing) {
+        const qint64 elapsed = m_playbackClock.updatedAt.msecsTo(m_session.clock().now());
+        position += std::max<qint64>(0, elapsed);
+    }
     if (m_durationMillis >= 1)
         position = std::min(position, m_durationMillis);
     setPositionMillis(position);
-    resetClock(position, now->playing);
-    if (now->volume && !m_adjustingGroupVolume)
-        setVolume(std::clamp(*now->volume, 0, 100));
-    clearPlaybackReadNote();
-    Q_EMIT readFinished();
+}
+
+// --- the demo's queue ---
+
+void SessionPlayback::loadDemoQueue()
+{
+    m_demoQueue = {
+        {QStringLiteral("Gymnopédie No. 1"), QStringLiteral("Erik Satie · Pascal Rogé"), QStringLiteral("Apple Music"), 205000, 48000},
+        {QStringLiteral("Clair de lune"), QStringLiteral("Claude Debussy · Seong-Jin Cho"), QStringLiteral("Apple Music"), 306000, 0},
+        {QStringLiteral("The Swan"), QStringLiteral("Camille Saint-Saëns · Yo-Yo Ma"), QStringLiteral("Apple Music"), 187000, 0},
+    };
+    applyDemoTrack(0);
+    setIsPlaying(true);
+    setActions(true, true, true);
+}
+
+void SessionPlayback::clearDemo()
+{
+    m_demoQueue.clear();
+    m_demoIndex = 0;
+}
+
+void SessionPlayback::applyDemoTrack(int index)
+{
+    if (m_demoQueue.isEmpty())
+        return;
+    const int size = int(m_demoQueue.size());
+    m_demoIndex = (index % size + size) % size;
+    const DemoTrack &t = m_demoQueue[m_demoIndex];
+    setTitle(t.title);
+    setArtist(t.artist);
+    setServiceName(t.service);
+    setArtwork(std::nullopt);
+    setDurationMillis(t.duration);
+    setPositionMillis(t.position);
+    resetClock(t.position, m_isPlaying);
+}
+
+void SessionPlayback::advanceDemo()
+{
+    // Exactly one tick's worth: the demo has no clock reading to follow.
+    if (!m_isPlaying || m_durationMillis < 1)
+        return;
+    const qint64 next = m_positionMillis + 500;
+    if (next >= m_durationMillis) {
+        setPositionMillis(0);
+        skip(true);
+        return;
+    }
+    setPositionMillis(next);
+}
+
+void SessionPlayback::playInPreview(const QList<DemoTrack> &tracks, bool next, bool shuffled)
+{
+    if (next) {
+        for (qsizetype i = 0; i < tracks.size(); ++i)
+            m_demoQueue.insert(m_demoIndex + 1 + i, tracks[i]);
+        m_session.setNote(QStringLiteral("Added to the preview room queue."));
+        return;
+    }
+    m_demoQueue = tracks;
+    setPlayModes(shuffled, m_repeats);
+    setIsPlaying(true);
+    applyDemoTrack(0);
+    m_session.setNote(std::nullopt);
 }
 
 } // namespace velotte

@@ -1,4 +1,4 @@
-// The 0.5 s refresh loop and the position shown between reads.
+// The 0.5 s refresh loop and the polling switch.
 #include "housesession.h"
 
 namespace velotte {
@@ -21,41 +21,27 @@ void HouseSession::stopClock()
 
 QCoro::Task<void> HouseSession::runClock(CancelToken cancel)
 {
-    QPointer<HouseSession> self(this);
+    const StillCurrent alive(this);
     Clock &clock = m_clock;
     for (quint64 tick = 1;; ++tick) {
         co_await clock.sleep(500ms, cancel);
-        if (!self || cancel.isCancelled())
+        if (!alive || cancel.isCancelled())
             co_return;
         if (m_demo) {
-            advanceDemo();
+            m_playback->advanceDemo();
             continue;
         }
         if (m_phase != Phase::ready)
             continue;
-        advanceLive();
+        m_playback->advanceLive();
         // Reads wait for each other: a slow read stretches the period.
         if (tick % (m_guest ? 3 : 15) == 0) {
             if (m_groups.isEmpty())
                 co_await refresh();
             else
-                co_await refreshPlayback();
+                co_await m_playback->refreshPlayback();
         }
     }
-}
-
-void HouseSession::advanceLive()
-{
-    if (!m_isPlaying)
-        return;
-    qint64 position = m_playbackClock.positionMillis;
-    if (m_playbackClock.playing) {
-        const qint64 elapsed = m_playbackClock.updatedAt.msecsTo(m_clock.now());
-        position += std::max<qint64>(0, elapsed);
-    }
-    if (m_durationMillis >= 1)
-        position = std::min(position, m_durationMillis);
-    setPositionMillis(position);
 }
 
 void HouseSession::setPollingEnabled(bool enabled)
@@ -64,7 +50,7 @@ void HouseSession::setPollingEnabled(bool enabled)
         return;
     m_pollingEnabled = enabled;
     if (!enabled)
-        m_adjustingGroupVolume = false;
+        m_sound->endAdjustingGroupVolume();
     Q_EMIT pollingEnabledChanged();
     if (m_demo)
         return; // the demo's clock runs regardless
@@ -73,7 +59,7 @@ void HouseSession::setPollingEnabled(bool enabled)
         return;
     if (m_phase == Phase::ready && !m_isBootstrapping) {
         startClock();
-        auto read = refreshPlayback(); // fresh state without waiting for the 15th tick
+        auto read = m_playback->refreshPlayback(); // fresh state without waiting for the 15th tick
     }
 }
 

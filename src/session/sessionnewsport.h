@@ -1,10 +1,10 @@
 #pragma once
 
-#include "housesession.h"
-
 #include "news/newssessionport.h"
 
 namespace velotte {
+
+class HouseSession;
 
 // The session as the news controller sees it. A separate object rather than
 // a second base of HouseSession: with that base, GCC 12's sanitized builds
@@ -12,10 +12,15 @@ namespace velotte {
 class SessionNewsPort final : public NewsSessionPort {
 public:
     explicit SessionNewsPort(HouseSession &session) : m_session(session) {}
-    QString newsHouseholdID() const override { return m_session.newsHouseholdID(); }
-    QCoro::Task<QString> newsHost(QString playerID) override { return m_session.newsHost(std::move(playerID)); }
-    bool musicBusy() const override { return m_session.musicBusy(); }
-    void setSendingPlaybackCommand(bool sending) override { m_session.setSendingPlaybackCommand(sending); }
+    // The household the alarms belong to ("local" for rooms found on the
+    // network without an account).
+    QString newsHouseholdID() const override;
+    // The host that answers for a player: its group's coordinator. Throws
+    // SpeakerUnreachable.
+    QCoro::Task<QString> newsHost(QString playerID) override;
+    // Sending a music or queue command, or choosing a room: Play now waits.
+    bool musicBusy() const override;
+    void setSendingPlaybackCommand(bool sending) override;
 
 private:
     HouseSession &m_session;

@@ -69,7 +69,7 @@ struct CloudPanel : ::testing::Test {
     {
         if (app) {
             app->shell().hideController();
-            (void)QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand(); }, 5000);
+            (void)QTest::qWaitFor([this] { return !app->session().playback()->sendingPlaybackCommand(); }, 5000);
             QTest::qWait(300);
             app.reset();
         }
@@ -94,7 +94,7 @@ TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
     for (auto &s : speakers.speakers)
         s.latencyMs = 1200;
     launch();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return session().phase() == HouseSession::Phase::ready && !session().title().isEmpty(); }, 15000))
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session().phase() == HouseSession::Phase::ready && !session().playback()->title().isEmpty(); }, 15000))
         << session().noteText().toStdString();
     EXPECT_FALSE(session().guest());
     EXPECT_EQ(session().activeGroupName(), u"Living Room + 1"_qs);
@@ -113,8 +113,8 @@ TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
     // The settings' addresses are asked which rooms they hold; the living
     // room's coordinator answers with its bass level.
     ASSERT_TRUE(QTest::qWaitFor([this] { return apptest::shownTexts(panel()).contains(u"Level 4"_qs); }, 15000))
-        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString() << session().bassNoteText().toStdString();
-    EXPECT_TRUE(session().canAdjustBass());
+        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString() << session().sound()->bassNoteText().toStdString();
+    EXPECT_TRUE(session().sound()->canAdjustBass());
 }
 
 } // namespace

@@ -44,7 +44,7 @@ struct Household : ::testing::Test {
                                               ControllerApp::Options{.tray = true, .reducedMotion = true, .mpris = false, .widget = false});
         app->start();
         app->shell().showController(); // what plays is read while the panel shows
-        ASSERT_TRUE(QTest::qWaitFor([this] { return !app->session().title().isEmpty(); }, 15000))
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !app->session().playback()->title().isEmpty(); }, 15000))
             << "no playback read: " << app->session().noteText().toStdString();
     }
     void TearDown() override
@@ -54,7 +54,7 @@ struct Household : ::testing::Test {
         if (!app)
             return;
         app->shell().hideController();
-        (void)QTest::qWaitFor([this] { return !app->session().sendingPlaybackCommand() && !app->session().changingRooms(); }, 5000);
+        (void)QTest::qWaitFor([this] { return !app->session().playback()->sendingPlaybackCommand() && !app->session().rooms()->changingRooms(); }, 5000);
         QTest::qWait(500);
         app.reset();
     }
@@ -84,24 +84,24 @@ TEST_F(Household, RoomsGroupingAndVolumeReachTheSpeakers)
     ASSERT_GE(groups->rowCount(), 3);
 
     // Choose the kitchen, then bring the bedroom into it.
-    app->bridge().choose(groupOf(u"Kitchen"_qs));
+    session().choose(groupOf(u"Kitchen"_qs));
     ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Kitchen"_qs; }, 5000));
     const QString kitchen = speaker(u"Kitchen"_qs).id;
     const QString bedroom = speaker(u"Bedroom"_qs).id;
     app->bridge().groupRooms({kitchen, bedroom});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == kitchen && !session().changingRooms(); }, 10000))
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == kitchen && !session().rooms()->changingRooms(); }, 10000))
         << session().noteText().toStdString();
     ASSERT_TRUE(QTest::qWaitFor([&] { return session().activeGroup() && session().activeGroup()->playerIds.size() == 2; }, 10000));
 
     // A room's slider is sent once it rests.
     const int kitchenVolume = speaker(u"Kitchen"_qs).volume;
-    app->bridge().setPlayerVolume(bedroom, 33);
+    session().sound()->setPlayerVolume(bedroom, 33);
     ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).volume == 33; }, 5000)) << session().noteText().toStdString();
     EXPECT_EQ(speaker(u"Kitchen"_qs).volume, kitchenVolume);
 
     // Back to the kitchen alone.
     app->bridge().groupRooms({kitchen});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == bedroom && !session().changingRooms(); }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == bedroom && !session().rooms()->changingRooms(); }, 10000));
 }
 
 TEST_F(Household, SpeakersAreAskedOnlyWhileThePanelShows)
@@ -129,14 +129,14 @@ TEST_F(Household, SpeakersAreAskedOnlyWhileThePanelShows)
 TEST_F(Household, PlaybackFromThePanel)
 {
     const QString before = speaker(u"Living Room"_qs).state;
-    app->bridge().choose(groupOf(u"Living Room"_qs));
+    session().choose(groupOf(u"Living Room"_qs));
     ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs; }, 5000));
-    app->bridge().togglePlayback();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Living Room"_qs).state != before && !session().sendingPlaybackCommand(); }, 5000))
+    session().playback()->toggle();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Living Room"_qs).state != before && !session().playback()->sendingPlaybackCommand(); }, 5000))
         << session().noteText().toStdString();
-    const QString title = session().title();
-    app->bridge().skip(true);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return session().title() != title; }, 5000)) << session().noteText().toStdString();
+    const QString title = session().playback()->title();
+    session().playback()->skip(true);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session().playback()->title() != title; }, 5000)) << session().noteText().toStdString();
 }
 
 TEST_F(Household, NewsAlarmsFromThePanel)

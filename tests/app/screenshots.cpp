@@ -42,7 +42,7 @@ int shoot(int argc, char **argv)
         return 1;
     }
     // A live household: wait for its rooms and what plays.
-    if (!launch.demo && !QTest::qWaitFor([&] { return !controller.session().title().isEmpty(); }, 15000)) {
+    if (!launch.demo && !QTest::qWaitFor([&] { return !controller.session().playback()->title().isEmpty(); }, 15000)) {
         QTextStream(stderr) << "FAIL: the household never showed what plays: " << controller.session().noteText() << Qt::endl;
         return 1;
     }

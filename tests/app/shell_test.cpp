@@ -158,8 +158,8 @@ TEST_F(Shell, TrayIconFollowsPlayback)
     EXPECT_EQ(app->shell().tray()->toolTip(), u"Velotte"_qs);
     EXPECT_EQ(app->shell().iconName(), u"speaker-filled"_qs);
     EXPECT_FALSE(app->shell().tray()->icon().isNull());
-    app->bridge().togglePlayback();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app->session().isPlaying(); }, 2000));
+    app->session().playback()->toggle();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app->session().playback()->isPlaying(); }, 2000));
     EXPECT_EQ(app->shell().iconName(), u"speaker"_qs);
     // The icon's pictures are the program's own, inside it.
     for (const char *name : {"speaker", "speaker-filled", "velotte"})

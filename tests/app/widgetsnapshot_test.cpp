@@ -43,7 +43,7 @@ TEST_F(Widget, BurstOfChangesWritesOnceWithTheLaterContent)
 {
     session->loadDemo(); // room, title, artist, playing and favorites change together
     clock.advance(100ms);
-    session->skip(true);
+    session->playback()->skip(true);
     EXPECT_EQ(writer->writes(), 0);
     clock.advance(399ms);
     EXPECT_EQ(writer->writes(), 0);

@@ -1,6 +1,7 @@
 // Apple Music on the session: favorites that play items, direct queueing on
 // the coordinator, and the artist queue with its progress and cancellation.
 #include "sessionfixture.h"
+#include "session/sessionnewsport.h"
 
 #include "core/settings.h"
 #include "local/applemusicdirect.h"
@@ -108,7 +109,7 @@ struct AppleMusic : SessionTest {
         services.catalog = &catalog;
         session = std::make_unique<HouseSession>(services);
         test::await(session->bootstrap());
-        test::await(session->refreshLibrary());
+        test::await(session->library()->refreshLibrary());
         cloud.requests.clear();
     }
     int favoriteLoads() const
@@ -121,7 +122,7 @@ struct AppleMusic : SessionTest {
     void finishArtistQueue()
     {
         queue.release.fire();
-        test::await(session->artistQueueFinished());
+        test::await(session->appleMusic()->artistQueueFinished());
         test::drain();
     }
 };
@@ -130,7 +131,7 @@ struct AppleMusic : SessionTest {
 
 TEST_F(AppleMusic, QueuedDirectlyOnTheCoordinator)
 {
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     ASSERT_EQ(queue.runs.size(), 1u);
     EXPECT_EQ(queue.runs[0].host, u"127.0.0.11"_s);
     EXPECT_EQ(queue.runs[0].coordinator, u"RINCON_48A6B8C0FFEE01400"_s);
@@ -140,29 +141,29 @@ TEST_F(AppleMusic, QueuedDirectlyOnTheCoordinator)
     EXPECT_TRUE(session->noteText().isEmpty());
     EXPECT_EQ(favoriteLoads(), 0);
 
-    test::await(session->playAppleMusic(song, AppleMusicAction::replaceShuffled));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replaceShuffled));
     EXPECT_TRUE(cloud.groups.front().shuffle);
 
-    test::await(session->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
     EXPECT_EQ(queue.runs.back().action, AppleMusicAction::addAfterCurrent);
     EXPECT_EQ(session->noteText(), u"Added to the Sonos queue in Living Room + 1"_s);
 
     // A topology that names the wrong coordinator: the other member answers.
     queue.coordinatorHost = u"127.0.0.12"_s;
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(queue.runs.back().host, u"127.0.0.12"_s);
 }
 
 TEST_F(AppleMusic, ThroughASonosFavoriteWhenOnePlaysTheItem)
 {
-    const SonosFavorite favorite = session->favorites().at(1);
+    const SonosFavorite favorite = session->library()->favorites().at(1);
     links.link(song, favorite.id);
-    auto play = session->playAppleMusic(song, AppleMusicAction::replace);
+    auto play = session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace);
     test::drain();
     clock.advance(std::chrono::milliseconds(700)); // the favorite's settling wait
     test::await(std::move(play));
     EXPECT_EQ(favoriteLoads(), 1);
-    test::await(session->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
     EXPECT_EQ(favoriteLoads(), 2);
     EXPECT_EQ(session->noteText(), u"Added to the queue in Living Room + 1"_s);
     EXPECT_TRUE(queue.runs.empty());
@@ -171,16 +172,16 @@ TEST_F(AppleMusic, ThroughASonosFavoriteWhenOnePlaysTheItem)
 TEST_F(AppleMusic, Stations)
 {
     const AppleMusicIdentity station{u"ra.978194965"_s, u"Apple Music 1"_s, {}, u"station"_s};
-    test::await(session->playAppleMusic(station, AppleMusicAction::replaceShuffled));
+    test::await(session->appleMusic()->playAppleMusic(station, AppleMusicAction::replaceShuffled));
     EXPECT_EQ(session->noteText(), u"Stations play directly; they can’t be shuffled or added to the queue."_s);
-    test::await(session->playAppleMusic(station, AppleMusicAction::addAfterCurrent));
+    test::await(session->appleMusic()->playAppleMusic(station, AppleMusicAction::addAfterCurrent));
     EXPECT_EQ(session->noteText(), u"Stations play directly; they can’t be shuffled or added to the queue."_s);
-    test::await(session->playAppleMusic(station, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"This station isn’t available for direct playback here yet. Play a saved station from Apple Music on Sonos."_s);
     EXPECT_TRUE(queue.runs.empty());
 
-    links.link(station, session->favorites().at(0).id);
-    auto play = session->playAppleMusic(station, AppleMusicAction::replace);
+    links.link(station, session->library()->favorites().at(0).id);
+    auto play = session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace);
     test::drain();
     clock.advance(std::chrono::milliseconds(700));
     test::await(std::move(play));
@@ -190,26 +191,26 @@ TEST_F(AppleMusic, Stations)
 TEST_F(AppleMusic, FailuresSpeakTheirSentence)
 {
     queue.failure = AppleMusicDirect::Failure::rejected(u"1028"_s);
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"The Sonos queue changed while songs were being added. Queued music will keep playing; try the selection again to replace it."_s);
 
     queue.failure = AppleMusicDirect::Failure::network();
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"Sonos is unreachable on this local network. If a VPN is active, enable its approved local-network access. Also allow Local Network access for Velotte in Settings."_s);
     queue.failure.reset();
 
     // No speaker of the group says it coordinates.
     queue.coordinatorHost = u"127.0.0.99"_s;
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"Sonos couldn’t play this item."_s);
     queue.coordinatorHost = u"127.0.0.11"_s;
 
     cloud.addFault({"POST", QRegularExpression(u"playMode$"_s), 500, {}});
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"Sonos accepted the music, but playback settings couldn’t refresh."_s);
 
     session->signOut();
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"Connect Sonos and choose a room to play Apple Music."_s);
 }
 
@@ -217,39 +218,39 @@ TEST_F(AppleMusic, ArtistQueueFillsInTheBackground)
 {
     queue.holdAfter = 17;
     QStringList progress;
-    QObject::connect(session.get(), &HouseSession::artistQueueChanged, [&] { progress << session->artistQueueProgress(); });
-    session->playAppleMusicSongs(songs(40), false, AppleMusicAction::replace);
+    QObject::connect(session->appleMusic(), &SessionAppleMusic::artistQueueChanged, [&] { progress << session->appleMusic()->artistQueueProgress(); });
+    session->appleMusic()->playAppleMusicSongs(songs(40), false, AppleMusicAction::replace);
     test::drain();
-    EXPECT_TRUE(session->musicQueueBusy());
-    EXPECT_TRUE(session->artistQueueStarted());
-    EXPECT_EQ(session->artistQueuedCount(), 17);
+    EXPECT_TRUE(session->appleMusic()->musicQueueBusy());
+    EXPECT_TRUE(session->appleMusic()->artistQueueStarted());
+    EXPECT_EQ(session->appleMusic()->artistQueuedCount(), 17);
     EXPECT_EQ(progress, (QStringList{u"Starting on Sonos…"_s, u"Adding songs · 1 of 40"_s, u"Adding songs · 17 of 40"_s}));
 
     // Every other music request waits for it.
     const QString busy = u"Songs are still being added to the queue. Stop adding songs first."_s;
-    test::await(session->playFavorite(session->favorites().at(0)));
+    test::await(session->library()->playFavorite(session->library()->favorites().at(0)));
     EXPECT_EQ(session->noteText(), busy);
-    test::await(session->playAppleMusic(song, AppleMusicAction::replace));
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), busy);
-    session->playAppleMusicSongs(songs(3), false, AppleMusicAction::replace);
+    session->appleMusic()->playAppleMusicSongs(songs(3), false, AppleMusicAction::replace);
     EXPECT_EQ(queue.runs.size(), 1u);
     EXPECT_EQ(favoriteLoads(), 0);
 
     finishArtistQueue();
-    EXPECT_FALSE(session->musicQueueBusy());
-    EXPECT_TRUE(session->artistQueueProgress().isEmpty());
-    EXPECT_EQ(session->artistQueuedCount(), 40);
+    EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
+    EXPECT_TRUE(session->appleMusic()->artistQueueProgress().isEmpty());
+    EXPECT_EQ(session->appleMusic()->artistQueuedCount(), 40);
 }
 
 TEST_F(AppleMusic, CancellingLeavesWhatWasQueued)
 {
     queue.holdAfter = 17;
-    session->playAppleMusicSongs(songs(40), true, AppleMusicAction::replace);
+    session->appleMusic()->playAppleMusicSongs(songs(40), true, AppleMusicAction::replace);
     test::drain();
     EXPECT_EQ(queue.runs[0].action, AppleMusicAction::replaceShuffled);
-    session->cancelArtistQueue();
+    session->appleMusic()->cancelArtistQueue();
     EXPECT_TRUE(queue.lastCancel.isCancelled());
-    EXPECT_FALSE(session->musicQueueBusy());
+    EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
     EXPECT_EQ(session->noteText(), u"17 songs queued before loading stopped."_s);
     finishArtistQueue(); // the stopped run says nothing more
     EXPECT_EQ(session->noteText(), u"17 songs queued before loading stopped."_s);
@@ -257,12 +258,12 @@ TEST_F(AppleMusic, CancellingLeavesWhatWasQueued)
     // Stopped before anything was queued, by a newer command.
     queue.holdAfter = 0;
     queue.release = Wakeup();
-    session->playAppleMusicSongs(songs(5), false, AppleMusicAction::replace);
+    session->appleMusic()->playAppleMusicSongs(songs(5), false, AppleMusicAction::replace);
     test::drain();
-    EXPECT_EQ(session->artistQueueProgress(), u"Starting on Sonos…"_s);
-    EXPECT_FALSE(session->artistQueueStarted());
-    session->invalidatePlaybackCommand();
-    EXPECT_FALSE(session->musicQueueBusy());
+    EXPECT_EQ(session->appleMusic()->artistQueueProgress(), u"Starting on Sonos…"_s);
+    EXPECT_FALSE(session->appleMusic()->artistQueueStarted());
+    session->playback()->invalidatePlaybackCommand();
+    EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
     EXPECT_EQ(session->noteText(), u"Stopped adding songs. Queued music will keep playing."_s);
     finishArtistQueue();
     EXPECT_EQ(session->noteText(), u"Stopped adding songs. Queued music will keep playing."_s);
@@ -270,59 +271,60 @@ TEST_F(AppleMusic, CancellingLeavesWhatWasQueued)
 
 TEST_F(AppleMusic, ArtistQueueFailures)
 {
-    session->playAppleMusicSongs({}, false, AppleMusicAction::replace);
+    session->appleMusic()->playAppleMusicSongs({}, false, AppleMusicAction::replace);
     EXPECT_EQ(session->noteText(), u"No playable songs are available for this artist."_s);
-    EXPECT_FALSE(session->musicQueueBusy());
+    EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
 
     queue.failure = AppleMusicDirect::Failure::network();
-    session->playAppleMusicSongs(songs(20), false, AppleMusicAction::replace);
-    test::await(session->artistQueueFinished());
+    session->appleMusic()->playAppleMusicSongs(songs(20), false, AppleMusicAction::replace);
+    test::await(session->appleMusic()->artistQueueFinished());
     EXPECT_EQ(session->noteText(), u"Sonos couldn’t play these songs."_s);
 
     // After playback began, the queue's own sentence.
     queue.failure = AppleMusicDirect::Failure::rejected(u"1028"_s);
     queue.failAfter = 17;
-    session->playAppleMusicSongs(songs(40), false, AppleMusicAction::replace);
-    test::await(session->artistQueueFinished());
+    session->appleMusic()->playAppleMusicSongs(songs(40), false, AppleMusicAction::replace);
+    test::await(session->appleMusic()->artistQueueFinished());
     EXPECT_EQ(session->noteText(), u"The Sonos queue changed while songs were being added. Queued music will keep playing; try the selection again to replace it."_s);
-    EXPECT_FALSE(session->musicQueueBusy());
+    EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
 }
 
 TEST_F(AppleMusic, ArtistSongsFromTheCatalog)
 {
     catalog.songs = songs(3);
     catalog.songs.append({u"99"_s, u"A video"_s, {}, u"album"_s}); // only songs are queued
-    test::await(session->startAppleMusicSongs(u"Quartet"_s, false, AppleMusicAction::addAfterCurrent));
-    test::await(session->artistQueueFinished());
+    test::await(session->appleMusic()->startAppleMusicSongs(u"Quartet"_s, false, AppleMusicAction::addAfterCurrent));
+    test::await(session->appleMusic()->artistQueueFinished());
     ASSERT_EQ(queue.runs.size(), 1u);
     EXPECT_EQ(queue.runs[0].items.size(), 3);
     EXPECT_EQ(queue.runs[0].action, AppleMusicAction::addAfterCurrent);
     EXPECT_EQ(session->noteText(), u"Added to the Sonos queue in Living Room + 1"_s);
 
-    test::await(session->startAppleMusicSongs(u"Nobody"_s, false, AppleMusicAction::replace));
+    test::await(session->appleMusic()->startAppleMusicSongs(u"Nobody"_s, false, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"No playable songs are available for this artist."_s);
-    test::await(session->startAppleMusicSongs(u"Offline"_s, false, AppleMusicAction::replace));
+    test::await(session->appleMusic()->startAppleMusicSongs(u"Offline"_s, false, AppleMusicAction::replace));
     EXPECT_EQ(session->noteText(), u"The Apple Music catalog could not be reached. Check your internet connection."_s);
 }
 
 TEST_F(AppleMusic, PreviewRoom)
 {
     session->loadDemo();
-    const int before = int(session->demoQueue().size());
-    test::await(session->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
+    const int before = int(session->playback()->demoQueue().size());
+    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
     EXPECT_EQ(session->noteText(), u"Added to the preview room queue."_s);
-    EXPECT_EQ(session->demoQueue().size(), before + 1);
-    EXPECT_EQ(session->demoQueue().at(session->demoIndex() + 1).title, u"Blue in Green"_s);
-    session->playAppleMusicSongs(songs(4), false, AppleMusicAction::replace);
-    EXPECT_EQ(session->title(), u"Track 1"_s);
+    EXPECT_EQ(session->playback()->demoQueue().size(), before + 1);
+    EXPECT_EQ(session->playback()->demoQueue().at(session->playback()->demoIndex() + 1).title, u"Blue in Green"_s);
+    session->appleMusic()->playAppleMusicSongs(songs(4), false, AppleMusicAction::replace);
+    EXPECT_EQ(session->playback()->title(), u"Track 1"_s);
     EXPECT_TRUE(queue.runs.empty());
 }
 
 TEST_F(AppleMusic, NewsHostIsTheCoordinatorsHost)
 {
     // The kitchen follows the living room: its coordinator answers.
-    EXPECT_EQ(test::await(session->newsHost(u"RINCON_5CAAFD0BEEF201400"_s)), u"127.0.0.11"_s);
-    EXPECT_EQ(test::await(session->newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
-    EXPECT_EQ(session->newsHouseholdID(), session->householdID().value_or(QString()));
-    EXPECT_THROW(test::await(session->newsHost(u"RINCON_UNKNOWN"_s)), SpeakerUnreachable);
+    SessionNewsPort news(*session);
+    EXPECT_EQ(test::await(news.newsHost(u"RINCON_5CAAFD0BEEF201400"_s)), u"127.0.0.11"_s);
+    EXPECT_EQ(test::await(news.newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
+    EXPECT_EQ(news.newsHouseholdID(), session->householdID().value_or(QString()));
+    EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerUnreachable);
 }

@@ -30,25 +30,25 @@ struct Commands : SessionTest {
 TEST_F(Commands, ToggleIsOptimisticThenConfirmed)
 {
     transport.hold = true;
-    session->toggle();
-    EXPECT_FALSE(session->isPlaying()); // at once
-    EXPECT_TRUE(session->sendingPlaybackCommand());
+    session->playback()->toggle();
+    EXPECT_FALSE(session->playback()->isPlaying()); // at once
+    EXPECT_TRUE(session->playback()->sendingPlaybackCommand());
     transport.hold = false;
     transport.release();
     test::drain();
-    EXPECT_FALSE(session->sendingPlaybackCommand());
+    EXPECT_FALSE(session->playback()->sendingPlaybackCommand());
     EXPECT_EQ(posts(), QStringList{QStringLiteral("playback/pause {}")});
     EXPECT_EQ(cloud.groups.front().state, QStringLiteral("PLAYBACK_STATE_PAUSED"));
-    EXPECT_FALSE(session->isPlaying());
+    EXPECT_FALSE(session->playback()->isPlaying());
 }
 
 TEST_F(Commands, ASecondClickDuringACommandChangesNothing)
 {
     transport.hold = true;
-    session->toggle();
-    session->toggle();
-    session->skip(true);
-    EXPECT_FALSE(session->isPlaying());
+    session->playback()->toggle();
+    session->playback()->toggle();
+    session->playback()->skip(true);
+    EXPECT_FALSE(session->playback()->isPlaying());
     EXPECT_EQ(transport.held.size(), 1u);
     transport.hold = false;
     transport.release();
@@ -59,29 +59,29 @@ TEST_F(Commands, ASecondClickDuringACommandChangesNothing)
 TEST_F(Commands, AReadThatStartedBeforeAToggleIsDropped)
 {
     transport.hold = true;
-    auto read = session->refreshPlayback(); // cloud still says playing
+    auto read = session->playback()->refreshPlayback(); // cloud still says playing
     transport.hold = false;
-    session->toggle();
+    session->playback()->toggle();
     test::drain();
     transport.release(); // the old read's reply arrives last
     test::drain();
-    EXPECT_FALSE(session->isPlaying());
+    EXPECT_FALSE(session->playback()->isPlaying());
 }
 
 TEST_F(Commands, PreviousRestartsAfterThreeSeconds)
 {
     cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED");
     cloud.groups.front().position = 3001;
-    test::await(session->refreshPlayback());
-    session->skip(false);
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->skip(false);
     test::drain();
     EXPECT_EQ(posts().last(), QStringLiteral("playback/seek {\"positionMillis\":0}"));
 
     cloud.groups.front().position = 3000;
     cloud.groups.front().track = 0;
-    test::await(session->refreshPlayback());
-    ASSERT_EQ(session->positionMillis(), 3000);
-    session->skip(false);
+    test::await(session->playback()->refreshPlayback());
+    ASSERT_EQ(session->playback()->positionMillis(), 3000);
+    session->playback()->skip(false);
     test::drain();
     EXPECT_EQ(posts().last(), QStringLiteral("playback/skipToPreviousTrack {}"));
 }
@@ -91,10 +91,10 @@ TEST_F(Commands, UnavailableSkipsSayWhy)
     // A source that refuses both directions, read from a scripted reply.
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 200,
                     R"({"playbackState":"PLAYBACK_STATE_PLAYING","positionMillis":1000,"availablePlaybackActions":{"canSkip":false,"canSkipBack":false,"canSeek":true}})"});
-    test::await(session->refreshPlayback());
-    session->skip(true);
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->skip(true);
     EXPECT_EQ(session->noteText(), QStringLiteral("Sonos cannot skip forward for this source or queue. Choose an album or playlist in Browse."));
-    session->skip(false);
+    session->playback()->skip(false);
     EXPECT_EQ(session->noteText(), QStringLiteral("Sonos cannot go to a previous track for this source or queue."));
     EXPECT_TRUE(posts().isEmpty());
 }
@@ -102,13 +102,13 @@ TEST_F(Commands, UnavailableSkipsSayWhy)
 TEST_F(Commands, FailedSendsNameTheActionAndTheRoom)
 {
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("pause$")), 403, {}});
-    session->toggle();
+    session->playback()->toggle();
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not pause in Living Room + 1. Sonos denied this command. Check the account and music-service connection in the Sonos app."));
-    EXPECT_FALSE(session->sendingPlaybackCommand());
+    EXPECT_FALSE(session->playback()->sendingPlaybackCommand());
 
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("skipToNextTrack$")), 502, {}});
-    session->skip(true);
+    session->playback()->skip(true);
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play the next song in Living Room + 1. Sonos rejected the request (502). Try again."));
 }
@@ -116,28 +116,28 @@ TEST_F(Commands, FailedSendsNameTheActionAndTheRoom)
 TEST_F(Commands, SeekRoundsAndClamps)
 {
     cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED"); // the fake's position must not move on its own
-    test::await(session->refreshPlayback());
-    session->seek(0.5);
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->seek(0.5);
     test::drain();
     EXPECT_EQ(posts().last(), QStringLiteral("playback/seek {\"positionMillis\":150000}"));
-    session->seek(1.5);
-    EXPECT_EQ(session->positionMillis(), 300000);
-    session->seek(-0.2);
-    EXPECT_EQ(session->positionMillis(), 0);
-    session->seek(1.0 / 600000.0); // 0.5 ms rounds away from zero
-    EXPECT_EQ(session->positionMillis(), 1);
+    session->playback()->seek(1.5);
+    EXPECT_EQ(session->playback()->positionMillis(), 300000);
+    session->playback()->seek(-0.2);
+    EXPECT_EQ(session->playback()->positionMillis(), 0);
+    session->playback()->seek(1.0 / 600000.0); // 0.5 ms rounds away from zero
+    EXPECT_EQ(session->playback()->positionMillis(), 1);
     cloud.catalogue[0].durationMillis = 0;
-    test::await(session->refreshPlayback());
-    session->seek(0.7);
-    EXPECT_EQ(session->positionMillis(), 0);
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->seek(0.7);
+    EXPECT_EQ(session->playback()->positionMillis(), 0);
 }
 
 TEST_F(Commands, PlayModesSendOnlyWhatChanged)
 {
-    session->toggleShuffle();
-    EXPECT_TRUE(session->shuffle());
+    session->playback()->toggleShuffle();
+    EXPECT_TRUE(session->playback()->shuffle());
     test::drain();
-    session->toggleRepeat();
+    session->playback()->toggleRepeat();
     test::drain();
     EXPECT_EQ(posts(), (QStringList{QStringLiteral("playback/playMode {\"playModes\":{\"shuffle\":true}}"),
                                     QStringLiteral("playback/playMode {\"playModes\":{\"repeat\":true,\"repeatOne\":false}}")}));
@@ -146,31 +146,31 @@ TEST_F(Commands, PlayModesSendOnlyWhatChanged)
     // A refused write is undone by the re-read.
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("playMode$")), 500, {}});
     transport.hold = true;
-    session->toggleShuffle();
-    EXPECT_FALSE(session->shuffle());
+    session->playback()->toggleShuffle();
+    EXPECT_FALSE(session->playback()->shuffle());
     transport.hold = false;
     transport.release();
     test::drain();
-    EXPECT_TRUE(session->shuffle());
+    EXPECT_TRUE(session->playback()->shuffle());
 }
 
 TEST_F(Commands, NoRoomChosen)
 {
     make();
-    session->toggle();
+    session->playback()->toggle();
     EXPECT_EQ(session->noteText(), QStringLiteral("Choose a room."));
 }
 
 TEST_F(Commands, ClearingTheReadNoteLeavesOtherNotes)
 {
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 500, {}});
-    test::await(session->refreshPlayback());
+    test::await(session->playback()->refreshPlayback());
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("pause$")), 500, {}});
-    session->toggle();
+    session->playback()->toggle();
     test::drain();
     const QString other = session->noteText();
     EXPECT_TRUE(other.startsWith(QStringLiteral("Could not pause")));
-    session->clearPlaybackReadNote();
+    session->playback()->clearPlaybackReadNote();
     EXPECT_EQ(session->noteText(), other);
 }
 
@@ -179,16 +179,16 @@ TEST_F(Commands, LocalOperationSendsToTheCoordinatorHost)
     signIn.stored = false;
     make();
     test::await(session->bootstrap());
-    test::await(session->refreshPlayback());
-    session->toggle();
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->toggle();
     test::drain();
-    session->skip(true);
+    session->playback()->skip(true);
     test::drain();
-    session->toggleShuffle();
+    session->playback()->toggleShuffle();
     test::drain();
     EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Pause@127.0.0.11"), QStringLiteral("Next@127.0.0.11"), QStringLiteral("PlayMode 1 0")}));
     local.reachable = false;
-    session->toggle();
+    session->playback()->toggle();
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Kitchen. The speaker did not answer. Check that it is on the same Wi-Fi network."));
 }
@@ -196,21 +196,21 @@ TEST_F(Commands, LocalOperationSendsToTheCoordinatorHost)
 TEST_F(Commands, RestartAndPreviousFailuresNameTheirAction)
 {
     cloud.groups.front().position = 10000;
-    test::await(session->refreshPlayback());
+    test::await(session->playback()->refreshPlayback());
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("playback/seek$")), 500, {}});
-    session->skip(false);
+    session->playback()->skip(false);
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not restart the song in Living Room + 1. Sonos rejected the request (500). Try again."));
     cloud.groups.front().position = 0;
-    test::await(session->refreshPlayback());
+    test::await(session->playback()->refreshPlayback());
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("skipToPreviousTrack$")), 410, {}});
-    session->skip(false);
+    session->playback()->skip(false);
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play the previous song in Living Room + 1. This room or saved item is no longer available. Refresh Sonos and select it again."));
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("playback/play$")), 503, {}});
-    session->toggle(); // paused by nothing: the read says playing, so this pauses
+    session->playback()->toggle(); // paused by nothing: the read says playing, so this pauses
     test::drain();
-    session->toggle();
+    session->playback()->toggle();
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Living Room + 1. The speaker cannot reach the music service. Check its connection in the Sonos app."));
 }

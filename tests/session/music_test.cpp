@@ -30,8 +30,8 @@ struct Music : SessionTest {
         services.history = &history;
         session = std::make_unique<HouseSession>(services);
         test::await(session->bootstrap());
-        test::await(session->refreshLibrary());
-        favorites = session->favorites();
+        test::await(session->library()->refreshLibrary());
+        favorites = session->library()->favorites();
         cloud.requests.clear();
     }
     QList<QJsonObject> loads() const
@@ -49,21 +49,21 @@ struct Music : SessionTest {
 TEST_F(Music, OneFavoriteReplacesWaitsAndRecords)
 {
     ASSERT_EQ(favorites.size(), 5);
-    auto play = session->playFavorite(favorites[1]);
+    auto play = session->library()->playFavorite(favorites[1]);
     EXPECT_EQ(history.played, QStringList{QStringLiteral("7")});
     const int reads = cloudReads();
     clock.advance(699ms);
     EXPECT_EQ(cloudReads(), reads);
     clock.advance(1ms);
     EXPECT_EQ(cloudReads(), reads + 1);
-    EXPECT_EQ(session->title(), QStringLiteral("Morning Coffee"));
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Morning Coffee"));
     EXPECT_EQ(loads().first().value(QStringLiteral("action")).toString(), QStringLiteral("REPLACE"));
 }
 
 TEST_F(Music, SeveralFavoritesWithALaterFailure)
 {
     cloud.addFault({.method = "POST", .path = QRegularExpression(QStringLiteral("/favorites$")), .status = 404, .after = 1});
-    test::await(session->playFavorites({favorites[0], favorites[1], favorites[4]}, true));
+    test::await(session->library()->playFavorites({favorites[0], favorites[1], favorites[4]}, true));
     EXPECT_EQ(session->noteText(), QStringLiteral("Started 1 of 3 favorites. The remaining music could not be added."));
     const auto sent = loads();
     ASSERT_EQ(sent.size(), 2);
@@ -73,36 +73,36 @@ TEST_F(Music, SeveralFavoritesWithALaterFailure)
     EXPECT_EQ(history.played, QStringList{QStringLiteral("3")});
     EXPECT_FALSE(cloud.groups.front().shuffle); // ordered
 
-    test::await(session->playFavorites({favorites[0], favorites[4]}, false));
+    test::await(session->library()->playFavorites({favorites[0], favorites[4]}, false));
     EXPECT_TRUE(cloud.groups.front().shuffle);
 
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 403, {}});
-    test::await(session->playFavorites({favorites[0], favorites[4]}, false));
+    test::await(session->library()->playFavorites({favorites[0], favorites[4]}, false));
     EXPECT_TRUE(session->noteText().startsWith(QStringLiteral("Could not play selected music. Sonos denied this command.")));
 }
 
 TEST_F(Music, StationsPlayButAreNeverQueued)
 {
-    test::await(session->queueFavorite(favorites[2]));
+    test::await(session->library()->queueFavorite(favorites[2]));
     EXPECT_EQ(session->noteText(), QStringLiteral("Stations play directly; they can’t be added to the queue."));
     EXPECT_TRUE(loads().isEmpty());
-    test::await(session->queueFavorite(favorites[1]));
+    test::await(session->library()->queueFavorite(favorites[1]));
     EXPECT_EQ(session->noteText(), QStringLiteral("Added to the queue in Living Room + 1"));
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 500, {}});
-    test::await(session->queueFavorite(favorites[1]));
+    test::await(session->library()->queueFavorite(favorites[1]));
     EXPECT_EQ(session->noteText(), QStringLiteral("This favorite could not be added to the queue."));
-    auto play = session->playFavorite(favorites[2]);
+    auto play = session->library()->playFavorite(favorites[2]);
     EXPECT_EQ(loads().size(), 3);
 }
 
 TEST_F(Music, PlaylistsReplaceOrAppend)
 {
-    const auto playlists = session->sonosPlaylists();
+    const auto playlists = session->library()->sonosPlaylists();
     ASSERT_EQ(playlists.size(), 2);
-    test::await(session->playPlaylist(playlists[0], QStringLiteral("APPEND")));
+    test::await(session->library()->playPlaylist(playlists[0], QStringLiteral("APPEND")));
     EXPECT_EQ(session->noteText(), QStringLiteral("Playlist added to Living Room + 1"));
     transport.hold = true;
-    auto replace = session->playPlaylist(playlists[1], QStringLiteral("REPLACE"));
+    auto replace = session->library()->playPlaylist(playlists[1], QStringLiteral("REPLACE"));
     EXPECT_EQ(session->noteText(), QStringLiteral("Stopping queue…"));
     transport.hold = false;
     while (!transport.held.empty()) {
@@ -111,14 +111,14 @@ TEST_F(Music, PlaylistsReplaceOrAppend)
     }
     EXPECT_TRUE(session->noteText().isEmpty());
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("/playlists$")), 410, {}});
-    test::await(session->playPlaylist(playlists[1], QStringLiteral("REPLACE")));
+    test::await(session->library()->playPlaylist(playlists[1], QStringLiteral("REPLACE")));
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play this playlist. This room or saved item is no longer available. Refresh Sonos and select it again."));
 }
 
 TEST_F(Music, NothingStartsWithoutACloudHousehold)
 {
     session->loadDemo();
-    test::await(session->playFavorite(favorites[0]));
+    test::await(session->library()->playFavorite(favorites[0]));
     EXPECT_EQ(session->noteText(), QStringLiteral("Connect to Sonos and refresh Browse to play this favorite."));
     EXPECT_TRUE(cloud.requests.empty());
 }
@@ -126,7 +126,7 @@ TEST_F(Music, NothingStartsWithoutACloudHousehold)
 TEST_F(Music, AFavoriteThatCannotPlaySaysWhy)
 {
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 410, {}});
-    test::await(session->playFavorite(favorites[0]));
+    test::await(session->library()->playFavorite(favorites[0]));
     EXPECT_EQ(session->noteText(),
               QStringLiteral("Could not play this favorite. This room or saved item is no longer available. Refresh Sonos and select it again."));
     EXPECT_TRUE(history.played.isEmpty());

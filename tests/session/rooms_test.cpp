@@ -45,8 +45,8 @@ TEST_F(SessionTest, GroupingInTheCloudReadsBack)
 {
     test::await(session->bootstrap());
     const QString livingRoom = cloud.players[0].id, bedroom = cloud.players[2].id;
-    EXPECT_TRUE(test::await(session->groupRooms({livingRoom, bedroom})));
-    EXPECT_FALSE(session->changingRooms());
+    EXPECT_TRUE(test::await(session->rooms()->groupRooms({livingRoom, bedroom})));
+    EXPECT_FALSE(session->rooms()->changingRooms());
     const auto active = session->activeGroup();
     ASSERT_TRUE(active.has_value());
     EXPECT_EQ(active->playerIds, (QStringList{livingRoom, bedroom}));
@@ -58,15 +58,15 @@ TEST_F(SessionTest, GroupingThatTheCloudDidNotApplySaysSo)
 {
     test::await(session->bootstrap());
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 200, "{}"}); // accepted, then ignored
-    EXPECT_FALSE(test::await(session->groupRooms({cloud.players[0].id})));
+    EXPECT_FALSE(test::await(session->rooms()->groupRooms({cloud.players[0].id})));
     EXPECT_EQ(session->noteText(), QStringLiteral("Some rooms could not join. The list shows the current group; choose rooms and try again."));
 
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 500, {}});
-    EXPECT_FALSE(test::await(session->groupRooms({cloud.players[0].id})));
+    EXPECT_FALSE(test::await(session->rooms()->groupRooms({cloud.players[0].id})));
     EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not be grouped."));
     EXPECT_EQ(session->groups().size(), 3); // the refresh shows the real state
 
-    EXPECT_FALSE(test::await(session->groupRooms({})));
+    EXPECT_FALSE(test::await(session->rooms()->groupRooms({})));
     EXPECT_EQ(session->noteText(), QStringLiteral("Keep at least one room selected."));
 }
 
@@ -80,13 +80,13 @@ TEST_F(SessionTest, LocalGroupingJoinsSeparatesAndHandsOver)
     // Keep only the den: the coordinator hands over before it leaves.
     local.snapshot.groups = {{QStringLiteral("RINCON_B:2"), QStringLiteral("Den"), QStringLiteral("RINCON_B"), std::nullopt, {QStringLiteral("RINCON_B")}},
                              {QStringLiteral("RINCON_A:2"), QStringLiteral("Kitchen"), QStringLiteral("RINCON_A"), std::nullopt, {QStringLiteral("RINCON_A")}}};
-    EXPECT_TRUE(test::await(session->groupRooms({QStringLiteral("RINCON_B")})));
+    EXPECT_TRUE(test::await(session->rooms()->groupRooms({QStringLiteral("RINCON_B")})));
     EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Delegate RINCON_B@127.0.0.11"), QStringLiteral("Separate@127.0.0.11")}));
     EXPECT_EQ(session->activeGroupID(), QStringLiteral("RINCON_B:2"));
 
     local.commands.clear();
     local.snapshot.groups = {{QStringLiteral("RINCON_B:3"), QStringLiteral("Den + 1"), QStringLiteral("RINCON_B"), std::nullopt,
                               {QStringLiteral("RINCON_B"), QStringLiteral("RINCON_A")}}};
-    EXPECT_TRUE(test::await(session->groupRooms({QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")})));
+    EXPECT_TRUE(test::await(session->rooms()->groupRooms({QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")})));
     EXPECT_EQ(local.commands, QStringList{QStringLiteral("Join RINCON_B@127.0.0.11")});
 }

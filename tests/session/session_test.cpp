@@ -13,12 +13,12 @@ TEST_F(SessionTest, StartsFromTheStoredSignInAndReadsTheHousehold)
     EXPECT_EQ(session->householdName(), QStringLiteral("Home"));
     EXPECT_EQ(session->groups().size(), 3);
     EXPECT_EQ(session->activeGroupID(), living()); // the playing group
-    EXPECT_EQ(session->title(), QStringLiteral("Clair de lune"));
-    EXPECT_EQ(session->artist(), QStringLiteral("Claude Debussy"));
-    EXPECT_EQ(session->serviceName(), QStringLiteral("Apple Music"));
-    EXPECT_EQ(session->durationMillis(), 300000);
-    EXPECT_TRUE(session->isPlaying());
-    EXPECT_EQ(session->volume(), 25);
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Clair de lune"));
+    EXPECT_EQ(session->playback()->artist(), QStringLiteral("Claude Debussy"));
+    EXPECT_EQ(session->playback()->serviceName(), QStringLiteral("Apple Music"));
+    EXPECT_EQ(session->playback()->durationMillis(), 300000);
+    EXPECT_TRUE(session->playback()->isPlaying());
+    EXPECT_EQ(session->sound()->volume(), 25);
     EXPECT_EQ(local.discovers, 0);
 }
 
@@ -99,7 +99,7 @@ TEST_F(SessionTest, VanishedActiveGroupGivesWayToAPlayingOne)
     const QString playing = living();
     session->choose(bedroom);
     test::drain();
-    EXPECT_EQ(session->title(), QStringLiteral("Gymnopédie No. 1"));
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Gymnopédie No. 1"));
     cloud.groups.erase(cloud.groups.begin() + 1);
     std::swap(cloud.groups[0], cloud.groups[1]); // the playing group is no longer first
     test::await(session->refresh());
@@ -145,7 +145,7 @@ TEST_F(SessionTest, LocalLoopReadsEveryThirdTick)
     EXPECT_EQ(local.reads, start + 1);
     ticks(6);
     EXPECT_EQ(local.reads, start + 3);
-    EXPECT_EQ(session->title(), QStringLiteral("Salt & Pepper"));
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Salt & Pepper"));
 }
 
 TEST_F(SessionTest, HiddenPanelReadsNothing)
@@ -168,11 +168,11 @@ TEST_F(SessionTest, PositionAdvancesBetweenReadsAndStopsAtTheEnd)
     test::await(session->bootstrap());
     session->setPollingEnabled(true);
     test::drain();
-    const qint64 start = session->positionMillis();
+    const qint64 start = session->playback()->positionMillis();
     ticks(4);
-    EXPECT_EQ(session->positionMillis(), start + 2000);
+    EXPECT_EQ(session->playback()->positionMillis(), start + 2000);
     ticks(1000); // far past the end of the track
-    EXPECT_LE(session->positionMillis(), session->durationMillis());
+    EXPECT_LE(session->playback()->positionMillis(), session->playback()->durationMillis());
 }
 
 TEST_F(SessionTest, StreamsWithoutDurationGrowWithoutBoundAndPausedReadingsFreeze)
@@ -181,24 +181,24 @@ TEST_F(SessionTest, StreamsWithoutDurationGrowWithoutBoundAndPausedReadingsFreez
     test::await(session->bootstrap());
     session->setPollingEnabled(true);
     test::drain();
-    const qint64 start = session->positionMillis();
+    const qint64 start = session->playback()->positionMillis();
     ticks(14);
-    EXPECT_EQ(session->positionMillis(), start + 7000);
+    EXPECT_EQ(session->playback()->positionMillis(), start + 7000);
 
     // A reading of a paused speaker freezes the shown position even if the
     // session still shows playing.
     cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED");
-    test::await(session->refreshPlayback());
-    EXPECT_FALSE(session->isPlaying());
+    test::await(session->playback()->refreshPlayback());
+    EXPECT_FALSE(session->playback()->isPlaying());
 }
 
 TEST_F(SessionTest, PlaybackReadFailureAndItsClearing)
 {
     test::await(session->bootstrap());
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 503, {}});
-    test::await(session->refreshPlayback());
+    test::await(session->playback()->refreshPlayback());
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room."));
-    test::await(session->refreshPlayback());
+    test::await(session->playback()->refreshPlayback());
     EXPECT_TRUE(session->noteText().isEmpty());
 }
 
@@ -207,7 +207,7 @@ TEST_F(SessionTest, LocalReadFailureHasItsOwnSentence)
     signIn.stored = false;
     test::await(session->bootstrap());
     local.reachable = false;
-    test::await(session->refreshPlayback());
+    test::await(session->playback()->refreshPlayback());
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room. Check that your speakers are on the same Wi-Fi network."));
 }
 
@@ -219,7 +219,7 @@ TEST_F(SessionTest, SignOutForgetsEverything)
     EXPECT_EQ(session->phase(), Phase::signedOut);
     EXPECT_TRUE(session->groups().isEmpty());
     EXPECT_FALSE(session->activeGroupID().has_value());
-    EXPECT_TRUE(session->title().isEmpty());
+    EXPECT_TRUE(session->playback()->title().isEmpty());
     EXPECT_EQ(signIn.signOuts, 1);
     const int before = cloudReads();
     ticks(40);
@@ -248,22 +248,22 @@ TEST_F(SessionTest, DemoAdvancesByTheTickAndSkipsAtTheEnd)
     EXPECT_EQ(session->phase(), Phase::ready);
     EXPECT_EQ(session->householdID(), QStringLiteral("demo"));
     EXPECT_EQ(session->groups().size(), 2);
-    EXPECT_EQ(session->volume(), 28);
-    EXPECT_EQ(session->title(), QStringLiteral("Gymnopédie No. 1"));
-    EXPECT_EQ(session->positionMillis(), 48000);
+    EXPECT_EQ(session->sound()->volume(), 28);
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Gymnopédie No. 1"));
+    EXPECT_EQ(session->playback()->positionMillis(), 48000);
     ticks(3);
-    EXPECT_EQ(session->positionMillis(), 49500);
+    EXPECT_EQ(session->playback()->positionMillis(), 49500);
     ticks((205000 - 49500) / 500);
-    EXPECT_EQ(session->title(), QStringLiteral("Clair de lune"));
-    EXPECT_EQ(session->demoIndex(), 1);
-    session->skip(false);
-    session->skip(false);
-    EXPECT_EQ(session->demoIndex(), 2); // wraps
-    session->toggle();
-    EXPECT_FALSE(session->isPlaying());
-    const qint64 paused = session->positionMillis();
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Clair de lune"));
+    EXPECT_EQ(session->playback()->demoIndex(), 1);
+    session->playback()->skip(false);
+    session->playback()->skip(false);
+    EXPECT_EQ(session->playback()->demoIndex(), 2); // wraps
+    session->playback()->toggle();
+    EXPECT_FALSE(session->playback()->isPlaying());
+    const qint64 paused = session->playback()->positionMillis();
     ticks(10);
-    EXPECT_EQ(session->positionMillis(), paused);
+    EXPECT_EQ(session->playback()->positionMillis(), paused);
     EXPECT_TRUE(cloud.requests.empty());
     session->leavePreview();
     EXPECT_FALSE(session->demo());

@@ -134,9 +134,9 @@ TEST_F(Soak, ADayInTheCloud)
     const auto [early, late] = day([this] {
         // Someone uses the controller now and then.
         if (draw(0.05))
-            session->toggle();
+            session->playback()->toggle();
         if (draw(0.02))
-            session->skip(true);
+            session->playback()->skip(true);
         test::drain(2);
     });
     EXPECT_GT(faults, 100);
@@ -165,9 +165,9 @@ TEST_F(Soak, ADayOnTheLocalNetwork)
         refused = !local.reachable && draw(0.3);
         local.now.positionMillis = std::uniform_int_distribution<int>(0, 200000)(random);
         if (draw(0.05))
-            session->toggle();
+            session->playback()->toggle();
         if (draw(0.02))
-            session->setPlayerVolume(u"RINCON_A"_s, 0.3);
+            session->sound()->setPlayerVolume(u"RINCON_A"_s, 0.3);
         test::drain(2);
     });
     EXPECT_GT(local.reads, 20000);

@@ -31,17 +31,17 @@ struct Sound : SessionTest {
 TEST_F(Sound, RoomSliderIsDebouncedAndClamped)
 {
     for (int i = 0; i < 20; ++i) {
-        session->setPlayerVolume(kitchen(), 30 + i);
+        session->sound()->setPlayerVolume(kitchen(), 30 + i);
         clock.advance(15ms);
     }
     EXPECT_TRUE(posts(QStringLiteral("playerVolume")).isEmpty());
     clock.advance(400ms);
     EXPECT_EQ(posts(QStringLiteral("playerVolume")), QStringList{QStringLiteral("{\"volume\":49}")});
 
-    session->setPlayerVolume(kitchen(), 104);
-    EXPECT_EQ(session->playerVolumes().value(kitchen()), 100);
+    session->sound()->setPlayerVolume(kitchen(), 104);
+    EXPECT_EQ(session->sound()->playerVolumes().value(kitchen()), 100);
     clock.advance(500ms);
-    session->setPlayerVolume(kitchen(), -3);
+    session->sound()->setPlayerVolume(kitchen(), -3);
     clock.advance(500ms);
     EXPECT_EQ(posts(QStringLiteral("playerVolume")).mid(1), (QStringList{QStringLiteral("{\"volume\":100}"), QStringLiteral("{\"volume\":0}")}));
     test::await(session->settle());
@@ -49,14 +49,14 @@ TEST_F(Sound, RoomSliderIsDebouncedAndClamped)
 
 TEST_F(Sound, FixedRoomMovesButSendsNothing)
 {
-    test::await(session->refreshRoomControls());
+    test::await(session->sound()->refreshRoomControls());
     session->choose(cloud.groups[2].id); // the office: a fixed-volume room
     test::drain();
-    test::await(session->refreshRoomControls());
+    test::await(session->sound()->refreshRoomControls());
     const QString office = cloud.players[3].id;
-    ASSERT_TRUE(session->playerFixed().value(office));
-    session->setPlayerVolume(office, 70);
-    EXPECT_EQ(session->playerVolumes().value(office), 70);
+    ASSERT_TRUE(session->sound()->playerFixed().value(office));
+    session->sound()->setPlayerVolume(office, 70);
+    EXPECT_EQ(session->sound()->playerVolumes().value(office), 70);
     clock.advance(1s);
     EXPECT_TRUE(posts(QStringLiteral("playerVolume")).isEmpty());
 }
@@ -64,7 +64,7 @@ TEST_F(Sound, FixedRoomMovesButSendsNothing)
 TEST_F(Sound, RoomVolumeFailureSentences)
 {
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
-    session->setPlayerVolume(kitchen(), 10);
+    session->sound()->setPlayerVolume(kitchen(), 10);
     clock.advance(400ms);
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume."));
 
@@ -72,22 +72,22 @@ TEST_F(Sound, RoomVolumeFailureSentences)
     make();
     test::await(session->bootstrap());
     local.reachable = false;
-    session->setPlayerVolume(QStringLiteral("RINCON_A"), 10);
+    session->sound()->setPlayerVolume(QStringLiteral("RINCON_A"), 10);
     clock.advance(400ms);
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume. Check the speaker’s Wi-Fi connection."));
 }
 
 TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
 {
-    session->setVolume(37.5);
-    session->commitGroupVolume();
+    session->sound()->setVolume(37.5);
+    session->sound()->commitGroupVolume();
     test::drain();
     EXPECT_EQ(posts(QStringLiteral("groupVolume")), QStringList{QStringLiteral("{\"volume\":38}")});
 
     transport.hold = true;
-    auto grouping = session->groupRooms({cloud.players[0].id});
-    session->setVolume(50);
-    session->commitGroupVolume(); // released while rooms change: nothing goes out
+    auto grouping = session->rooms()->groupRooms({cloud.players[0].id});
+    session->sound()->setVolume(50);
+    session->sound()->commitGroupVolume(); // released while rooms change: nothing goes out
     transport.hold = false;
     while (!transport.held.empty()) {
         transport.release();
@@ -96,7 +96,7 @@ TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
     EXPECT_EQ(posts(QStringLiteral("groupVolume")).size(), 1);
 
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("groupVolume$")), 500, {}});
-    session->commitGroupVolume();
+    session->sound()->commitGroupVolume();
     test::drain();
     EXPECT_TRUE(session->noteText().startsWith(QStringLiteral("Could not change the volume in Living Room")));
     EXPECT_TRUE(session->noteText().endsWith(QStringLiteral(". Try again.")));
@@ -109,50 +109,50 @@ TEST_F(Sound, LocalGroupVolumeGoesToEveryMember)
                               {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
     make();
     test::await(session->bootstrap());
-    session->setVolume(41.4);
-    session->commitGroupVolume();
+    session->sound()->setVolume(41.4);
+    session->sound()->commitGroupVolume();
     test::drain();
     EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Volume 41@127.0.0.11"), QStringLiteral("Volume 41@127.0.0.12")}));
 }
 
 TEST_F(Sound, MuteFlipsAtOnceAndFailsBack)
 {
-    EXPECT_EQ(session->conversationHelp(), QStringLiteral("Click for Conversation. Hold to mute."));
+    EXPECT_EQ(session->sound()->conversationHelp(), QStringLiteral("Click for Conversation. Hold to mute."));
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("mute$")), 500, {}});
-    session->toggleMute();
+    session->sound()->toggleMute();
     test::drain();
-    EXPECT_FALSE(session->muted());
+    EXPECT_FALSE(session->sound()->muted());
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not mute Living Room + 1. Try again."));
-    session->toggleMute();
-    EXPECT_TRUE(session->muted());
+    session->sound()->toggleMute();
+    EXPECT_TRUE(session->sound()->muted());
     test::drain();
     EXPECT_EQ(posts(QStringLiteral("mute")).last(), QStringLiteral("{\"muted\":true}"));
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("mute$")), 500, {}});
-    session->toggleMute();
+    session->sound()->toggleMute();
     test::drain();
-    EXPECT_TRUE(session->muted());
+    EXPECT_TRUE(session->sound()->muted());
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not unmute Living Room + 1. Try again."));
-    EXPECT_EQ(session->conversationHelp(), QStringLiteral("Hold to unmute. Click for Conversation."));
+    EXPECT_EQ(session->sound()->conversationHelp(), QStringLiteral("Hold to unmute. Click for Conversation."));
 }
 
 TEST_F(Sound, BassIsFoundLocallyEvenInTheCloudAndDebounced)
 {
-    test::await(session->refreshBassControl());
-    ASSERT_TRUE(session->canAdjustBass()); // from the player's secure web-socket address
-    EXPECT_EQ(session->bass(), 0.5);
-    session->setBass(0.52);
-    EXPECT_EQ(session->bass(), 0.5);
-    session->setBass(0.9);
-    session->setBass(0.0);
-    EXPECT_EQ(session->bass(), 0.0);
+    test::await(session->sound()->refreshBassControl());
+    ASSERT_TRUE(session->sound()->canAdjustBass()); // from the player's secure web-socket address
+    EXPECT_EQ(session->sound()->bass(), 0.5);
+    session->sound()->setBass(0.52);
+    EXPECT_EQ(session->sound()->bass(), 0.5);
+    session->sound()->setBass(0.9);
+    session->sound()->setBass(0.0);
+    EXPECT_EQ(session->sound()->bass(), 0.0);
     clock.advance(300ms);
     EXPECT_EQ(local.commands, QStringList{QStringLiteral("Bass -10@127.0.0.11")});
 
     local.reachable = false;
-    session->setBass(0.75);
+    session->sound()->setBass(0.75);
     clock.advance(300ms);
-    EXPECT_EQ(session->bass(), 0.0); // back to what the speaker confirmed
-    EXPECT_EQ(session->bassNoteText(), QStringLiteral("Bass could not be changed. Check the speaker’s connection and retry."));
+    EXPECT_EQ(session->sound()->bass(), 0.0); // back to what the speaker confirmed
+    EXPECT_EQ(session->sound()->bassNoteText(), QStringLiteral("Bass could not be changed. Check the speaker’s connection and retry."));
     EXPECT_TRUE(session->noteText().isEmpty()); // the bass has its own note
 }
 
@@ -161,58 +161,58 @@ TEST_F(Sound, BassWithoutAHostExplainsWhatToDo)
     for (auto &p : cloud.players)
         p.host = QStringLiteral("[::1"); // no usable address
     test::await(session->refresh());
-    test::await(session->refreshBassControl());
-    EXPECT_FALSE(session->canAdjustBass());
-    EXPECT_EQ(session->bassNoteText(), QStringLiteral("Connect this device and your Sonos speaker to the same Wi-Fi, then retry."));
+    test::await(session->sound()->refreshBassControl());
+    EXPECT_FALSE(session->sound()->canAdjustBass());
+    EXPECT_EQ(session->sound()->bassNoteText(), QStringLiteral("Connect this device and your Sonos speaker to the same Wi-Fi, then retry."));
 
     local.bonjour.insert(cloud.players[0].id, QStringLiteral("127.0.0.21"));
-    test::await(session->refreshBassControl());
-    EXPECT_TRUE(session->canAdjustBass());
+    test::await(session->sound()->refreshBassControl());
+    EXPECT_TRUE(session->sound()->canAdjustBass());
 }
 
 TEST_F(Sound, ConversationLowersKeepsOrRestores)
 {
-    session->setVolume(30);
-    test::await(session->toggleConversation());
-    EXPECT_EQ(session->volume(), 12);
-    EXPECT_TRUE(session->conversationOn());
-    session->setVolume(20);
-    test::await(session->toggleConversation());
-    EXPECT_EQ(session->volume(), 20);
+    session->sound()->setVolume(30);
+    test::await(session->sound()->toggleConversation());
+    EXPECT_EQ(session->sound()->volume(), 12);
+    EXPECT_TRUE(session->sound()->conversationOn());
+    session->sound()->setVolume(20);
+    test::await(session->sound()->toggleConversation());
+    EXPECT_EQ(session->sound()->volume(), 20);
     EXPECT_EQ(session->noteText(), QStringLiteral("Keeping your new volume."));
 
-    session->setVolume(30);
-    test::await(session->toggleConversation());
-    session->setVolume(12.8);
-    test::await(session->toggleConversation());
-    EXPECT_EQ(session->volume(), 30);
+    session->sound()->setVolume(30);
+    test::await(session->sound()->toggleConversation());
+    session->sound()->setVolume(12.8);
+    test::await(session->sound()->toggleConversation());
+    EXPECT_EQ(session->sound()->volume(), 30);
     EXPECT_EQ(posts(QStringLiteral("groupVolume")), (QStringList{QStringLiteral("{\"volume\":12}"), QStringLiteral("{\"volume\":12}"), QStringLiteral("{\"volume\":30}")}));
 
-    session->setVolume(8);
+    session->sound()->setVolume(8);
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("groupVolume$")), 500, {}});
-    test::await(session->toggleConversation());
-    EXPECT_EQ(session->volume(), 8); // already quiet: kept
+    test::await(session->sound()->toggleConversation());
+    EXPECT_EQ(session->sound()->volume(), 8); // already quiet: kept
     EXPECT_EQ(session->noteText(), QStringLiteral("Room volume could not change. Try again."));
 }
 
 TEST_F(Sound, SeveralRoomsAtOnceAreConfirmed)
 {
     const QString livingRoom = cloud.players[0].id;
-    EXPECT_TRUE(test::await(session->setRoomVolume({{livingRoom, 44}, {kitchen(), 18}}, cloud.groups.front().id)));
-    EXPECT_EQ(session->playerVolumes().value(kitchen()), 18);
+    EXPECT_TRUE(test::await(session->sound()->setRoomVolume({{livingRoom, 44}, {kitchen(), 18}}, cloud.groups.front().id)));
+    EXPECT_EQ(session->sound()->playerVolumes().value(kitchen()), 18);
     // A room that refuses keeps its old volume and the read-back says so.
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("players/.*/playerVolume$")), 200, "{}", {}, 1, 0});
-    EXPECT_FALSE(test::await(session->setRoomVolume({{kitchen(), 5}}, cloud.groups.front().id)));
+    EXPECT_FALSE(test::await(session->sound()->setRoomVolume({{kitchen(), 5}}, cloud.groups.front().id)));
     EXPECT_EQ(session->noteText(), QStringLiteral("Volume could not change in every speaker. Refresh the room before trying again."));
 }
 
 TEST_F(Sound, RoomControlsAndBassReportUnreachableSpeakers)
 {
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
-    test::await(session->refreshRoomControls());
+    test::await(session->sound()->refreshRoomControls());
     EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not refresh."));
 
     local.reachable = false; // the speaker's address is known but nothing answers
-    test::await(session->refreshBassControl());
-    EXPECT_EQ(session->bassNoteText(), QStringLiteral("Could not connect to Sonos."));
+    test::await(session->sound()->refreshBassControl());
+    EXPECT_EQ(session->sound()->bassNoteText(), QStringLiteral("Could not connect to Sonos."));
 }

@@ -35,7 +35,7 @@ Rectangle {
             Pill {
                 visible: controller.canSignIn && session.phase === 1 && !session.guest && !session.demo
                 text: "Sign out"
-                onClicked: { controller.signOut(); sheet.closed() }
+                onClicked: { session.signOut(); sheet.closed() }
             }
             Pill {
                 visible: !session.guest && !session.demo

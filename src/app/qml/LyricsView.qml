@@ -6,7 +6,7 @@ Item {
     id: root
     readonly property var notes: controller.notes
     readonly property var lines: controller.lyricLines
-    readonly property int current: Logic.currentLine(lines, session.positionMillis)
+    readonly property int current: Logic.currentLine(lines, session.playback.positionMillis)
     // Names of the notes' lyric states, in their order.
     readonly property var states: ["idle", "loading", "available", "unavailable", "instrumental", "failed", "serviceBusy"]
     readonly property string state: notes ? states[notes.lyricsState] : "none"

@@ -301,16 +301,16 @@ Item {
                     spacing: 6
                     Pill {
                         text: "Play artist"
-                        enabled: catalogQuery.text.trim() !== "" && !session.musicQueueBusy
+                        enabled: catalogQuery.text.trim() !== "" && !session.appleMusic.musicQueueBusy
                         onClicked: root.pane.queueArtist(catalogQuery.text, false)
                     }
                     Pill {
                         text: "Shuffle artist"
-                        enabled: catalogQuery.text.trim() !== "" && !session.musicQueueBusy
+                        enabled: catalogQuery.text.trim() !== "" && !session.appleMusic.musicQueueBusy
                         onClicked: root.pane.queueArtist(catalogQuery.text, true)
                     }
                     Pill {
-                        visible: session.musicQueueBusy
+                        visible: session.appleMusic.musicQueueBusy
                         text: "Stop adding"
                         onClicked: root.pane.cancelQueue()
                     }
@@ -318,7 +318,7 @@ Item {
                 Text {
                     width: parent.width
                     visible: text !== ""
-                    text: root.pane.searching ? "Searching…" : (session.artistQueueProgress !== "" ? session.artistQueueProgress : root.pane.searchNote)
+                    text: root.pane.searching ? "Searching…" : (session.appleMusic.artistQueueProgress !== "" ? session.appleMusic.artistQueueProgress : root.pane.searchNote)
                     color: Theme.dim
                     font.pixelSize: 12
                     wrapMode: Text.WordWrap
@@ -327,7 +327,7 @@ Item {
             Text {
                 anchors.centerIn: parent
                 width: parent.width - 2 * Theme.gap
-                visible: root.pane.results.length === 0 && !root.pane.searching && root.pane.searchNote === "" && !session.musicQueueBusy
+                visible: root.pane.results.length === 0 && !root.pane.searching && root.pane.searchNote === "" && !session.appleMusic.musicQueueBusy
                 text: "Search the Apple Music catalog, or fill the queue with an artist's songs."
                 color: Theme.faint
                 font.pixelSize: 13

@@ -33,13 +33,13 @@ Item {
                 width: 96; height: 96; radius: 48
                 anchors.centerIn: parent
                 color: "#181b22"
-                border.color: session.isPlaying ? Theme.accent : "#3b4050"
+                border.color: session.playback.isPlaying ? Theme.accent : "#3b4050"
                 border.width: 3
                 Behavior on border.color { ColorAnimation { duration: 400 } }
                 Rectangle {
                     width: 30; height: 30; radius: 15
                     anchors.centerIn: parent
-                    color: session.isPlaying ? Theme.accent : "#3b4050"
+                    color: session.playback.isPlaying ? Theme.accent : "#3b4050"
                     Behavior on color { ColorAnimation { duration: 400 } }
                 }
             }
@@ -59,7 +59,7 @@ Item {
             Text {
                 objectName: "title"
                 width: parent.width
-                text: session.title !== "" ? session.title : "Nothing playing"
+                text: session.playback.title !== "" ? session.playback.title : "Nothing playing"
                 color: Theme.text
                 font.pixelSize: 18
                 font.weight: Font.DemiBold
@@ -68,7 +68,7 @@ Item {
             }
             Text {
                 width: parent.width
-                text: session.artist
+                text: session.playback.artist
                 visible: text !== ""
                 color: Theme.dim
                 font.pixelSize: 14
@@ -78,7 +78,7 @@ Item {
             Text {
                 width: parent.width
                 readonly property string album: controller.notes ? controller.notes.album : ""
-                text: [album, session.serviceName].filter(function (t) { return t !== "" }).join(" · ")
+                text: [album, session.playback.serviceName].filter(function (t) { return t !== "" }).join(" · ")
                 visible: text !== ""
                 color: Theme.faint
                 font.pixelSize: 12
@@ -89,10 +89,10 @@ Item {
 
         SeekBar {
             width: parent.width
-            position: session.positionMillis
-            duration: session.durationMillis
-            enabled: session.canSeek && !session.sendingPlaybackCommand
-            onSeekRequested: function (fraction) { controller.seek(fraction) }
+            position: session.playback.positionMillis
+            duration: session.playback.durationMillis
+            enabled: session.playback.canSeek && !session.playback.sendingPlaybackCommand
+            onSeekRequested: function (fraction) { session.playback.seek(fraction) }
         }
 
         Row {
@@ -100,43 +100,43 @@ Item {
             spacing: 14
             IconButton {
                 icon: "shuffle"; size: 38; iconSize: 18
-                on: session.shuffle
+                on: session.playback.shuffle
                 tip: "Shuffle"
                 anchors.verticalCenter: parent.verticalCenter
-                enabled: !session.sendingPlaybackCommand
-                onClicked: controller.toggleShuffle()
+                enabled: !session.playback.sendingPlaybackCommand
+                onClicked: session.playback.toggleShuffle()
             }
             IconButton {
                 icon: "previous"; size: 44; iconSize: 22
                 tip: "Previous"
                 anchors.verticalCenter: parent.verticalCenter
-                enabled: session.canSkipBack && !session.sendingPlaybackCommand
-                onClicked: controller.skip(false)
+                enabled: session.playback.canSkipBack && !session.playback.sendingPlaybackCommand
+                onClicked: session.playback.skip(false)
             }
             IconButton {
                 objectName: "playPause"
-                icon: session.isPlaying ? "pause" : "play"
+                icon: session.playback.isPlaying ? "pause" : "play"
                 size: 60; iconSize: 26
                 filled: true
-                tip: session.isPlaying ? "Pause" : "Play"
+                tip: session.playback.isPlaying ? "Pause" : "Play"
                 anchors.verticalCenter: parent.verticalCenter
-                enabled: session.title !== "" && !session.sendingPlaybackCommand
-                onClicked: controller.togglePlayback()
+                enabled: session.playback.title !== "" && !session.playback.sendingPlaybackCommand
+                onClicked: session.playback.toggle()
             }
             IconButton {
                 icon: "next"; size: 44; iconSize: 22
                 tip: "Next"
                 anchors.verticalCenter: parent.verticalCenter
-                enabled: session.canSkip && !session.sendingPlaybackCommand
-                onClicked: controller.skip(true)
+                enabled: session.playback.canSkip && !session.playback.sendingPlaybackCommand
+                onClicked: session.playback.skip(true)
             }
             IconButton {
                 icon: "repeat"; size: 38; iconSize: 18
-                on: session.repeats
+                on: session.playback.repeats
                 tip: "Repeat"
                 anchors.verticalCenter: parent.verticalCenter
-                enabled: !session.sendingPlaybackCommand
-                onClicked: controller.toggleRepeat()
+                enabled: !session.playback.sendingPlaybackCommand
+                onClicked: session.playback.toggleRepeat()
             }
         }
     }

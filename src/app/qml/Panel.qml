@@ -48,7 +48,7 @@ Item {
             x: -parent.width * 0.25
             y: -height * 0.55
             sourceSize: Qt.size(256, 256)
-            opacity: session.isPlaying ? 0.9 : 0.3
+            opacity: session.playback.isPlaying ? 0.9 : 0.3
             Behavior on opacity { NumberAnimation { duration: reducedMotion ? 0 : 900; easing.type: Easing.InOutQuad } }
         }
 

@@ -27,7 +27,10 @@ Flickable {
     Connections {
         target: session
         function onActiveGroupIDChanged() { root.resetSelection() }
-        function onChangingRoomsChanged() { if (!session.changingRooms) root.resetSelection() }
+    }
+    Connections {
+        target: session.rooms
+        function onChangingRoomsChanged() { if (!session.rooms.changingRooms) root.resetSelection() }
     }
     Component.onCompleted: resetSelection()
 
@@ -87,8 +90,8 @@ Flickable {
                     id: tap
                     anchors.fill: parent
                     hoverEnabled: true
-                    enabled: !session.changingRooms
-                    onClicked: controller.choose(groupId)
+                    enabled: !session.rooms.changingRooms
+                    onClicked: session.choose(groupId)
                 }
             }
         }
@@ -144,7 +147,7 @@ Flickable {
                     id: check
                     anchors.fill: parent
                     hoverEnabled: true
-                    enabled: !session.changingRooms
+                    enabled: !session.rooms.changingRooms
                     onClicked: {
                         var r = Logic.toggleRoom(root.selected, playerId)
                         root.selected = r.selected
@@ -165,8 +168,8 @@ Flickable {
         Pill {
             visible: players.count > 1
             anchors.right: parent.right
-            text: session.changingRooms ? "Grouping…" : "Apply"
-            enabled: !session.changingRooms && !Logic.sameRooms(root.selected, root.currentMembers())
+            text: session.rooms.changingRooms ? "Grouping…" : "Apply"
+            enabled: !session.rooms.changingRooms && !Logic.sameRooms(root.selected, root.currentMembers())
             onClicked: controller.groupRooms(root.selected)
         }
     }

@@ -19,19 +19,19 @@ Flickable {
         VolumeDial {
             objectName: "dial"
             anchors.horizontalCenter: parent.horizontalCenter
-            volume: session.volume
-            muted: session.muted
-            fixed: session.volumeFixed
-            onBegan: controller.beginGroupVolume()
-            onMoved: function (v) { controller.setGroupVolume(v) }
-            onCommitted: controller.commitGroupVolume()
+            volume: session.sound.volume
+            muted: session.sound.muted
+            fixed: session.sound.volumeFixed
+            onBegan: session.sound.beginAdjustingGroupVolume()
+            onMoved: function (v) { session.sound.volume = Math.max(0, Math.min(100, v)) }
+            onCommitted: session.sound.commitGroupVolume()
             onClicked: controller.toggleConversation()
-            onHeld: controller.toggleMute()
+            onHeld: session.sound.toggleMute()
         }
         Text {
             objectName: "dialHelp"
             width: parent.width
-            text: session.conversationHelp
+            text: session.sound.conversationHelp
             color: Theme.faint
             font.pixelSize: 11
             horizontalAlignment: Text.AlignHCenter
@@ -40,13 +40,13 @@ Flickable {
             anchors.horizontalCenter: parent.horizontalCenter
             spacing: 10
             Pill {
-                text: session.muted ? "Unmute" : "Mute"
-                active: session.muted
-                onClicked: controller.toggleMute()
+                text: session.sound.muted ? "Unmute" : "Mute"
+                active: session.sound.muted
+                onClicked: session.sound.toggleMute()
             }
             Pill {
                 text: "Conversation"
-                active: session.conversationOn
+                active: session.sound.conversationOn
                 onClicked: controller.toggleConversation()
             }
         }
@@ -85,7 +85,7 @@ Flickable {
                     width: parent.width
                     from: 0; to: 100
                     value: volume
-                    onMoved: controller.setPlayerVolume(playerId, value)
+                    onMoved: session.sound.setPlayerVolume(playerId, value)
                 }
             }
         }
@@ -94,15 +94,15 @@ Flickable {
         LevelSlider {
             width: parent.width
             from: 0; to: 1
-            value: session.bass
-            enabled: session.canAdjustBass
-            onMoved: controller.setBass(value)
+            value: session.sound.bass
+            enabled: session.sound.canAdjustBass
+            onMoved: session.sound.setBass(value)
         }
         Text {
             width: parent.width
-            text: session.findingBass ? "Finding the speaker…" : (session.bassNote !== "" ? session.bassNote : (session.canAdjustBass ? "Level " + Math.round(session.bass * 20 - 10) : ""))
+            text: session.sound.findingBass ? "Finding the speaker…" : (session.sound.bassNote !== "" ? session.sound.bassNote : (session.sound.canAdjustBass ? "Level " + Math.round(session.sound.bass * 20 - 10) : ""))
             visible: text !== ""
-            color: session.bassNote !== "" ? Theme.danger : Theme.faint
+            color: session.sound.bassNote !== "" ? Theme.danger : Theme.faint
             font.pixelSize: 11
             wrapMode: Text.WordWrap
         }

@@ -1,0 +1,36 @@
+#include "sessionnewsport.h"
+
+#include "housesession.h"
+
+namespace velotte {
+
+QString SessionNewsPort::newsHouseholdID() const
+{
+    if (const auto id = m_session.householdID())
+        return *id;
+    return m_session.guest() ? QStringLiteral("local") : QString();
+}
+
+QCoro::Task<QString> SessionNewsPort::newsHost(QString playerID)
+{
+    QString coordinator = playerID;
+    for (const SonosGroup &g : m_session.groups()) {
+        if (g.playerIds.contains(playerID))
+            coordinator = g.coordinatorId;
+    }
+    std::optional<QString> host = co_await m_session.playerHost(coordinator);
+    if (!host && coordinator != playerID)
+        host = co_await m_session.playerHost(playerID);
+    if (!host)
+        throw SpeakerUnreachable();
+    co_return *host;
+}
+
+bool SessionNewsPort::musicBusy() const
+{
+    return m_session.playback()->sendingPlaybackCommand() || m_session.appleMusic()->musicQueueBusy() || m_session.rooms()->choosingRoom();
+}
+
+void SessionNewsPort::setSendingPlaybackCommand(bool sending) { m_session.playback()->setSendingPlaybackCommand(sending); }
+
+} // namespace velotte
