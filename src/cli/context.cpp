@@ -33,8 +33,8 @@ QCoro::Task<bool> Context::readLibrary()
     if (s.demo())
         co_return true;
     co_await s.library()->refreshLibrary();
-    if (!s.noteText().isEmpty()) {
-        fail();
+    if (const auto note = s.library()->libraryNote()) {
+        m_err << *note << Qt::endl;
         co_return false;
     }
     co_return true;

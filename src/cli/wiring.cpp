@@ -37,6 +37,7 @@ HouseSession::Services Wiring::services()
     s.followers.push_back(d->browse.get());
     s.followers.push_back(d->picks.get());
     s.history = d->browse.get();
+    s.readsLibrary = false; // the commands that show favorites read them
     return s;
 }
 

@@ -3,6 +3,7 @@
 #include "localports.h"
 #include "pending.h"
 
+#include "cloud/sonosclient.h"
 #include "core/logging.h"
 
 namespace velotte {
@@ -14,6 +15,13 @@ HouseSession::HouseSession(Services services, QObject *parent)
 {
     if (m_services.api && m_services.local == nullptr)
         qCDebug(lcSession) << "session without local network access";
+    if (m_services.api) {
+        // Held weakly: the client may outlive the session.
+        m_services.api->setOnGroupMoved([alive = QPointer<HouseSession>(this)](const QString &oldID, const QString &newID) {
+            if (alive)
+                alive->groupMoved(oldID, newID);
+        });
+    }
 }
 
 HouseSession::~HouseSession()
@@ -158,6 +166,11 @@ void HouseSession::setNote(const std::optional<QString> &note)
     if (note)
         qCDebug(lcSession) << "note:" << *note;
     Q_EMIT noteChanged();
+}
+
+void HouseSession::setChoosingRoom(bool choosing)
+{
+    m_choosingRoom = choosing;
 }
 
 void HouseSession::setMode(bool demo, bool guest)

@@ -84,6 +84,7 @@ public:
         PlayHistory *history = nullptr;
         AppleMusicSonosBridge *appleMusicLinks = nullptr; // Sonos favorites that play Apple Music items
         AppleMusicCatalog *catalog = nullptr;            // finds an artist's songs
+        bool readsLibrary = true; // favorites and playlists once the household is read
     };
 
     explicit HouseSession(Services services, QObject *parent = nullptr);
@@ -127,11 +128,13 @@ public:
     bool signingIn() const { return m_signingIn; }
     bool isDiscovering() const { return m_isDiscovering; }
     bool isBootstrapping() const { return m_isBootstrapping; }
+    // A room choice is being read: the group volume must not be sent meanwhile.
+    bool choosingRoom() const { return m_choosingRoom; }
     bool pollingEnabled() const { return m_pollingEnabled; }
     bool clockRunning() const { return m_clockRunning; }
     const QHash<QString, QString> &guestHosts() const { return m_guestHosts; }
     // A cloud household is selected.
-    bool hasSonosConnection() const { return !m_guest && !m_demo && m_householdID.has_value() && m_services.api; }
+    bool hasSonosConnection() const { return m_phase == Phase::ready && !m_guest && !m_demo && m_householdID.has_value() && m_services.api; }
     // Some group can be controlled.
     bool canControlRooms() const;
 
@@ -178,6 +181,9 @@ private:
     void clearHousehold();
     void selectFollowers(const QString &householdID);
     QCoro::Task<void> discoverLocalRooms();
+    QCoro::Task<void> readChosenRoom();
+    void groupMoved(const QString &oldID, const QString &newID);
+    void setChoosingRoom(bool choosing);
     // refreshloop.cpp
     void startClock();
     void stopClock();
@@ -204,6 +210,8 @@ private:
     Token m_roomRefreshID;
     Token m_connectionID;
     Token m_loginID;
+    Token m_roomChoiceID;
+    bool m_choosingRoom = false;
 
     bool m_demo = false;
     bool m_guest = false;

@@ -117,15 +117,14 @@ void HouseSession::signOut()
     m_guestHosts.clear();
     setPhase(Phase::signedOut);
     clearHousehold();
+    setActiveGroupID(std::nullopt); // the household stays remembered for the next sign-in
 }
 
 void HouseSession::clearHousehold()
 {
     setHouseholdName(QString());
-    m_householdID.reset();
     setGroups({});
     setPlayers({});
-    setActiveGroupID(std::nullopt);
     m_library->clear();
     for (HouseholdFollower *f : m_services.followers)
         f->clear();
@@ -155,6 +154,8 @@ void HouseSession::leavePreview()
     setMode(false, m_guest);
     setPhase(Phase::signedOut);
     clearHousehold();
+    m_householdID.reset(); // the demo's is nobody's to remember
+    setActiveGroupID(std::nullopt);
 }
 
 QCoro::Task<void> HouseSession::enterGuest()
@@ -181,8 +182,6 @@ QCoro::Task<void> HouseSession::discoverLocalRooms()
         setNote(snapshot.localControlOff ? localControlOff : noSpeakers);
         co_return;
     }
-    // Local rooms: the cloud's household is left behind.
-    m_householdID.reset();
     setHouseholdName(QStringLiteral("Home"));
     m_guestHosts = snapshot.hosts;
     setPlayers(snapshot.players);
@@ -270,6 +269,8 @@ QCoro::Task<void> HouseSession::refresh()
     if (m_note == QLatin1String("Could not refresh Sonos."))
         setNote(std::nullopt);
     selectFollowers(household.id);
+    if (m_services.readsLibrary)
+        m_library->householdRead(household.id);
     co_await m_playback->refreshPlayback();
 }
 
@@ -279,7 +280,33 @@ void HouseSession::choose(const QString &groupID)
         return;
     m_sound->abandonConversation();
     setActiveGroupID(groupID);
-    auto task = m_playback->refreshPlayback();
+    auto task = readChosenRoom();
+}
+
+QCoro::Task<void> HouseSession::readChosenRoom()
+{
+    // Until the chosen room is read, the dial still shows the last one's volume.
+    const StillCurrent current = StillCurrent::drawing(this, m_roomChoiceID);
+    setChoosingRoom(true);
+    co_await m_playback->refreshPlayback();
+    if (current)
+        setChoosingRoom(false);
+}
+
+void HouseSession::groupMoved(const QString &oldID, const QString &newID)
+{
+    // Another controller regrouped: later reads go to the new id at once,
+    // and the groups are read again to show how the rooms stand now.
+    QList<SonosGroup> groups = m_groups;
+    for (SonosGroup &g : groups) {
+        if (g.id == oldID)
+            g.id = newID;
+    }
+    setGroups(groups);
+    if (m_activeGroupID == oldID)
+        followActiveGroup(newID);
+    if (!m_guest && !m_demo && m_phase == Phase::ready && !m_rooms->changingRooms())
+        auto read = refresh();
 }
 
 } // namespace velotte

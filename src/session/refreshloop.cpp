@@ -59,7 +59,9 @@ void HouseSession::setPollingEnabled(bool enabled)
         return;
     if (m_phase == Phase::ready && !m_isBootstrapping) {
         startClock();
-        auto read = m_playback->refreshPlayback(); // fresh state without waiting for the 15th tick
+        // Fresh state without waiting for the loop's turn, rooms included:
+        // another controller may have regrouped them while the panel was hidden.
+        auto read = refresh();
     }
 }
 

@@ -286,13 +286,20 @@ void SessionAppleMusic::endArtistQueue()
         Q_EMIT artistQueueChanged();
 }
 
+void SessionAppleMusic::abandonArtistQueue()
+{
+    if (!m_busy)
+        return;
+    m_cancel.cancel();
+    endArtistQueue();
+}
+
 void SessionAppleMusic::cancelArtistQueue()
 {
     if (!m_busy)
         return;
     const int queued = m_queuedCount;
-    m_cancel.cancel();
-    endArtistQueue();
+    abandonArtistQueue();
     m_session.setNote(queued > 0 ? u"%1 songs queued before loading stopped."_s.arg(queued) : u"Stopped adding songs. Queued music will keep playing."_s);
 }
 

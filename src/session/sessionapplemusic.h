@@ -33,7 +33,10 @@ public:
     QCoro::Task<void> playAppleMusic(AppleMusicIdentity item, AppleMusicAction action);
     void playAppleMusicSongs(QList<AppleMusicIdentity> songs, bool shuffled, AppleMusicAction load);
     QCoro::Task<void> startAppleMusicSongs(QString artist, bool shuffled, AppleMusicAction load);
+    // The user stops filling the queue; the status line says how far it got.
     Q_INVOKABLE void cancelArtistQueue();
+    // The queue's group or connection changed: stop without a word.
+    void abandonArtistQueue();
     // Returns once no artist queue is running.
     QCoro::Task<void> artistQueueFinished();
 

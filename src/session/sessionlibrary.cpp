@@ -5,6 +5,7 @@
 #include "pending.h"
 
 #include "cloud/sonosclient.h"
+#include "cloud/sonoserror.h"
 #include "core/logging.h"
 
 namespace velotte {
@@ -33,10 +34,29 @@ void SessionLibrary::setPlaylists(const QList<SonosPlaylist> &playlists)
     Q_EMIT playlistsChanged();
 }
 
+void SessionLibrary::setLibraryState(bool refreshing, const std::optional<QString> &note)
+{
+    if (m_refreshing == refreshing && m_libraryNote == note)
+        return;
+    m_refreshing = refreshing;
+    m_libraryNote = note;
+    Q_EMIT libraryStateChanged();
+}
+
 void SessionLibrary::clear()
 {
+    m_libraryRefreshID.draw();
+    m_loadedHousehold.reset();
+    setLibraryState(false, std::nullopt);
     setFavorites({});
     setPlaylists({});
+}
+
+void SessionLibrary::householdRead(const QString &householdID)
+{
+    if (m_loadedHousehold == householdID)
+        return;
+    auto reload = refreshLibrary();
 }
 
 void SessionLibrary::loadDemo()
@@ -54,24 +74,33 @@ void SessionLibrary::loadDemo()
 
 QCoro::Task<void> SessionLibrary::refreshLibrary()
 {
-    SonosClient *api = m_session.services().api;
-    if (!api || !m_session.householdID() || m_session.guest() || m_session.demo())
+    if (!m_session.hasSonosConnection())
         co_return;
-    const StillCurrent current(this, m_session.connectionID());
+    SonosClient *api = m_session.services().api;
     const QString household = *m_session.householdID();
+    // A newer reload, or another connection, makes this one's answers void.
+    const StillCurrent current = StillCurrent::drawing(this, m_libraryRefreshID);
+    const StillCurrent connection(this, m_session.connectionID());
+    m_loadedHousehold = household;
+    setLibraryState(true, m_libraryNote);
     try {
         const QList<SonosFavorite> favorites = co_await api->favorites(household);
-        if (!current)
+        if (!current || !connection)
             co_return;
         setFavorites(favorites);
         const QList<SonosPlaylist> playlists = co_await api->playlists(household);
-        if (!current)
+        if (!current || !connection)
             co_return;
         setPlaylists(playlists);
+        setLibraryState(false, std::nullopt);
     } catch (const Cancelled &) {
-    } catch (const std::exception &e) {
         if (current)
-            m_session.setNote(QStringLiteral("Could not load your Sonos favorites. ") + sentenceOf(e));
+            setLibraryState(false, m_libraryNote);
+    } catch (const std::exception &e) {
+        if (current && connection)
+            setLibraryState(false, QStringLiteral("Could not load your Sonos favorites. ") + sentenceOf(e));
+        else if (current)
+            setLibraryState(false, m_libraryNote);
     }
 }
 
@@ -115,8 +144,13 @@ QCoro::Task<void> SessionLibrary::playFavorite(SonosFavorite favorite, bool orde
         co_await m_session.playback()->refreshPlayback();
     } catch (const Cancelled &) {
     } catch (const std::exception &e) {
-        if (current)
-            m_session.setNote(QStringLiteral("Could not play this favorite. ") + sentenceOf(e));
+        if (!current)
+            co_return;
+        m_session.setNote(QStringLiteral("Could not play this favorite. ") + sentenceOf(e));
+        // The household no longer has it: the list shown is out of date.
+        const auto *error = dynamic_cast<const SonosError *>(&e);
+        if (error && error->kind() == SonosError::Kind::http && (error->status() == 404 || error->status() == 410))
+            auto reload = refreshLibrary();
     }
 }
 

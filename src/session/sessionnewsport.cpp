@@ -6,9 +6,9 @@ namespace velotte {
 
 QString SessionNewsPort::newsHouseholdID() const
 {
-    if (const auto id = m_session.householdID())
-        return *id;
-    return m_session.guest() ? QStringLiteral("local") : QString();
+    if (m_session.guest())
+        return QStringLiteral("local");
+    return m_session.householdID().value_or(QString());
 }
 
 QCoro::Task<QString> SessionNewsPort::newsHost(QString playerID)
@@ -28,7 +28,7 @@ QCoro::Task<QString> SessionNewsPort::newsHost(QString playerID)
 
 bool SessionNewsPort::musicBusy() const
 {
-    return m_session.playback()->sendingPlaybackCommand() || m_session.appleMusic()->musicQueueBusy() || m_session.rooms()->choosingRoom();
+    return m_session.playback()->sendingPlaybackCommand() || m_session.appleMusic()->musicQueueBusy() || m_session.choosingRoom();
 }
 
 void SessionNewsPort::setSendingPlaybackCommand(bool sending) { m_session.playback()->setSendingPlaybackCommand(sending); }

@@ -237,7 +237,7 @@ void SessionPlayback::invalidatePlaybackCommand()
     m_playbackRefreshID.draw();
     m_activePlaybackRead.reset();
     setSendingPlaybackCommand(false);
-    m_session.appleMusic()->cancelArtistQueue();
+    m_session.appleMusic()->abandonArtistQueue();
 }
 
 void SessionPlayback::clearNowPlaying()

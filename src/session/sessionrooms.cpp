@@ -10,7 +10,36 @@
 
 namespace velotte {
 
+using namespace std::chrono_literals;
+
 namespace {
+// The group the chosen rooms ended up in: the one led by the coordinator
+// the change formed around, else the one holding most of them (with the
+// first chosen room on a tie). A coordinator that left the group leads
+// only itself, so membership decides in the cloud.
+std::optional<SonosGroup> groupOf(const RoomMembershipChange &change, const QList<SonosGroup> &groups, const QString &coordinator = {})
+{
+    std::optional<SonosGroup> best;
+    qsizetype bestShared = 0;
+    for (const SonosGroup &g : groups) {
+        if (!coordinator.isEmpty() && g.coordinatorId == coordinator && change.playerIds.contains(coordinator))
+            return g;
+        qsizetype shared = 0;
+        for (const QString &id : change.playerIds)
+            shared += g.playerIds.contains(id);
+        if (shared > bestShared || (shared == bestShared && shared > 0 && g.playerIds.contains(change.playerIds.first()))) {
+            best = g;
+            bestShared = shared;
+        }
+    }
+    return best;
+}
+
+bool sameMembers(const SonosGroup &group, const RoomMembershipChange &change)
+{
+    return QSet<QString>(group.playerIds.begin(), group.playerIds.end()) == QSet<QString>(change.playerIds.begin(), change.playerIds.end());
+}
+
 const QString groupingFailed = QStringLiteral("Rooms could not be grouped.");
 const QString groupingDiffers = QStringLiteral("Some rooms could not join. The list shows the current group; choose rooms and try again.");
 } // namespace
@@ -95,10 +124,21 @@ QCoro::Task<bool> SessionRooms::groupRooms(QSet<QString> selected)
             }
         } else if (SonosClient *api = m_session.services().api; api && m_session.householdID()) {
             co_await api->modifyGroup(change.group.id, change.playerIdsToAdd, change.playerIdsToRemove, change.playerIds);
-            const GroupsResponse read = co_await api->groups(*m_session.householdID());
-            if (current) {
+            // The cloud may report the old groups for a moment after it
+            // answers: read back a few times before saying rooms did not join.
+            for (const std::chrono::milliseconds pause : {0ms, 250ms, 500ms, 1250ms}) {
+                if (pause > 0ms) {
+                    co_await m_session.clock().sleep(pause);
+                    if (!current)
+                        break;
+                }
+                const GroupsResponse read = co_await api->groups(*m_session.householdID());
+                if (!current)
+                    break;
                 m_session.setPlayers(read.players);
                 m_session.setGroups(read.groups);
+                if (const auto formed = groupOf(change, read.groups); formed && sameMembers(*formed, change))
+                    break;
             }
         }
     } catch (const Cancelled &) {
@@ -122,16 +162,11 @@ QCoro::Task<bool> SessionRooms::groupRooms(QSet<QString> selected)
         co_return false;
     }
     // The active group is the one the chosen rooms now share.
-    std::optional<SonosGroup> result;
-    for (const SonosGroup &g : m_session.groups()) {
-        if (g.coordinatorId == coordinator || (!result && g.playerIds.contains(change.playerIds.first())))
-            result = g;
-    }
+    const std::optional<SonosGroup> result = groupOf(change, m_session.groups(), coordinator);
     if (result)
         m_session.followActiveGroup(result->id);
     setChangingRooms(false);
-    const QSet<QString> members = result ? QSet<QString>(result->playerIds.begin(), result->playerIds.end()) : QSet<QString>();
-    if (members != QSet<QString>(change.playerIds.begin(), change.playerIds.end())) {
+    if (!result || !sameMembers(*result, change)) {
         m_session.setNote(groupingDiffers);
         co_return false;
     }

@@ -23,7 +23,6 @@ public:
     // True when the active group holds exactly the selected players afterwards.
     QCoro::Task<bool> groupRooms(QSet<QString> selected);
     bool changingRooms() const { return m_changingRooms; }
-    bool choosingRoom() const { return m_choosingRoom; }
 
 Q_SIGNALS:
     void changingRoomsChanged();
@@ -36,7 +35,6 @@ private:
 
     HouseSession &m_session;
     bool m_changingRooms = false;
-    bool m_choosingRoom = false;
 };
 
 } // namespace velotte

@@ -121,7 +121,7 @@ void SessionSound::commitGroupVolume()
     m_adjustingGroupVolume = false;
     // A group change in progress would send the volume to the wrong group.
     const auto group = m_session.activeGroupID();
-    if (m_session.demo() || m_volumeFixed || m_session.rooms()->choosingRoom() || m_session.rooms()->changingRooms() || !group)
+    if (m_session.demo() || m_volumeFixed || m_session.choosingRoom() || m_session.rooms()->changingRooms() || !group)
         return;
     auto task = sendGroupVolume(rounded(std::clamp(m_volume, 0.0, 100.0)), *group,
                                 QStringLiteral("Could not change the volume in %1. Try again.").arg(m_session.groupName(*group)));
@@ -308,6 +308,16 @@ QCoro::Task<void> SessionSound::refreshRoomControls()
 
 QCoro::Task<bool> SessionSound::setRoomVolume(QHash<QString, int> volumes, QString groupID)
 {
+    Q_UNUSED(groupID) // the rooms are named by their own ids
+    const StillCurrent current(this, m_session.connectionID());
+    const bool took = co_await sendRoomVolumes(volumes);
+    if (current && !took)
+        m_session.setNote(QStringLiteral("Volume could not change in every speaker. Refresh the room before trying again."));
+    co_return took;
+}
+
+QCoro::Task<bool> SessionSound::sendRoomVolumes(QHash<QString, int> volumes)
+{
     const StillCurrent current(this, m_session.connectionID());
     Pending pending(m_session.pending());
     for (auto it = volumes.begin(); it != volumes.end(); ++it) {
@@ -329,6 +339,7 @@ QCoro::Task<bool> SessionSound::setRoomVolume(QHash<QString, int> volumes, QStri
         if (!current)
             co_return false;
     }
+    // Every room is read back: a send that was refused shows there.
     bool took = true;
     try {
         co_await refreshPlayerVolumes();
@@ -339,70 +350,7 @@ QCoro::Task<bool> SessionSound::setRoomVolume(QHash<QString, int> volumes, QStri
         co_return false;
     for (auto it = volumes.begin(); it != volumes.end(); ++it)
         took = took && qRound(m_playerVolumes.value(it.key(), -1)) == std::clamp(it.value(), 0, 100);
-    if (!took)
-        m_session.setNote(QStringLiteral("Volume could not change in every speaker. Refresh the room before trying again."));
-    Q_UNUSED(groupID)
     co_return took;
-}
-
-// --- conversation: one click lowers the room, the next restores it ---
-
-bool SessionSound::conversationOn() const
-{
-    const auto group = m_session.activeGroupID();
-    return group && m_conversationVolumes.contains(*group);
-}
-
-QString SessionSound::conversationHelp() const
-{
-    return m_muted ? QStringLiteral("Hold to unmute. Click for Conversation.") : QStringLiteral("Click for Conversation. Hold to mute.");
-}
-
-QCoro::Task<void> SessionSound::toggleConversation()
-{
-    if (!m_session.activeGroupID())
-        co_return;
-    const QString room = *m_session.activeGroupID();
-    double target = 0;
-    if (auto entry = m_conversationVolumes.find(room); entry == m_conversationVolumes.end()) {
-        const double lowered = std::min(m_volume, 12.0);
-        m_conversationVolumes.insert(room, {m_volume, lowered});
-        target = lowered;
-    } else {
-        const ConversationLevel level = *entry;
-        m_conversationVolumes.erase(entry);
-        if (std::abs(m_volume - level.lowered) > 1) {
-            // The user turned the volume meanwhile: theirs wins.
-            Q_EMIT conversationChanged();
-            m_session.setNote(QStringLiteral("Keeping your new volume."));
-            co_return;
-        }
-        target = level.original;
-    }
-    Q_EMIT conversationChanged();
-    setVolume(target);
-    if (m_session.demo())
-        co_return;
-    const StillCurrent current = StillCurrent::drawing(this, m_conversationRequestID);
-    m_changingConversation = true;
-    bool ok = false;
-    {
-        Pending pending(m_session.pending());
-        try {
-            ok = co_await sendVolumeToGroup(room, rounded(target));
-        } catch (const Cancelled &) {
-            if (current.alive())
-                m_changingConversation = false;
-            co_return;
-        } catch (const std::exception &e) {
-            qCDebug(lcSession) << "conversation volume failed:" << e.what();
-        }
-    }
-    if (!current.alive())
-        co_return;
-    m_changingConversation = false;
-    if (!ok && current)
-        m_session.setNote(QStringLiteral("Room volume could not change. Try again."));
 }
 
 } // namespace velotte

@@ -80,6 +80,14 @@ private:
     QCoro::Task<void> sendPlayerVolume(QString playerID, int volume, QUuid edit, CancelToken cancel);
     QCoro::Task<void> sendMute(bool muted, QString groupID);
     QCoro::Task<bool> sendVolumeToGroup(QString groupID, int volume);
+    // Sends each room its volume, then reads every room back: true when all took it.
+    QCoro::Task<bool> sendRoomVolumes(QHash<QString, int> volumes);
+    // conversation.cpp
+    double roomVolume(const QString &playerID) const { return m_playerVolumes.value(playerID, m_volume); }
+    QCoro::Task<void> startConversation(QStringList rooms);
+    QCoro::Task<void> endConversation(QStringList rooms);
+    // Sends the rooms' volumes for a conversation and says when they did not take.
+    QCoro::Task<void> sendConversation(QHash<QString, int> volumes);
     void setMuted(bool muted);
     void setVolumeFixed(bool fixed);
     // bass.cpp

@@ -255,18 +255,27 @@ TEST_F(AppleMusic, CancellingLeavesWhatWasQueued)
     finishArtistQueue(); // the stopped run says nothing more
     EXPECT_EQ(session->noteText(), u"17 songs queued before loading stopped."_s);
 
-    // Stopped before anything was queued, by a newer command.
+    // Stopped by the user before anything was queued; then a run that a
+    // regroup ends says nothing at all.
     queue.holdAfter = 0;
     queue.release = Wakeup();
     session->appleMusic()->playAppleMusicSongs(songs(5), false, AppleMusicAction::replace);
     test::drain();
     EXPECT_EQ(session->appleMusic()->artistQueueProgress(), u"Starting on Sonos…"_s);
     EXPECT_FALSE(session->appleMusic()->artistQueueStarted());
-    session->playback()->invalidatePlaybackCommand();
-    EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
+    session->appleMusic()->cancelArtistQueue();
     EXPECT_EQ(session->noteText(), u"Stopped adding songs. Queued music will keep playing."_s);
     finishArtistQueue();
-    EXPECT_EQ(session->noteText(), u"Stopped adding songs. Queued music will keep playing."_s);
+    queue.release = Wakeup();
+    session->setNote(std::nullopt);
+    session->appleMusic()->playAppleMusicSongs(songs(5), false, AppleMusicAction::replace);
+    test::drain();
+    ASSERT_TRUE(session->appleMusic()->musicQueueBusy());
+    session->playback()->invalidatePlaybackCommand();
+    EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
+    EXPECT_TRUE(session->noteText().isEmpty()) << session->noteText().toStdString();
+    finishArtistQueue();
+    EXPECT_TRUE(session->noteText().isEmpty());
 }
 
 TEST_F(AppleMusic, ArtistQueueFailures)

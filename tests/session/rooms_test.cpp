@@ -54,11 +54,48 @@ TEST_F(SessionTest, GroupingInTheCloudReadsBack)
     EXPECT_EQ(cloud.groups.front().players, (QStringList{livingRoom, bedroom}));
 }
 
+TEST_F(SessionTest, UntickingTheCoordinatorLeavesTheGroupOnTheOtherRoomsEvenWhenTheCloudIsLate)
+{
+    cloud.now = [this] { return clock.monotonicMillis(); };
+    cloud.regroupLagMs = 500;
+    test::await(session->bootstrap());
+    const QString kitchen = cloud.players[1].id; // the living room leads the group today
+    EXPECT_TRUE(run(session->rooms()->groupRooms({kitchen})));
+    EXPECT_TRUE(session->noteText().isEmpty()) << session->noteText().toStdString();
+    ASSERT_TRUE(session->activeGroup().has_value());
+    EXPECT_EQ(session->activeGroup()->playerIds, QStringList{kitchen});
+    EXPECT_EQ(session->activeGroup()->coordinatorId, kitchen);
+}
+
+TEST_F(SessionTest, AGroupMovedByAnotherControllerIsFollowed)
+{
+    test::await(session->bootstrap());
+    const QString before = living();
+    cloud.regroup(cloud.players[0].id, {cloud.players[0].id, cloud.players[1].id, cloud.players[2].id}); // from a phone
+    const QString after = cloud.groups.front().id;
+    session->setPollingEnabled(true);
+    ticks(15);
+    test::drain();
+    EXPECT_EQ(session->activeGroupID(), after);
+    EXPECT_EQ(session->activeGroup()->playerIds.size(), 3); // the groups were read again
+
+    // The next minute costs what it would have without the move: nothing
+    // goes to the old id, and each read is one playback read.
+    cloud.requests.clear();
+    ticks(120);
+    test::drain();
+    int oldID = 0;
+    for (const auto &r : cloud.requests)
+        oldID += r.path.contains(before);
+    EXPECT_EQ(oldID, 0);
+    EXPECT_EQ(int(cloud.requests.size()), 8 * 3); // status, metadata and volume every 7.5 s
+}
+
 TEST_F(SessionTest, GroupingThatTheCloudDidNotApplySaysSo)
 {
     test::await(session->bootstrap());
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 200, "{}"}); // accepted, then ignored
-    EXPECT_FALSE(test::await(session->rooms()->groupRooms({cloud.players[0].id})));
+    EXPECT_FALSE(run(session->rooms()->groupRooms({cloud.players[0].id})));
     EXPECT_EQ(session->noteText(), QStringLiteral("Some rooms could not join. The list shows the current group; choose rooms and try again."));
 
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 500, {}});

@@ -176,6 +176,26 @@ struct SessionTest : ::testing::Test {
         for (int i = 0; i < n; ++i)
             clock.advance(std::chrono::milliseconds(500));
     }
+    // Runs a task that sleeps on the virtual clock, moving time on in small
+    // steps until it ends.
+    template <typename T>
+    T run(QCoro::Task<T> task)
+    {
+        std::optional<T> value;
+        bool done = false;
+        auto body = [&]() -> QCoro::Task<void> {
+            value.emplace(co_await task);
+            done = true;
+        };
+        auto runner = body();
+        for (int i = 0; i < 600 && !done; ++i) {
+            test::drain();
+            if (!done)
+                clock.advance(std::chrono::milliseconds(50));
+        }
+        EXPECT_TRUE(done) << "the task still sleeps after 30 virtual seconds";
+        return value.value_or(T{});
+    }
     QString living() const { return cloud.groups.front().id; }
 };
 

@@ -170,29 +170,48 @@ TEST_F(Sound, BassWithoutAHostExplainsWhatToDo)
     EXPECT_TRUE(session->sound()->canAdjustBass());
 }
 
-TEST_F(Sound, ConversationLowersKeepsOrRestores)
+TEST_F(Sound, ConversationLowersEachRoomAndGivesItsOwnVolumeBack)
 {
-    session->sound()->setVolume(30);
+    // The living room's group: the living room at 30, the kitchen at 50.
+    auto &living = cloud.players[0], &kitchen = cloud.players[1];
+    living.volume = 30;
+    kitchen.volume = 50;
     test::await(session->sound()->toggleConversation());
-    EXPECT_EQ(session->sound()->volume(), 12);
     EXPECT_TRUE(session->sound()->conversationOn());
-    session->sound()->setVolume(20);
+    EXPECT_EQ(living.volume, 12);
+    EXPECT_EQ(kitchen.volume, 12);
+
+    // Turned from another controller meanwhile: the kitchen keeps its 20; the
+    // living room, one step off, gets its own 30 back.
+    kitchen.volume = 20;
+    living.volume = 13;
     test::await(session->sound()->toggleConversation());
-    EXPECT_EQ(session->sound()->volume(), 20);
+    EXPECT_FALSE(session->sound()->conversationOn());
+    EXPECT_EQ(living.volume, 30);
+    EXPECT_EQ(kitchen.volume, 20);
     EXPECT_EQ(session->noteText(), QStringLiteral("Keeping your new volume."));
 
-    session->sound()->setVolume(30);
+    // A room already quiet keeps its level; a refused send says so.
+    living.volume = 8;
+    cloud.addFault({"POST", QRegularExpression(kitchen.id + QStringLiteral("/playerVolume$")), 500, {}});
     test::await(session->sound()->toggleConversation());
-    session->sound()->setVolume(12.8);
-    test::await(session->sound()->toggleConversation());
-    EXPECT_EQ(session->sound()->volume(), 30);
-    EXPECT_EQ(posts(QStringLiteral("groupVolume")), (QStringList{QStringLiteral("{\"volume\":12}"), QStringLiteral("{\"volume\":12}"), QStringLiteral("{\"volume\":30}")}));
-
-    session->sound()->setVolume(8);
-    cloud.addFault({"POST", QRegularExpression(QStringLiteral("groupVolume$")), 500, {}});
-    test::await(session->sound()->toggleConversation());
-    EXPECT_EQ(session->sound()->volume(), 8); // already quiet: kept
+    EXPECT_EQ(living.volume, 8);
     EXPECT_EQ(session->noteText(), QStringLiteral("Room volume could not change. Try again."));
+}
+
+TEST_F(SessionTest, ConversationInALocalGroupRestoresEveryRoom)
+{
+    signIn.stored = false;
+    local.snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen + 1"), QStringLiteral("RINCON_A"), std::nullopt,
+                              {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
+    local.volumes = {{QStringLiteral("127.0.0.11"), 30}, {QStringLiteral("127.0.0.12"), 50}};
+    make();
+    test::await(session->bootstrap());
+    test::await(session->sound()->toggleConversation());
+    EXPECT_EQ(local.volumes, (QHash<QString, int>{{QStringLiteral("127.0.0.11"), 12}, {QStringLiteral("127.0.0.12"), 12}}));
+    test::await(session->sound()->toggleConversation());
+    EXPECT_EQ(local.volumes, (QHash<QString, int>{{QStringLiteral("127.0.0.11"), 30}, {QStringLiteral("127.0.0.12"), 50}}));
+    EXPECT_TRUE(session->noteText().isEmpty()) << session->noteText().toStdString();
 }
 
 TEST_F(Sound, SeveralRoomsAtOnceAreConfirmed)

@@ -181,6 +181,16 @@ void FakeCloud::regroup(const QString &coordinator, const QStringList &members)
     groups = next;
 }
 
+void FakeCloud::applyLateRegroup()
+{
+    if (m_lateRegroup && elapsed() >= m_lateRegroup->at) {
+        const LateRegroup late = *std::exchange(m_lateRegroup, std::nullopt);
+        if (Group *g = group(late.group))
+            g->coordinator = late.coordinator;
+        regroup(late.coordinator, late.members);
+    }
+}
+
 QJsonObject FakeCloud::groupJson(const Group &g) const
 {
     return {{QStringLiteral("id"), g.id},
@@ -204,6 +214,7 @@ Response FakeCloud::handle(const Request &request)
     if (!fullPath.startsWith(prefix))
         return error(404, QStringLiteral("ERROR_RESOURCE_GONE"), QStringLiteral("No such route"));
     const QString path = fullPath.mid(prefix.size());
+    applyLateRegroup();
     requests.push_back({request.method, path, request.header("Authorization"), request.header("X-Sonos-Api-Key"),
                         request.header("Content-Type"), request.body});
 
@@ -413,6 +424,10 @@ Response FakeCloud::groupRoute(const QByteArray &method, Group &g, const QString
         if (members.isEmpty())
             return error(400, QStringLiteral("ERROR_INVALID_PARAMETER"), QStringLiteral("No players"));
         const QString coordinator = members.contains(g.coordinator) ? g.coordinator : members.first();
+        if (regroupLagMs > 0) {
+            m_lateRegroup = LateRegroup{g.id, coordinator, members, elapsed() + regroupLagMs};
+            return Response::json(compact({{QStringLiteral("group"), groupJson(g)}}));
+        }
         g.coordinator = coordinator;
         const QString oldID = g.id; // regrouping replaces the groups `g` lives in
         regroup(coordinator, members);

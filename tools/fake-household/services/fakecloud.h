@@ -105,6 +105,11 @@ public:
     qint64 positionOf(const Group &g) const;
     // Makes `members` one group led by `coordinator`; other groups lose them.
     void regroup(const QString &coordinator, const QStringList &members);
+    // The real service answers a regroup before its groups show it: this
+    // long, in milliseconds of `now`.
+    int regroupLagMs = 0;
+    // Milliseconds since the fake started; tests on a virtual clock replace it.
+    std::function<qint64()> now;
 
     struct Seen {
         QByteArray method;
@@ -120,7 +125,8 @@ private:
     Response handle(const Request &request);
     Response route(const QByteArray &method, const QString &path, const QJsonObject &body);
     Response groupRoute(const QByteArray &method, Group &g, const QString &rest, const QJsonObject &body);
-    qint64 elapsed() const { return m_clock.elapsed(); }
+    qint64 elapsed() const { return now ? now() : m_clock.elapsed(); }
+    void applyLateRegroup();
     QJsonObject groupJson(const Group &g) const;
     void setPlaying(Group &g, bool playing);
 
@@ -131,6 +137,13 @@ private:
     std::vector<CloudFault> m_faults;
     std::vector<std::function<std::optional<Response>(const Request &)>> m_mounts;
     QHash<QString, QString> m_moved; // old group id -> new group id
+    struct LateRegroup {
+        QString group;
+        QString coordinator;
+        QStringList members;
+        qint64 at = 0;
+    };
+    std::optional<LateRegroup> m_lateRegroup;
     int m_generation = 100;
 };
 
