@@ -18,8 +18,8 @@ set(CPACK_DEBIAN_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://velotte.app)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The views' QML imports (QtQuick, QtQuick.Controls.Basic and the templates
-# it is drawn with, QtQuick.Shapes), the SVG plugins that draw the tray and
-# view icons, and the tray's own icon theme lookups.
+# it is drawn with, QtQuick.Shapes) and the SVG plugins that draw the tray and
+# view icons: the views are compiled into the programs, these modules are not.
 set(VELOTTE_RUNTIME_DEPENDS
   qml6-module-qtquick
   qml6-module-qtquick-controls

@@ -34,7 +34,7 @@ bool Autostart::enabled() const
     QFile f(m_file);
     if (!f.open(QIODevice::ReadOnly))
         return false;
-    // An entry of a few lines; anything longer is not ours to judge past this.
+    // Ours is a few lines; a huge file in its place is read no further than this.
     const QList<QByteArray> lines = f.read(64 * 1024).split('\n');
     for (const QByteArray &raw : lines) {
         const QByteArray line = raw.trimmed();
