@@ -18,6 +18,8 @@ PACKAGES=(
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
   dbus dbus-bin gnome-keyring avahi-daemon avahi-utils iproute2 xvfb xauth playerctl procps openssl python3
+  # the Debian package: icons, shared-library dependencies, the desktop's validators, the man page's check
+  librsvg2-bin dpkg-dev file desktop-file-utils appstream groff-base
 )
 
 SUDO=""

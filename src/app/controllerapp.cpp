@@ -61,7 +61,7 @@ void ControllerApp::start()
     } else {
         auto task = bootstrap();
     }
-    if (!m_options.tray || m_launch.link.isValid())
+    if ((!m_options.tray && !m_launch.hidden) || m_launch.link.isValid())
         m_shell->showController();
 }
 
@@ -80,7 +80,9 @@ void ControllerApp::reopen(const QStringList &arguments)
         m_bridge->setScreen(again.screen);
     if (again.link.isValid())
         m_bridge->openLink(again.link);
-    m_shell->showController();
+    // The login start of a program that already runs changes nothing.
+    if (!again.hidden || again.link.isValid())
+        m_shell->showController();
 }
 
 } // namespace velotte

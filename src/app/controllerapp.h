@@ -31,7 +31,7 @@ public:
     ~ControllerApp() override;
 
     // Starts the session: the demo household, or the stored sign-in and the
-    // network. Without a tray the panel opens at once.
+    // network. Without a tray the panel opens at once, unless started hidden.
     void start();
     // Another start of the program asked for the panel (and maybe a link).
     void reopen(const QStringList &arguments);

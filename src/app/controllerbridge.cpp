@@ -48,6 +48,13 @@ void ControllerBridge::setScreen(const QString &screen)
     Q_EMIT screenChanged();
 }
 
+void ControllerBridge::setStartAtLogin(bool on)
+{
+    if (!m_autostart.setEnabled(on))
+        setMessage(m_autostart.error());
+    Q_EMIT startAtLoginChanged(); // the switch shows what the folder holds, success or not
+}
+
 void ControllerBridge::setShowLyrics(bool show)
 {
     if (show == m_showLyrics)

@@ -2,6 +2,8 @@
 
 #include "roommodels.h"
 
+#include "core/autostart.h"
+
 #include <QObject>
 #include <QPointer>
 #include <QSize>
@@ -31,6 +33,8 @@ class ControllerBridge : public QObject {
     Q_PROPERTY(QObject *news READ news CONSTANT)
     Q_PROPERTY(QObject *music READ music CONSTANT)
     Q_PROPERTY(bool canSignIn READ canSignIn CONSTANT)
+    // Read from the desktop's autostart folder each time the account sheet opens.
+    Q_PROPERTY(bool startAtLogin READ startAtLogin WRITE setStartAtLogin NOTIFY startAtLoginChanged)
 
 public:
     ControllerBridge(HouseSession &session, KeyValueStore &preferences, QObject *parent = nullptr);
@@ -58,6 +62,8 @@ public:
     void setMusic(QObject *music) { m_music = music; }
     bool canSignIn() const { return m_canSignIn; }
     void setCanSignIn(bool can) { m_canSignIn = can; }
+    bool startAtLogin() const { return m_autostart.enabled(); }
+    void setStartAtLogin(bool on);
 
     // The session's commands that run as tasks; the views call the rest on
     // the session's objects directly.
@@ -92,6 +98,7 @@ Q_SIGNALS:
     void quitRequested();
     void sizeRequested(QSize size);
     void signInRequested();
+    void startAtLoginChanged();
 
 private:
     void rebuildLyricLines();
@@ -109,6 +116,7 @@ private:
     QPointer<QObject> m_news;
     QPointer<QObject> m_music;
     bool m_canSignIn = false;
+    Autostart m_autostart;
 };
 
 } // namespace velotte

@@ -20,6 +20,8 @@ LaunchOptions LaunchOptions::parse(const QStringList &arguments)
             o.demo = true;
         } else if (a == u"-VelotteGuest" || a == u"--guest") {
             o.guest = true;
+        } else if (a == u"--hidden") {
+            o.hidden = true;
         } else if (a == u"-VelotteScreen" || a == u"--screen") {
             // An unknown word is ignored but still consumed, like any value.
             if (hasNext) {

@@ -11,6 +11,7 @@ namespace velotte {
 struct LaunchOptions {
     bool demo = false;
     bool guest = false;
+    bool hidden = false; // at login: the tray icon only, even before the tray is up
     QString screen; // "rooms", "music", "news"; empty: the default screen
     QStringList speakers;
     QUrl link;      // a "velotte://favorite/ID" link handed over by the desktop

@@ -21,6 +21,7 @@ const char usage[] =
     "  --guest                rooms on this network only, without a Sonos account\n"
     "  --speakers HOST,...    these speakers, for networks where Bonjour finds none\n"
     "  --screen SCREEN        open on rooms, sound, music, news or lyrics\n"
+    "  --hidden               start in the tray with the panel closed, as at login\n"
     "  velotte://favorite/ID  play this favorite in the current room\n"
     "  -h, --help             this help\n"
     "  --version              the program's version\n";
@@ -50,12 +51,14 @@ int main(int argc, char **argv)
         return 0;
     instance.listen();
 
+    const velotte::LaunchOptions launch = velotte::LaunchOptions::parse(QApplication::arguments());
     velotte::ControllerApp::Options options;
-    options.tray = QSystemTrayIcon::isSystemTrayAvailable();
+    // At login the tray may come up after this program; its icon appears then.
+    options.tray = QSystemTrayIcon::isSystemTrayAvailable() || launch.hidden;
     options.reducedMotion = velotte::ControllerShell::desktopAsksReducedMotion();
     int status = 0;
     {
-        velotte::ControllerApp controller(velotte::LaunchOptions::parse(QApplication::arguments()), options);
+        velotte::ControllerApp controller(launch, options);
         QObject::connect(&instance, &velotte::SingleInstance::reopened, &controller, &velotte::ControllerApp::reopen);
         QObject::connect(&controller.bridge(), &velotte::ControllerBridge::quitRequested, &app, &QApplication::quit, Qt::QueuedConnection);
         controller.start();

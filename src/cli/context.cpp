@@ -2,13 +2,37 @@
 
 #include "wiring.h"
 
+#include "core/settings.h"
+
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSaveFile>
 
 #include <cstdio>
 
 namespace velotte::cli {
+
+namespace {
+// The rooms of the last household read, one name a line, for the shell's
+// completion: it must not reach the network to offer them.
+void rememberRooms(const QList<SonosPlayer> &players)
+{
+    QStringList names;
+    for (const SonosPlayer &p : players) {
+        const QString name = p.name.simplified();
+        if (!name.isEmpty() && !names.contains(name))
+            names << name;
+    }
+    if (names.isEmpty())
+        return;
+    QDir().mkpath(Paths::cacheDir());
+    QSaveFile f(Paths::cacheDir() + QStringLiteral("/rooms"));
+    if (f.open(QIODevice::WriteOnly) && f.write((names.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8()) > 0)
+        f.commit(); // a cache: when it cannot be written, completion offers no rooms
+}
+} // namespace
 
 std::vector<Command> &commands()
 {
@@ -52,6 +76,8 @@ QCoro::Task<bool> Context::start()
         fail(QStringLiteral("No Sonos household could be reached."));
         co_return false;
     }
+    if (!m_options.demo)
+        rememberRooms(m_session->players());
     if (m_options.room) {
         const auto group = findGroup(*m_options.room);
         if (!group) {

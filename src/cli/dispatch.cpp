@@ -27,6 +27,13 @@ QString globalHelp()
         "Commands:\n");
     for (const Command &c : commands())
         text += QStringLiteral("  %1 %2\n      %3\n").arg(c.name, c.arguments, c.summary);
+    text += QStringLiteral(
+        "\nExit status: 0 done, 1 the operation failed (its reason on standard error), 2 a usage error\n\n"
+        "Files:\n"
+        "  ~/.config/velotte/velotte.conf        settings: [services] addresses, [local] speakers\n"
+        "  ~/.config/velotte/SonosSecrets.plist  the sign-in credentials (VELOTTE_SECRETS names another file)\n"
+        "  ~/.config/autostart/velotte.desktop   written by autostart on\n"
+        "  ~/.cache/velotte/rooms                the rooms last read, for shell completion\n");
     return text;
 }
 

@@ -15,6 +15,10 @@ QString dataDir()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/velotte");
 }
+QString cacheDir()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + QStringLiteral("/velotte");
+}
 QString settingsFile() { return configDir() + QStringLiteral("/velotte.conf"); }
 } // namespace Paths
 

@@ -17,6 +17,7 @@ namespace velotte {
 namespace Paths {
 QString configDir(); // $XDG_CONFIG_HOME/velotte
 QString dataDir();   // $XDG_DATA_HOME/velotte
+QString cacheDir();  // $XDG_CACHE_HOME/velotte
 QString settingsFile();
 } // namespace Paths
 

@@ -10,6 +10,7 @@
 #include "app/singleinstance.h"
 #include "app/widget/widgetview.h"
 #include "app/widgetsnapshot.h"
+#include "core/autostart.h"
 #include "session/housesession.h"
 
 #include <QApplication>
@@ -101,6 +102,15 @@ struct Shell : ::testing::Test {
         return loader ? loader->property("source").toUrl().fileName() : QString();
     }
     void pressEscape() { QTest::keyClick(panel(), Qt::Key_Escape); }
+    // Shows the panel with its account sheet open over the view.
+    QObject *openAccount()
+    {
+        app->shell().showController();
+        auto *account = panel()->rootObject()->findChild<QObject *>(u"account"_qs);
+        if (account)
+            account->setProperty("open", true);
+        return account;
+    }
 };
 
 TEST_F(Shell, StartsHiddenAndPollingFollowsThePanel)
@@ -186,6 +196,37 @@ TEST_F(Shell, WithoutATrayThePanelOpensAtStart)
     EXPECT_TRUE(app->shell().isShown());
     EXPECT_TRUE(app->session().pollingEnabled());
     EXPECT_FALSE(panel()->flags().testFlag(Qt::Tool)); // a normal window the desktop lists
+}
+
+TEST_F(Shell, StartedHiddenThePanelWaitsForTheIcon)
+{
+    // At login the tray may not be up yet; the panel must not open as a window.
+    start(args({"--demo", "--hidden"}), false);
+    EXPECT_FALSE(app->shell().isShown());
+    // Nor when the login start meets a program that already runs.
+    app->reopen(args({"--hidden"}));
+    EXPECT_FALSE(app->shell().isShown());
+    app->reopen(args({}));
+    EXPECT_TRUE(app->shell().isShown());
+}
+
+TEST_F(Shell, StartAtLoginSwitchWritesAndRemovesTheEntry)
+{
+    start(args({"--demo"}));
+    ASSERT_NE(openAccount(), nullptr);
+    auto *toggle = panel()->rootObject()->findChild<QQuickItem *>(u"startAtLogin"_qs);
+    ASSERT_NE(toggle, nullptr);
+    const QString entry = Autostart::defaultFile();
+    const auto click = [&] {
+        QTest::mouseClick(panel(), Qt::LeftButton, {}, toggle->mapToScene(toggle->boundingRect().center()).toPoint());
+    };
+    EXPECT_FALSE(toggle->property("checked").toBool()); // off until the user asks
+    click();
+    EXPECT_TRUE(QFile::exists(entry));
+    EXPECT_TRUE(toggle->property("checked").toBool());
+    click();
+    EXPECT_FALSE(QFile::exists(entry));
+    EXPECT_FALSE(toggle->property("checked").toBool());
 }
 
 TEST_F(Shell, LaunchScreenChoosesTheFirstView)
@@ -437,10 +478,8 @@ TEST_F(Shell, MusicListsOnTheDemoHousehold)
 TEST_F(Shell, ViewsSayWhatTheyWaitFor)
 {
     start(args({"--demo"}));
-    app->shell().showController();
-    auto *account = panel()->rootObject()->findChild<QObject *>(u"account"_qs);
+    QObject *account = openAccount();
     ASSERT_NE(account, nullptr);
-    account->setProperty("open", true);
     QTest::qWait(50);
     EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"This is the demo household. Start Velotte without --demo to reach your speakers."_qs));
     account->setProperty("open", false);

@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QDir>
+#include <QFile>
 #include <QSettings>
 
 using namespace velotte::test;
@@ -43,6 +44,56 @@ TEST(CliDemo, UsageErrorsExitTwoAndHelpExitsZero)
     const auto unknownRoom = runCli({QStringLiteral("--demo"), QStringLiteral("--room"), QStringLiteral("Attic"), QStringLiteral("status")}, home);
     EXPECT_EQ(unknownRoom.exit, 1);
     EXPECT_TRUE(unknownRoom.err.contains(QStringLiteral("Attic")));
+}
+
+// The entry the desktop runs at login; desktop-file-validate is the desktop's own judge.
+TEST(CliDemo, AutostartWritesAValidEntryThatStartsHiddenAndRemovesIt)
+{
+    QTemporaryDir home;
+    const QString entry = home.filePath(QStringLiteral("config/autostart/velotte.desktop"));
+    const auto state = runCli({QStringLiteral("autostart")}, home);
+    EXPECT_EQ(state.exit, 0);
+    EXPECT_EQ(state.out.trimmed(), QStringLiteral("Velotte does not start at login."));
+
+    const auto on = runCli({QStringLiteral("autostart"), QStringLiteral("on")}, home);
+    EXPECT_EQ(on.exit, 0) << on.err.toStdString();
+    EXPECT_EQ(on.out.trimmed(), QStringLiteral("Velotte starts at login, hidden in the tray."));
+    QFile file(entry);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll().split('\n').contains("Exec=velotte --hidden"));
+    QProcess validate;
+    validate.start(QStringLiteral("desktop-file-validate"), {entry});
+    ASSERT_TRUE(validate.waitForFinished()) << "desktop-file-validate (desktop-file-utils) is needed";
+    EXPECT_EQ(validate.exitCode(), 0) << validate.readAll().toStdString();
+    EXPECT_TRUE(validate.readAll().isEmpty()); // not even a hint
+    EXPECT_EQ(runCli({QStringLiteral("autostart")}, home).out.trimmed(), QStringLiteral("Velotte starts at login, hidden in the tray."));
+
+    // Switched off in the desktop's own settings, it is off here too.
+    file.close();
+    ASSERT_TRUE(file.open(QIODevice::Append));
+    file.write("Hidden=true\n");
+    file.close();
+    EXPECT_EQ(runCli({QStringLiteral("autostart")}, home).out.trimmed(), QStringLiteral("Velotte does not start at login."));
+
+    const auto off = runCli({QStringLiteral("autostart"), QStringLiteral("off")}, home);
+    EXPECT_EQ(off.exit, 0);
+    EXPECT_EQ(off.out.trimmed(), QStringLiteral("Velotte does not start at login."));
+    EXPECT_FALSE(QFile::exists(entry));
+    // Something the program cannot take away or replace: the sentence names the entry.
+    ASSERT_TRUE(QDir().mkpath(entry + QStringLiteral("/kept")));
+    const auto stuck = runCli({QStringLiteral("autostart"), QStringLiteral("off")}, home);
+    EXPECT_EQ(stuck.exit, 1);
+    EXPECT_EQ(stuck.err.trimmed(), QStringLiteral("Could not remove ") + entry + QStringLiteral("."));
+    ASSERT_TRUE(QDir(home.filePath(QStringLiteral("config/autostart"))).removeRecursively());
+    QFile blocker(home.filePath(QStringLiteral("config/autostart")));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    const auto blocked = runCli({QStringLiteral("autostart"), QStringLiteral("on")}, home);
+    EXPECT_EQ(blocked.exit, 1);
+    EXPECT_TRUE(blocked.err.startsWith(QStringLiteral("Could not write ") + entry + QStringLiteral(": "))) << blocked.err.toStdString();
+    const auto maybe = runCli({QStringLiteral("autostart"), QStringLiteral("sometimes")}, home);
+    EXPECT_EQ(maybe.exit, 2);
+    EXPECT_EQ(maybe.err.trimmed(), QStringLiteral("Say on or off, or nothing to see the current state."));
 }
 
 TEST(CliDemo, NoSpeakersFoundIsAClearFailure)

@@ -6,6 +6,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QDir>
+#include <QFile>
+#include <QSet>
 #include <QSettings>
 
 using namespace velotte;
@@ -43,6 +45,12 @@ TEST_F(CliLocal, RoomsAndStatusFromTheSpeakers)
     EXPECT_EQ(first.value(QStringLiteral("name")).toString(), QStringLiteral("Living Room"));
     EXPECT_EQ(first.value(QStringLiteral("players")).toArray().size(), 1);
     EXPECT_EQ(first.value(QStringLiteral("players")).toArray()[0].toObject().value(QStringLiteral("host")).toString(), QStringLiteral("127.0.42.11"));
+    // The rooms the shell's completion offers, without asking the network.
+    QFile cache(home.filePath(QStringLiteral("cache/velotte/rooms")));
+    ASSERT_TRUE(cache.open(QIODevice::ReadOnly));
+    const QStringList cached = QString::fromUtf8(cache.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    EXPECT_TRUE(cached.contains(QStringLiteral("Living Room"))) << cached.join(QLatin1Char('|')).toStdString();
+    EXPECT_EQ(cached.size(), QSet<QString>(cached.begin(), cached.end()).size()); // a stereo pair is one room
 
     const auto status = ctl({QStringLiteral("status"), QStringLiteral("--json")});
     const QJsonObject s = QJsonDocument::fromJson(status.out.toUtf8()).object();

@@ -21,6 +21,7 @@ inline void prepare(QProcess &p, const QTemporaryDir &home, const QString &secre
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
+    env.insert(QStringLiteral("XDG_CACHE_HOME"), home.filePath(QStringLiteral("cache")));
     env.insert(QStringLiteral("VELOTTE_SECRETS"), secrets.isEmpty() ? home.filePath(QStringLiteral("none.plist")) : secrets);
     // Under the sanitizers the in-process fakes answer slowly, and velottectl
     // may exit with a reply still parked on its loop; leaks are checked in

@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls.Basic
 
 // Sign-in, sign-out and local-network use, dropped over the views.
 Rectangle {
@@ -22,6 +23,26 @@ Rectangle {
             color: Theme.dim
             font.pixelSize: 12
             wrapMode: Text.WordWrap
+        }
+        Item {
+            width: parent.width
+            height: loginSwitch.height * loginSwitch.scale
+            Text {
+                anchors.verticalCenter: parent.verticalCenter
+                text: "Start at login"
+                color: Theme.text
+                font.pixelSize: 12
+            }
+            Switch {
+                id: loginSwitch
+                objectName: "startAtLogin"
+                anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+                scale: 0.75
+                checked: controller.startAtLogin
+                // Back to what the autostart folder holds, also when writing failed.
+                onToggled: { controller.startAtLogin = checked; checked = Qt.binding(() => controller.startAtLogin) }
+                Accessible.name: "Start at login"
+            }
         }
         Flow {
             width: parent.width
