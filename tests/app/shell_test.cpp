@@ -313,15 +313,6 @@ TEST_F(Shell, ShowLyricsIsRemembered)
     app->bridge().setShowLyrics(true);
 }
 
-TEST(LyricLines, WordTimingsAreNotShown)
-{
-    EXPECT_EQ(ControllerBridge::lyricText(u"<00:41.75>Pass <00:42.10>it <00:42.40>down"_qs), u"Pass it down"_qs);
-    EXPECT_EQ(ControllerBridge::lyricText(u"  Salt and pepper  "_qs), u"Salt and pepper"_qs);
-    // Angle brackets that are not times stay.
-    EXPECT_EQ(ControllerBridge::lyricText(u"<3 you <chorus>"_qs), u"<3 you <chorus>"_qs);
-    EXPECT_EQ(ControllerBridge::lyricText(u"夜车 <01:02:3>開"_qs), u"夜车 開"_qs);
-}
-
 TEST(ReducedMotion, FollowsTheDesktopSwitch)
 {
     const QString dir = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/gtk-3.0"_qs;
