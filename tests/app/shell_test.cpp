@@ -414,6 +414,20 @@ TEST_F(Shell, MusicListsOnTheDemoHousehold)
     ASSERT_EQ(music->favorites().size(), 1);
     music->setQuery({});
 
+    // Classical mode offers the kinds of work beside the composers, and narrows by them.
+    app->shell().showController();
+    app->bridge().setScreen(u"music"_qs);
+    music->setClassical(true);
+    EXPECT_EQ(music->works(), QStringList{u"Symphonies"_qs});
+    QTest::qWait(50);
+    EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"Symphonies"_qs)) << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    music->setWork(u"Symphonies"_qs);
+    ASSERT_EQ(music->favorites().size(), 1);
+    EXPECT_EQ(music->favorites().first().toMap().value(u"id"_qs).toString(), u"demo-1"_qs);
+    music->setWork({});
+    EXPECT_GT(music->favorites().size(), 1);
+    music->setClassical(false);
+
     // Pins become quick picks, in pin order, and show on the rows.
     music->togglePin(u"demo-3"_qs);
     music->togglePin(u"demo-1"_qs);
