@@ -18,6 +18,8 @@ PACKAGES=(
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
   dbus dbus-bin gnome-keyring avahi-daemon avahi-utils iproute2 xvfb xauth playerctl procps openssl python3
+  # the panel as a tray popup: a window manager and real clicks and keys under Xvfb
+  openbox xdotool
 )
 
 SUDO=""

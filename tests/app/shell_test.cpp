@@ -14,6 +14,7 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QPainter>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QSystemTrayIcon>
@@ -26,6 +27,8 @@
 #include <QTest>
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 #ifdef VELOTTE_WITH_NEWS
 #include "app/newspane.h"
@@ -129,6 +132,10 @@ TEST_F(Shell, StartsHiddenAndPollingFollowsThePanel)
     app->shell().toggle();
     EXPECT_FALSE(app->shell().isShown());
     EXPECT_EQ(shown.count(), 4);
+    // Signing in gives the sign-in window the screen, pointer and keyboard.
+    app->shell().showController();
+    app->bridge().connectAccount();
+    EXPECT_FALSE(app->shell().isShown());
 }
 
 TEST_F(Shell, PanelIsPlacedInsideTheScreenAndFollowsItsSize)
@@ -156,14 +163,47 @@ TEST_F(Shell, TrayIconFollowsPlayback)
     start(args({"--demo"}));
     ASSERT_NE(app->shell().tray(), nullptr);
     EXPECT_EQ(app->shell().tray()->toolTip(), u"Velotte"_qs);
-    EXPECT_EQ(app->shell().iconName(), u"speaker-filled"_qs);
-    EXPECT_FALSE(app->shell().tray()->icon().isNull());
+    EXPECT_EQ(app->shell().iconName(), u"velotte-speaker-filled-symbolic"_qs);
+    // Not installed, the tray gets the picture itself; it must read on a light
+    // panel and on a dark one.
+    auto readsOn = [](const QIcon &icon, QColor panel) {
+        QImage image(22, 22, QImage::Format_RGB32);
+        image.fill(panel);
+        QPainter(&image).drawPixmap(0, 0, icon.pixmap(22, 22));
+        auto luminance = [](QColor c) {
+            auto linear = [](double v) { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+            return 0.2126 * linear(c.redF()) + 0.7152 * linear(c.greenF()) + 0.0722 * linear(c.blueF());
+        };
+        const double back = luminance(panel);
+        double best = 1;
+        for (int y = 0; y < 22; ++y)
+            for (int x = 0; x < 22; ++x) {
+                const double l = luminance(image.pixelColor(x, y));
+                best = std::max(best, (std::max(l, back) + 0.05) / (std::min(l, back) + 0.05));
+            }
+        return best >= 3.0;
+    };
+    for (const QColor panel : {QColor(Qt::white), QColor(0xf0, 0xf0, 0xf0), QColor(Qt::black), QColor(0x2b, 0x2b, 0x2b)})
+        EXPECT_TRUE(readsOn(app->shell().tray()->icon(), panel)) << panel.name().toStdString();
+
+    // Installed in the icon theme, it goes by name, for the desktop to paint.
+    QTemporaryDir themes;
+    QDir().mkpath(themes.filePath(u"hicolor/symbolic/apps"_qs));
+    QFile index(themes.filePath(u"hicolor/index.theme"_qs));
+    ASSERT_TRUE(index.open(QIODevice::WriteOnly));
+    index.write("[Icon Theme]\nName=hicolor\nDirectories=symbolic/apps\n[symbolic/apps]\nSize=16\nMinSize=8\nMaxSize=512\nType=Scalable\n");
+    index.close();
+    for (const char *name : {"velotte-speaker-symbolic", "velotte-speaker-filled-symbolic"})
+        ASSERT_TRUE(QFile::copy(u":/velotte/icons/%1.svg"_qs.arg(QLatin1String(name)), themes.filePath(u"hicolor/symbolic/apps/%1.svg"_qs.arg(QLatin1String(name)))));
+    const QStringList searchPaths = QIcon::themeSearchPaths();
+    const QString themeName = QIcon::themeName();
+    QIcon::setThemeSearchPaths({themes.path()});
+    QIcon::setThemeName(u"hicolor"_qs);
     app->session().playback()->toggle();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !app->session().playback()->isPlaying(); }, 2000));
-    EXPECT_EQ(app->shell().iconName(), u"speaker"_qs);
-    // The icon's pictures are the program's own, inside it.
-    for (const char *name : {"speaker", "speaker-filled", "velotte"})
-        EXPECT_FALSE(QIcon(u":/velotte/icons/%1.svg"_qs.arg(QLatin1String(name))).pixmap(22, 22).isNull()) << name;
+    EXPECT_EQ(app->shell().tray()->icon().name(), u"velotte-speaker-symbolic"_qs);
+    QIcon::setThemeSearchPaths(searchPaths);
+    QIcon::setThemeName(themeName);
 }
 
 TEST_F(Shell, ResizeIsAnimatedUnlessMotionIsReduced)
