@@ -81,8 +81,6 @@ ControllerShell::ControllerShell(HouseSession &session, ControllerBridge &bridge
         m_wasActive = m_panel->isActive();
     });
     connect(&m_bridge, &ControllerBridge::hideRequested, this, &ControllerShell::hideController);
-    // The sign-in window needs the pointer and keyboard the panel holds.
-    connect(&m_bridge, &ControllerBridge::signInRequested, this, &ControllerShell::hideController);
     m_grabRetry = new QTimer(this);
     m_grabRetry->setSingleShot(true);
     m_grabRetry->setInterval(50);
