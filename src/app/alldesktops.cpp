@@ -4,25 +4,15 @@
 #include <QWindow>
 
 #ifdef VELOTTE_WITH_XCB
-#include <xcb/xcb.h>
+#include "xcbatom.h"
 
 #include <QtGui/qguiapplication_platform.h>
-
-#include <cstdlib>
 #endif
 
 namespace velotte {
 
 #ifdef VELOTTE_WITH_XCB
 namespace {
-xcb_atom_t atom(xcb_connection_t *c, const char *name)
-{
-    xcb_intern_atom_reply_t *reply = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(qstrlen(name)), name), nullptr);
-    const xcb_atom_t a = reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-    std::free(reply);
-    return a;
-}
-
 void tellWindowManager(xcb_connection_t *c, xcb_window_t root, xcb_window_t window, xcb_atom_t type, uint32_t a, uint32_t b, uint32_t d)
 {
     xcb_client_message_event_t event{};
@@ -53,16 +43,16 @@ void showOnAllDesktops(QWindow *window)
     if (!screen)
         return;
     const auto id = xcb_window_t(window->winId());
-    const xcb_atom_t desktop = atom(c, "_NET_WM_DESKTOP");
-    const xcb_atom_t state = atom(c, "_NET_WM_STATE");
+    const xcb_atom_t desktop = xcbAtom(c, "_NET_WM_DESKTOP");
+    const xcb_atom_t state = xcbAtom(c, "_NET_WM_STATE");
     constexpr uint32_t everyDesktop = 0xFFFFFFFF;
     constexpr uint32_t add = 1;
     // Before mapping the property is read by the window manager; once
     // mapped, only a message to the root window changes it.
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, desktop, XCB_ATOM_CARDINAL, 32, 1, &everyDesktop);
     tellWindowManager(c, screen->root, id, desktop, everyDesktop, 0, 0);
-    tellWindowManager(c, screen->root, id, state, add, atom(c, "_NET_WM_STATE_STICKY"), atom(c, "_NET_WM_STATE_SKIP_TASKBAR"));
-    tellWindowManager(c, screen->root, id, state, add, atom(c, "_NET_WM_STATE_SKIP_PAGER"), 0);
+    tellWindowManager(c, screen->root, id, state, add, xcbAtom(c, "_NET_WM_STATE_STICKY"), xcbAtom(c, "_NET_WM_STATE_SKIP_TASKBAR"));
+    tellWindowManager(c, screen->root, id, state, add, xcbAtom(c, "_NET_WM_STATE_SKIP_PAGER"), 0);
     xcb_flush(c);
 #else
     Q_UNUSED(window)

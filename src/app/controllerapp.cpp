@@ -32,9 +32,11 @@ ControllerApp::ControllerApp(LaunchOptions launch, Options options, QObject *par
     shellOptions.reducedMotion = options.reducedMotion;
     m_shell = std::make_unique<ControllerShell>(*m_session, *m_bridge, shellOptions);
 
-    // The panel comes back when the sign-in window closes.
-    if (ProcessLoginPresenter *login = m_wiring->login())
+    // The panel makes way for the sign-in window and comes back when it closes.
+    if (ProcessLoginPresenter *login = m_wiring->login()) {
+        connect(login, &ProcessLoginPresenter::didOpen, m_shell.get(), &ControllerShell::hideController);
         connect(login, &ProcessLoginPresenter::didClose, m_shell.get(), &ControllerShell::showController);
+    }
 
     if (options.widget)
         m_widget = std::make_unique<WidgetSnapshotWriter>(*m_session, Clock::system());

@@ -9,7 +9,6 @@
 #include "notes/tracknotes.h"
 #endif
 
-#include <QRegularExpression>
 #include <QSet>
 
 namespace velotte {
@@ -110,13 +109,6 @@ void ControllerBridge::setNotes(QObject *notes)
     rebuildLyricLines();
 }
 
-QString ControllerBridge::lyricText(const QString &line)
-{
-    // Word-by-word timings of enhanced LRC ("<00:41.75>Pass") are not shown.
-    static const QRegularExpression wordTime(QStringLiteral(R"(<\d{1,3}:\d{2}(?:[.:]\d{1,3})?>\s?)"));
-    return QString(line).remove(wordTime).trimmed();
-}
-
 QByteArray ControllerBridge::picture() const
 {
 #ifdef VELOTTE_WITH_NOTES
@@ -139,7 +131,7 @@ void ControllerBridge::rebuildLyricLines()
 #ifdef VELOTTE_WITH_NOTES
     if (auto *n = qobject_cast<TrackNotes *>(m_notes.data()))
         for (const TrackLine &line : n->lines()) {
-            m_lyricLines.append(QVariantMap{{QStringLiteral("time"), line.time ? double(*line.time) : -1.0}, {QStringLiteral("text"), lyricText(line.text)}});
+            m_lyricLines.append(QVariantMap{{QStringLiteral("time"), line.time ? double(*line.time) : -1.0}, {QStringLiteral("text"), line.text}});
         }
 #endif
     Q_EMIT lyricLinesChanged();

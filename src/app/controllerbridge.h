@@ -83,8 +83,6 @@ public:
     Q_INVOKABLE void requestSize(int width, int height) { Q_EMIT sizeRequested(QSize(width, height)); }
 
     static QString notConnectedText();
-    // A lyric line as shown: without word timings.
-    static QString lyricText(const QString &line);
 
 Q_SIGNALS:
     void screenChanged();

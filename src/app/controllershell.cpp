@@ -10,6 +10,7 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickImageProvider>
@@ -18,6 +19,7 @@
 #include <QSettings>
 #include <QStandardPaths>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <QVariantAnimation>
 
 namespace velotte {
@@ -73,14 +75,16 @@ ControllerShell::ControllerShell(HouseSession &session, ControllerBridge &bridge
 
     connect(m_panel, &QWindow::visibleChanged, this, &ControllerShell::visibilityChanged);
     connect(m_panel, &QWindow::activeChanged, this, [this] {
-        // A click outside the panel takes the focus away from it.
-        if (m_options.tray && m_panel->isVisible() && !m_panel->isActive() && m_wasActive) {
-            m_hiddenByOutsideClick.start();
-            hideController();
-        }
+        // Another window took the focus, maybe by a click outside the panel.
+        if (m_options.tray && m_panel->isVisible() && !m_panel->isActive() && m_wasActive)
+            hideByOutsideClick();
         m_wasActive = m_panel->isActive();
     });
     connect(&m_bridge, &ControllerBridge::hideRequested, this, &ControllerShell::hideController);
+    m_grabRetry = new QTimer(this);
+    m_grabRetry->setSingleShot(true);
+    m_grabRetry->setInterval(50);
+    connect(m_grabRetry, &QTimer::timeout, this, &ControllerShell::grabInput);
     connect(&m_bridge, &ControllerBridge::sizeRequested, this, &ControllerShell::resizeController);
 
     m_animation = new QVariantAnimation(this);
@@ -133,13 +137,19 @@ bool ControllerShell::desktopAsksReducedMotion()
     return false;
 }
 
-QString ControllerShell::iconName() const { return m_session.playback()->isPlaying() ? QStringLiteral("speaker-filled") : QStringLiteral("speaker"); }
+QString ControllerShell::iconName() const
+{
+    return m_session.playback()->isPlaying() ? QStringLiteral("velotte-speaker-filled-symbolic") : QStringLiteral("velotte-speaker-symbolic");
+}
 
 void ControllerShell::refreshIcon()
 {
     if (!m_tray)
         return;
-    m_tray->setIcon(QIcon(QStringLiteral(":/velotte/icons/%1.svg").arg(iconName())));
+    // Installed, the icon goes to the tray by name and the desktop recolours
+    // it; otherwise the same picture, in a grey that reads on either panel.
+    const QString name = iconName();
+    m_tray->setIcon(QIcon::fromTheme(name, QIcon(QStringLiteral(":/velotte/icons/%1.svg").arg(name))));
 }
 
 bool ControllerShell::isShown() const { return m_panel->isVisible(); }
@@ -183,12 +193,58 @@ void ControllerShell::showController()
     m_panel->show();
     m_panel->raise();
     m_panel->requestActivate();
+    m_grabTries = 0;
+    grabInput();
 }
 
 void ControllerShell::hideController()
 {
     m_animation->stop();
+    releaseInput();
     m_panel->hide();
+}
+
+void ControllerShell::hideByOutsideClick()
+{
+    // The same click may reach the tray icon next: it must not reopen the panel.
+    m_hiddenByOutsideClick.start();
+    hideController();
+}
+
+// Tray popups on X11 hold the pointer and keyboard while open: a click
+// anywhere else and Escape reach the panel even where the window manager
+// never gives it the focus. A Qt::Popup window would not do: on X11 it
+// bypasses the window manager (no focus, no desktops) and QtGui does not
+// close it on an outside click; on Wayland it needs a parent window. Wayland
+// has no grabs at all: losing the focus hides the panel there.
+void ControllerShell::grabInput()
+{
+    if (!m_options.tray || m_grabbed || !m_panel->isVisible() || QGuiApplication::platformName() != QLatin1String("xcb"))
+        return;
+    // Until the window is mapped the server refuses; then another client may
+    // still hold the pointer for the click that opened the panel.
+    if (m_panel->isExposed() && m_panel->setMouseGrabEnabled(true)) {
+        if (m_panel->setKeyboardGrabEnabled(true)) {
+            m_grabbed = true;
+            return;
+        }
+        m_panel->setMouseGrabEnabled(false);
+    }
+    ++m_grabTries;
+    if (m_grabTries < 40)
+        m_grabRetry->start();
+    else if (m_grabTries == 40)
+        qCInfo(lcApp) << "the panel could not take the pointer and keyboard; it hides when it loses the focus";
+}
+
+void ControllerShell::releaseInput()
+{
+    m_grabRetry->stop();
+    if (!m_grabbed)
+        return;
+    m_grabbed = false;
+    m_panel->setKeyboardGrabEnabled(false);
+    m_panel->setMouseGrabEnabled(false);
 }
 
 void ControllerShell::resizeController(QSize size)
@@ -221,15 +277,35 @@ void ControllerShell::visibilityChanged()
     if (shown == m_wasShown)
         return;
     m_wasShown = shown;
+    if (!shown)
+        releaseInput();
     m_session.setPollingEnabled(shown);
     Q_EMIT shownChanged(shown);
 }
 
 bool ControllerShell::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_panel && event->type() == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
-        hideController();
-        return true;
+    if (watched != m_panel)
+        return QObject::eventFilter(watched, event);
+    switch (event->type()) {
+    case QEvent::KeyPress:
+        if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
+            hideController();
+            return true;
+        }
+        break;
+    case QEvent::MouseButtonPress:
+        // Holding the pointer, the panel hears of presses anywhere on the screen.
+        if (m_grabbed && !QRectF(QPointF(), m_panel->size()).contains(static_cast<QMouseEvent *>(event)->position())) {
+            hideByOutsideClick();
+            return true;
+        }
+        break;
+    case QEvent::Expose:
+        grabInput();
+        break;
+    default:
+        break;
     }
     return QObject::eventFilter(watched, event);
 }

@@ -8,6 +8,7 @@
 
 class QQuickView;
 class QSystemTrayIcon;
+class QTimer;
 class QVariantAnimation;
 class QQmlEngine;
 
@@ -45,8 +46,11 @@ public:
     // True when the desktop asks for less motion: GTK's "gtk-enable-animations"
     // switched off, or VELOTTE_REDUCED_MOTION=1.
     static bool desktopAsksReducedMotion();
-    // The icon follows playback: filled while playing.
+    // The icon follows playback: filled while playing. A symbolic themed
+    // name, so the desktop paints it in its panel's colours.
     QString iconName() const;
+    // Whether the panel holds the pointer and keyboard (X11 only).
+    bool grabsInput() const { return m_grabbed; }
 
 Q_SIGNALS:
     void shownChanged(bool shown);
@@ -58,6 +62,9 @@ private:
     void refreshIcon();
     void placeAgain();
     void visibilityChanged();
+    void hideByOutsideClick();
+    void grabInput();
+    void releaseInput();
 
     HouseSession &m_session;
     ControllerBridge &m_bridge;
@@ -72,6 +79,10 @@ private:
     QRectF m_clickedAt;
     bool m_wasShown = false;
     bool m_wasActive = false;
+    // Another client may hold the pointer for a moment (the tray's own click).
+    QTimer *m_grabRetry = nullptr;
+    int m_grabTries = 0;
+    bool m_grabbed = false;
 };
 
 } // namespace velotte

@@ -54,6 +54,18 @@ void MusicPane::setComposer(const QString &composer)
     m_browse.setComposer(composer.isEmpty() ? std::nullopt : std::optional<QString>(composer));
 }
 
+QString MusicPane::work() const { return m_browse.work() == ClassicalWork::all ? QString() : displayText(m_browse.work()); }
+
+void MusicPane::setWork(const QString &work)
+{
+    ClassicalWork chosen = ClassicalWork::all;
+    for (ClassicalWork w : allClassicalWorks()) {
+        if (displayText(w) == work)
+            chosen = w;
+    }
+    m_browse.setWork(chosen);
+}
+
 QVariantList MusicPane::favorites() const
 {
     QVariantList list;
@@ -75,6 +87,14 @@ QStringList MusicPane::services() const
 }
 
 QStringList MusicPane::composers() const { return m_browse.composers(m_session.library()->favorites()); }
+
+QStringList MusicPane::works() const
+{
+    QStringList names;
+    for (ClassicalWork w : m_browse.works(m_session.library()->favorites()))
+        names.append(displayText(w));
+    return names;
+}
 
 QVariantList MusicPane::picks() const
 {

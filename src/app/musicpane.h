@@ -24,9 +24,11 @@ class MusicPane : public QObject {
     Q_PROPERTY(QString service READ service WRITE setService NOTIFY listChanged)
     Q_PROPERTY(bool classical READ classical WRITE setClassical NOTIFY listChanged)
     Q_PROPERTY(QString composer READ composer WRITE setComposer NOTIFY listChanged)
+    Q_PROPERTY(QString work READ work WRITE setWork NOTIFY listChanged)
     Q_PROPERTY(QVariantList favorites READ favorites NOTIFY listChanged)
     Q_PROPERTY(QStringList services READ services NOTIFY listChanged)
     Q_PROPERTY(QStringList composers READ composers NOTIFY listChanged)
+    Q_PROPERTY(QStringList works READ works NOTIFY listChanged)
     Q_PROPERTY(QVariantList picks READ picks NOTIFY listChanged)
     Q_PROPERTY(QString picksHint READ picksHint CONSTANT)
     Q_PROPERTY(QVariantList recent READ recent NOTIFY listChanged)
@@ -48,9 +50,13 @@ public:
     void setClassical(bool on);
     QString composer() const;
     void setComposer(const QString &composer);
+    // The kind of work by its name in the menu ("Symphonies"); empty for all.
+    QString work() const;
+    void setWork(const QString &work);
     QVariantList favorites() const;
     QStringList services() const;
     QStringList composers() const;
+    QStringList works() const;
     QVariantList picks() const;
     QString picksHint() const;
     QVariantList recent() const;

@@ -43,6 +43,8 @@ QCoro::Task<QUrl> ProcessLoginPresenter::callback(QUrl authorizationURL, QString
         qCWarning(lcApp) << "sign-in window could not start:" << process->errorString();
         throw SonosError::authorization();
     }
+    if (self)
+        Q_EMIT self->didOpen();
     const QByteArray line = authorizationURL.toEncoded() + '\n';
     process->write(line);
     // A person may take a while to type a password; an hour is the limit.

@@ -22,6 +22,8 @@ public:
     enum Exit { signedIn = 0, cancelled = 3, failed = 4 };
 
 Q_SIGNALS:
+    // The sign-in window is up and wants the screen, pointer and keyboard.
+    void didOpen();
     // "VelotteLoginDidClose": the sign-in window closed, however it ended.
     void didClose();
 

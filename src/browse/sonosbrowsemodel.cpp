@@ -78,6 +78,21 @@ QStringList SonosBrowseModel::composers(const QList<SonosFavorite> &favorites) c
     return ClassicalPiece::composers(FavoriteMatch::search(favorites, {}, m_service));
 }
 
+QList<ClassicalWork> SonosBrowseModel::works(const QList<SonosFavorite> &favorites) const
+{
+    QList<ClassicalWork> present;
+    for (const SonosFavorite &f : FavoriteMatch::search(favorites, {}, m_service)) {
+        if (const auto piece = ClassicalPiece::parse(f))
+            present.append(piece->work);
+    }
+    QList<ClassicalWork> offered;
+    for (ClassicalWork work : allClassicalWorks()) {
+        if (work != ClassicalWork::all && present.contains(work))
+            offered.append(work);
+    }
+    return offered;
+}
+
 // History
 
 void SonosBrowseModel::selectHousehold(const QString &householdID)

@@ -55,6 +55,9 @@ public:
     QList<SonosFavorite> visibleFavorites(const QList<SonosFavorite> &favorites, const QString &query) const;
     // The composers the classical filter offers (of the service's favorites).
     QStringList composers(const QList<SonosFavorite> &favorites) const;
+    // The kinds of work the classical filter offers (of the service's
+    // favorites), in menu order, without "all".
+    QList<ClassicalWork> works(const QList<SonosFavorite> &favorites) const;
 
     // Suggestions
     const QList<SonosFavorite> &recommendations() const { return m_recommendations; }

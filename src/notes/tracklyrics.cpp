@@ -105,6 +105,52 @@ Tag tagAt(QStringView line, qsizetype at)
     return tag;
 }
 
+// "<mm:ss.xx>" at `at`: a word timing of enhanced LRC; its length, or 0.
+qsizetype wordTimeAt(QStringView line, qsizetype at)
+{
+    qsizetype i = at + 1;
+    const qsizetype n = line.size();
+    auto digits = [&](qsizetype most) {
+        const qsizetype start = i;
+        while (i < n && i - start < most && isDigit(line[i]))
+            ++i;
+        return i - start;
+    };
+    if (!digits(3) || i >= n || line[i] != u':')
+        return 0;
+    ++i;
+    if (digits(2) != 2 || i >= n)
+        return 0;
+    if (line[i] == u'.' || line[i] == u':') {
+        ++i;
+        if (!digits(3) || i >= n)
+            return 0;
+    }
+    return line[i] == u'>' ? i + 1 - at : 0;
+}
+
+// The words of a line without the word timings between them; where a timing
+// stood between two blanks, one blank stays.
+QString withoutWordTimes(QStringView words)
+{
+    if (!words.contains(u'<'))
+        return words.toString();
+    QString out;
+    out.reserve(words.size());
+    for (qsizetype i = 0; i < words.size();) {
+        const qsizetype length = words[i] == u'<' ? wordTimeAt(words, i) : 0;
+        if (!length) {
+            out += words[i++];
+            continue;
+        }
+        i += length;
+        const bool blankBefore = out.isEmpty() || out.back() == u' ' || out.back() == u'\t';
+        if (blankBefore && i < words.size() && (words[i] == u' ' || words[i] == u'\t'))
+            ++i;
+    }
+    return trimBlanks(out).toString();
+}
+
 } // namespace
 
 QList<TrackLine> timed(QStringView text)
@@ -133,10 +179,9 @@ QList<TrackLine> timed(QStringView text)
         if (copied == 0 || times.isEmpty())
             continue;
         rest += line.sliced(copied);
-        const QStringView words = trimBlanks(rest);
-        if (words.isEmpty())
+        const QString shared = withoutWordTimes(trimBlanks(rest));
+        if (shared.isEmpty())
             continue;
-        const QString shared = words.toString();
         for (qint64 time : std::as_const(times))
             lines.append(TrackLine{time, shared});
     }

@@ -61,7 +61,8 @@ struct LyricsResult {
 };
 
 // LRC text to timed lines, ordered by time. Several tags on a line give one
-// line each; tags without text and metadata tags give none.
+// line each; tags without text and metadata tags give none. Word timings of
+// enhanced LRC ("<00:33.58>") are dropped, so a line of nothing else is none.
 QList<TrackLine> timed(QStringView text);
 // Plain text to untimed lines.
 QList<TrackLine> untimed(QStringView text);

@@ -154,13 +154,12 @@ QCoro::Task<void> TrackNotes::lyricHalf(QString title, QStringList artists, qint
 QCoro::Task<TrackNotes::Outcome> TrackNotes::lyricChain(QString title, QStringList artists, qint64 durationMillis, CancelToken cancel)
 {
     bool busy = false;
-    bool failure = false;
+    int failures = 0;
     auto note = [&](const std::exception &error) {
         const auto *lyrics = dynamic_cast<const LyricsError *>(&error);
         if (lyrics && lyrics->kind() != LyricsError::Kind::status)
             busy = true;
-        else
-            failure = true;
+        ++failures;
         qCDebug(lcNotes) << "lyric search failed:" << error.what();
     };
 
@@ -195,7 +194,12 @@ QCoro::Task<TrackNotes::Outcome> TrackNotes::lyricChain(QString title, QStringLi
     }
     if (busy)
         co_return Outcome{std::nullopt, serviceBusy};
-    co_return Outcome{std::nullopt, failure ? failed : unavailable};
+    // One service that found nothing is an answer: the lookup failed only when
+    // no service answered. NetEase and Kugou search by artist and are not
+    // asked without one.
+    const bool byArtist = std::any_of(artists.begin(), artists.end(), [](const QString &a) { return !a.isEmpty(); });
+    const int asked = byArtist ? 3 : 1;
+    co_return Outcome{std::nullopt, failures >= asked ? failed : unavailable};
 }
 
 QCoro::Task<void> TrackNotes::retryLater(QString title, QStringList artists, qint64 durationMillis, QUuid request, CancelToken cancel)

@@ -32,14 +32,20 @@ inline void useLoopbackServices()
     s.sync();
 }
 
-// Every text the panel shows right now.
+// Every text the panel shows right now. The visual tree, not the object
+// tree: what repeaters and lists create hangs only there.
 inline QStringList shownTexts(QQuickView *panel)
 {
     QStringList out;
-    for (QQuickItem *item : panel->rootObject()->findChildren<QQuickItem *>()) {
+    QList<QQuickItem *> items{panel->rootObject()};
+    while (!items.isEmpty()) {
+        QQuickItem *item = items.takeFirst();
+        if (!item->isVisible())
+            continue;
         const QVariant text = item->property("text");
-        if (item->isVisible() && text.typeId() == QMetaType::QString && !text.toString().isEmpty())
+        if (text.typeId() == QMetaType::QString && !text.toString().isEmpty())
             out << text.toString();
+        items << item->childItems();
     }
     return out;
 }

@@ -17,8 +17,12 @@ TEST(Lrc, TagsTimesAndText)
               (QList<TrackLine>{at(990, u"c"_s), at(5123, u"a"_s), at(20100, u"b"_s), at(30000, u"a"_s)}));
     // A tag anywhere on the line; the text is what remains.
     EXPECT_EQ(timed(u"Hello [00:01.00]world"_s), QList<TrackLine>{at(1000, u"Hello world"_s)});
-    // Word timings stay part of the text.
-    EXPECT_EQ(timed(u"[00:41.75]<00:41.75>Pass <00:42.10>it"_s), QList<TrackLine>{at(41750, u"<00:41.75>Pass <00:42.10>it"_s)});
+    // Word timings of enhanced LRC are not words; one blank stays between words.
+    EXPECT_EQ(timed(u"[00:41.75]<00:41.75>Pass <00:42.10>it <00:42.40>down"_s), QList<TrackLine>{at(41750, u"Pass it down"_s)});
+    EXPECT_EQ(timed(u"[00:33.58]<00:33.58> Salt <00:34.00> and<00:34.50> pepper <00:35.1>"_s), QList<TrackLine>{at(33580, u"Salt and pepper"_s)});
+    EXPECT_EQ(timed(u"[00:01.00]夜车 <01:02:3>開"_s), QList<TrackLine>{at(1000, u"夜车 開"_s)});
+    // Angle brackets that are not times stay.
+    EXPECT_EQ(timed(u"[00:01.00]<3 you <chorus> <1:2> <00:0a>"_s), QList<TrackLine>{at(1000, u"<3 you <chorus> <1:2> <00:0a>"_s)});
     // Windows line ends, blanks and tabs trimmed.
     EXPECT_EQ(timed(u"[00:01.00]\tone \r\n[00:02.00]two\r\n"_s), (QList<TrackLine>{at(1000, u"one"_s), at(2000, u"two"_s)}));
     // Big minutes are fine as long as they fit.
@@ -37,6 +41,7 @@ TEST(Lrc, WhatGivesNoLine)
     EXPECT_TRUE(timed(u"[99999999999999999999:00.00]overflow"_s).isEmpty());
     EXPECT_TRUE(timed(u"[153722867280912:00.00]overflow"_s).isEmpty());
     EXPECT_TRUE(timed(u"[03:25.72] "_s).isEmpty());
+    EXPECT_TRUE(timed(u"[00:52.03]<00:52.03>\n[00:53.10] <00:53.10> <00:54.00> "_s).isEmpty());
     EXPECT_TRUE(timed(u"[ar:The Condiments]\n[by:]\n[length: 2:50]\n[offset:0]"_s).isEmpty());
     EXPECT_TRUE(timed(u"no tags at all\n\n"_s).isEmpty());
     EXPECT_TRUE(timed(u"[1:2.]x\n[:01.00]x\n[01:.5]x\n[01:02.5x"_s).isEmpty());

@@ -120,9 +120,16 @@ TEST_F(Fixture, EveryStateOfTheLoader)
     EXPECT_EQ(requestsTo(netease), 1);
     EXPECT_EQ(requestsTo(kugou), 1);
 
+    // Failed only when no service answered; two failures and a "none" is none.
     services[lrclib] = [](const HttpRequest &) { return Answer{reply(200, "<html>")}; };
     services.erase(netease);
     load(u"Olive Oil Blues"_s, u"The Condiments"_s, {}, 234000);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable);
+    services.erase(kugou);
+    load(u"Olive Oil Blues"_s, u"The Condiments"_s, {}, 234001);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::failed);
+    // Without an artist only LRCLIB is asked: its failure is the lookup's.
+    load(u"Olive Oil Blues"_s, QString(), {}, 234000);
     EXPECT_EQ(notes.lyricsState(), TrackNotes::failed);
 
     load(QString(), QString());
@@ -332,7 +339,7 @@ TEST_F(Fixture, HugeAndBrokenLyricsGiveAState)
     // Hits of the wrong shape fail LRCLIB; the others still answer.
     services[lrclib] = [](const HttpRequest &) { return Answer{reply(200, R"([{"trackName":1}])")}; };
     load(u"Salt & Pepper"_s, u"The Condiments"_s, {}, 201002);
-    EXPECT_EQ(notes.lyricsState(), TrackNotes::failed);
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable);
     EXPECT_EQ(requestsTo(netease), 2);
     EXPECT_EQ(requestsTo(kugou), 2);
 }

@@ -11,6 +11,7 @@ Item {
     readonly property var states: ["idle", "loading", "available", "unavailable", "instrumental", "failed", "serviceBusy"]
     readonly property string state: notes ? states[notes.lyricsState] : "none"
 
+    // Without lines the same sentence, then why when the notes know.
     function stateText() {
         if (!controller.showLyrics)
             return "Lyrics are switched off."
@@ -18,10 +19,14 @@ Item {
         case "none": return "Lyrics are not part of this build."
         case "idle": return "Play a song to see its lyrics."
         case "loading": return "Looking for lyrics…"
-        case "instrumental": return "This song is instrumental."
-        case "failed": return "Lyrics could not be loaded. They will be tried again with the next song."
-        case "serviceBusy": return "The lyrics service is busy. Try again in a minute."
-        default: return lines.length === 0 ? "Lyrics not available for this song." : ""
+        }
+        if (lines.length > 0)
+            return ""
+        switch (state) {
+        case "instrumental": return "Lyrics not available for this song. It is instrumental."
+        case "failed": return "Lyrics not available for this song. The lookup failed: no lyrics service answered."
+        case "serviceBusy": return "Lyrics not available for this song. The lyrics service asked to wait; Velotte will look again."
+        default: return "Lyrics not available for this song."
         }
     }
 

@@ -148,6 +148,20 @@ Item {
                         }
                     }
                 }
+                Flow {
+                    width: parent.width
+                    spacing: 6
+                    visible: root.pane && root.pane.classical && root.pane.works.length > 0
+                    Repeater {
+                        model: root.pane ? root.pane.works : []
+                        Pill {
+                            required property string modelData
+                            text: modelData
+                            active: root.pane.work === modelData
+                            onClicked: root.pane.work = root.pane.work === modelData ? "" : modelData
+                        }
+                    }
+                }
             }
             delegate: FavoriteRow {
                 required property var modelData

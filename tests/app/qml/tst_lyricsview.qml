@@ -28,15 +28,21 @@ Item {
             const expected = [
                 [0, "Play a song to see its lyrics."],
                 [1, "Looking for lyrics…"],
+                [2, "Lyrics not available for this song."],
                 [3, "Lyrics not available for this song."],
-                [4, "This song is instrumental."],
-                [5, "Lyrics could not be loaded. They will be tried again with the next song."],
-                [6, "The lyrics service is busy. Try again in a minute."],
+                [4, "Lyrics not available for this song. It is instrumental."],
+                [5, "Lyrics not available for this song. The lookup failed: no lyrics service answered."],
+                [6, "Lyrics not available for this song. The lyrics service asked to wait; Velotte will look again."],
             ]
             for (const [state, text] of expected) {
                 notes.lyricsState = state
                 compare(said(), text, "state " + state)
             }
+            // With lines the lines speak for themselves.
+            controller.lyricLines = [{ time: 0, text: "Shake a little" }]
+            notes.lyricsState = 2
+            compare(said(), "")
+            controller.lyricLines = []
             controller.notes = null
             compare(said(), "Lyrics are not part of this build.")
             controller.notes = notes
