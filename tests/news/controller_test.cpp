@@ -253,7 +253,7 @@ TEST_F(Controller, PlayNowInAStandaloneRoom)
     EXPECT_EQ(living.volume, 33);
     EXPECT_EQ(living.streamURI, u"https://news.velotte.app/api/public/news-shadowing/sonos/audio/aB3_-9xYz01.mp3"_s);
     EXPECT_EQ(living.state, u"PLAYING"_s);
-    EXPECT_EQ(rig.actions, (QStringList{u"GetZoneGroupState"_s, u"SetVolume"_s, u"SetPlayMode"_s, u"SetAVTransportURI"_s, u"Play"_s}));
+    EXPECT_EQ(rig.actions, (QStringList{u"GetZoneGroupState"_s, u"SetVolume"_s, u"SetAVTransportURI"_s, u"SetPlayMode"_s, u"Play"_s}));
     EXPECT_EQ(rig.port.sendingChanges, (QList<bool>{true, false}));
 
     const HttpRequest *get = rig.lastRequest("GET");
