@@ -23,7 +23,7 @@ const QString starting = u"Starting on Sonos…"_s;
 
 QString failureText(const std::exception &e, const QString &fallback)
 {
-    if (dynamic_cast<const AppleMusicDirect::Failure *>(&e))
+    if (dynamic_cast<const AppleMusicDirect::Failure *>(&e) || dynamic_cast<const SpeakerFault *>(&e))
         return sentenceOf(e);
     return fallback;
 }
@@ -151,9 +151,10 @@ QCoro::Task<void> HouseSession::playAppleMusic(AppleMusicIdentity item, AppleMus
         if (!self || connection != m_connectionID)
             co_return;
         if (!target)
-            throw SpeakerUnreachable();
+            throw std::runtime_error("no speaker of the group leads it");
         const QList<AppleMusicIdentity> items{item};
-        co_await m_services.local->queueAppleMusic(items, target->host, target->coordinator, action, std::function<void(int)>(), CancelToken());
+        co_await m_services.local->queueAppleMusic(items, target->host, target->coordinator, action, std::function<void(int)>(), CancelToken(),
+                                                   newsHouseholdID());
         if (!self || connection != m_connectionID)
             co_return;
         const bool modes = co_await applyAppleMusicModes(groupID, target->host, action == AppleMusicAction::replaceShuffled);
@@ -256,8 +257,8 @@ QCoro::Task<void> HouseSession::runArtistQueue(QList<AppleMusicIdentity> songs, 
         if (!current())
             co_return;
         if (!target)
-            throw SpeakerUnreachable();
-        co_await m_services.local->queueAppleMusic(songs, target->host, target->coordinator, action, progress, cancel);
+            throw std::runtime_error("no speaker of the group leads it");
+        co_await m_services.local->queueAppleMusic(songs, target->host, target->coordinator, action, progress, cancel, newsHouseholdID());
         if (!current())
             co_return;
         const bool modes = co_await applyAppleMusicModes(groupID, target->host, action == AppleMusicAction::replaceShuffled);

@@ -7,6 +7,7 @@
 #include "core/clock.h"
 #include "core/failure.h"
 #include "core/wakeup.h"
+#include "local/speakerfault.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -29,24 +30,6 @@ struct AppleMusicIdentity;
 enum class AppleMusicAction;
 struct LocalPorts;
 struct PendingSends;
-
-// A speaker that refuses every action: newer firmware ships with local
-// control switched off.
-class LocalControlOff : public Failure {
-public:
-    LocalControlOff() : Failure(QStringLiteral("local control switched off")) {}
-    QString sentence() const override
-    {
-        return QStringLiteral("This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer.");
-    }
-};
-
-// A speaker on the local network that gave no answer.
-class SpeakerUnreachable : public Failure {
-public:
-    SpeakerUnreachable() : Failure(QStringLiteral("speaker did not answer")) {}
-    QString sentence() const override { return QStringLiteral("The speaker did not answer. Check that it is on the same Wi-Fi network."); }
-};
 
 struct PlaybackClock {
     qint64 positionMillis = 0;
@@ -173,7 +156,7 @@ public:
     QCoro::Task<void> playPlaylist(SonosPlaylist playlist, QString action);
     // The household the news alarms belong to ("local" for rooms found on
     // the network without an account), and the host that answers for a
-    // player: its group's coordinator. Throws SpeakerUnreachable.
+    // player: its group's coordinator. Throws the SpeakerFault of no answer.
     QString newsHouseholdID() const;
     QCoro::Task<QString> newsHost(QString playerID);
     // Sending a music or queue command, or choosing a room: news Play now waits.
@@ -325,6 +308,7 @@ private:
     QCoro::Task<std::optional<QString>> playerHost(QString playerID);
     // Throws the failure that explains why the speaker at `host` did nothing.
     [[noreturn]] void speakerFailed(const std::optional<QString> &host) const;
+    std::optional<SpeakerFault> speakerFault(const std::optional<QString> &host) const;
     void setBassValue(double bass);
     void setBassNote(const std::optional<QString> &note);
     // music.cpp

@@ -171,7 +171,7 @@ QCoro::Task<QString> HouseSession::newsHost(QString playerID)
     if (!host && coordinator != playerID)
         host = co_await playerHost(playerID);
     if (!host)
-        throw SpeakerUnreachable();
+        throw SpeakerFault::noAnswer();
     co_return *host;
 }
 

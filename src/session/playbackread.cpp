@@ -116,8 +116,9 @@ QCoro::Task<void> HouseSession::refreshGuestPlayback()
     if (!self || token != m_playbackRefreshID)
         co_return;
     if (!now) {
-        const bool refused = host && m_services.local->localControlOff && m_services.local->localControlOff(*host);
-        m_playbackReadNote = refused ? LocalControlOff().sentence() : localReadFailed;
+        const std::optional<SpeakerFault> fault = speakerFault(host);
+        const bool refused = fault && fault->kind() == SpeakerFault::Kind::localControlOff;
+        m_playbackReadNote = refused ? fault->sentence() : localReadFailed;
         setNote(m_playbackReadNote);
         Q_EMIT readFinished();
         co_return;

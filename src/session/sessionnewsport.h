@@ -14,6 +14,7 @@ public:
     explicit SessionNewsPort(HouseSession &session) : m_session(session) {}
     QString newsHouseholdID() const override { return m_session.newsHouseholdID(); }
     QCoro::Task<QString> newsHost(QString playerID) override { return m_session.newsHost(std::move(playerID)); }
+    QHash<QString, QString> newsSpeakers() const override { return m_session.guestHosts(); }
     bool musicBusy() const override { return m_session.musicBusy(); }
     void setSendingPlaybackCommand(bool sending) override { m_session.setSendingPlaybackCommand(sending); }
 

@@ -358,7 +358,8 @@ QCoro::Task<void> HouseSession::refreshBassControl()
     if (!self || request != m_bassRequestID)
         co_return;
     if (!level) {
-        setBassNote(bassUnreachable);
+        const std::optional<SpeakerFault> fault = speakerFault(host);
+        setBassNote(fault && fault->kind() == SpeakerFault::Kind::localControlOff ? fault->sentence() : bassUnreachable);
         co_return;
     }
     const double fraction = (std::clamp(*level, -10, 10) + 10) / 20.0;
@@ -404,10 +405,16 @@ QCoro::Task<void> HouseSession::writeBass(int level, QString host, QUuid edit, C
         co_return;
     if (ok) {
         m_confirmedBass = m_bass;
-    } else {
-        setBassValue(m_confirmedBass);
-        setBassNote(bassFailed);
+        co_return;
     }
+    setBassValue(m_confirmedBass);
+    const std::optional<SpeakerFault> fault = speakerFault(host);
+    if (fault && fault->kind() == SpeakerFault::Kind::localControlOff)
+        setBassNote(fault->sentence());
+    else if (fault && fault->kind() == SpeakerFault::Kind::noAnswer)
+        setBassNote(bassUnreachable);
+    else
+        setBassNote(bassFailed);
 }
 
 // --- conversation: one click lowers the room, the next restores it ---
