@@ -116,7 +116,8 @@ TEST_F(CliLocal, FaultsGiveTheSentences)
     living().upnpErrors.insert(QStringLiteral("Pause"), 701);
     const auto refused = ctl({QStringLiteral("pause")});
     EXPECT_EQ(refused.exit, 1);
-    EXPECT_EQ(refused.err.trimmed(), QStringLiteral("Could not pause in Living Room. The speaker did not answer. Check that it is on the same Wi-Fi network."));
+    // A fault is an answer: the action's sentence with the code, not "did not answer".
+    EXPECT_EQ(refused.err.trimmed(), QStringLiteral("Could not pause in Living Room. What is playing now does not allow that (701)."));
 
     // Local control switched off answers 403 to everything: said plainly.
     living().forbidden = true;
