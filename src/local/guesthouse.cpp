@@ -125,19 +125,23 @@ QCoro::Task<bool> GuestHouse::transport(QString action, QString host)
 {
     if (action == u"BecomeCoordinatorOfStandaloneGroup"_s)
         co_return co_await send(host, Soap::transportPath, Soap::avTransport, action, instance());
-    if (action == u"Pause"_s) {
-        // A live stream cannot pause; it offers Stop instead.
-        const auto reply = co_await call(host, Soap::transportPath, Soap::avTransport + u"#GetCurrentTransportActions"_s,
-                                         Soap::envelope(u"GetCurrentTransportActions"_s, Soap::avTransport, instance()));
-        if (reply)
-            action = TransportActions::parse(Soap::tag(u"Actions"_s, *reply).value_or(QString())).pauseVerb();
-    }
     const QString inner = action == u"Play"_s ? instance() + u"<Speed>1</Speed>"_s : instance();
     co_return co_await command(host, action, inner);
 }
 
+QCoro::Task<QString> GuestHouse::pauseVerb(QString host)
+{
+    // A live stream cannot pause; it offers Stop instead.
+    const auto reply = co_await call(host, Soap::transportPath, Soap::avTransport + u"#GetCurrentTransportActions"_s,
+                                     Soap::envelope(u"GetCurrentTransportActions"_s, Soap::avTransport, instance()));
+    co_return reply ? TransportActions::parse(Soap::tag(u"Actions"_s, *reply).value_or(QString())).pauseVerb() : u"Pause"_s;
+}
+
 QCoro::Task<bool> GuestHouse::command(QString host, QString action, QString inner)
 {
+    const bool pause = action == u"Pause"_s;
+    if (pause)
+        action = co_await pauseVerb(host);
     if (co_await send(host, Soap::transportPath, Soap::avTransport, action, inner))
         co_return true;
     const std::shared_ptr<QHash<QString, SpeakerFault>> faults = m_faults;
@@ -147,6 +151,9 @@ QCoro::Task<bool> GuestHouse::command(QString host, QString action, QString inne
     // The room's group is led by another speaker now: ask that one.
     const std::optional<QString> leader = co_await coordinatorHost(host);
     const bool elsewhere = leader && *leader != host;
+    // A follower lists fewer actions than its coordinator: ask that one.
+    if (elsewhere && pause)
+        action = co_await pauseVerb(*leader);
     const bool sent = elsewhere && co_await send(*leader, Soap::transportPath, Soap::avTransport, action, inner);
     // The caller asks about the speaker it sent to.
     if (sent)

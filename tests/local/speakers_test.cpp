@@ -73,6 +73,12 @@ TEST_F(Speakers, EveryOperationReachesTheSpeaker)
     EXPECT_TRUE(test::await(house.playMode(host(2), false, true)));
     EXPECT_EQ(speakers.speakers[2].playMode, QStringLiteral("REPEAT_ALL"));
     EXPECT_TRUE(test::await(house.join(speakers.speakers[0].id, host(3))));
+    // The bedroom follows the living room now: a command for it is refused
+    // with 800 and goes to the coordinator instead.
+    speakers.speakers[0].state = QStringLiteral("PLAYING");
+    EXPECT_TRUE(test::await(house.transport(QStringLiteral("Pause"), host(3))));
+    EXPECT_EQ(speakers.speakers[0].state, QStringLiteral("PAUSED_PLAYBACK"));
+    EXPECT_FALSE(house.fault(host(3)).has_value());
     EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[0].id, host(0))), false);
     EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[3].id, host(0))), false);
     EXPECT_TRUE(test::await(house.delegate(speakers.speakers[3].id, host(0))));
@@ -187,7 +193,12 @@ TEST(LargeHousehold, FortySpeakersListTheirRooms)
     EXPECT_EQ(snapshot.players.size(), 39);
     EXPECT_EQ(snapshot.hosts.value(s[20].id), s[20].host);
 
-    // Play now's room check works without the topology too.
+    // The home theatre (its satellites are no speakers of the list) is one room.
+    EXPECT_EQ(byCoordinator.value(s[4].id).playerIds, QStringList{s[4].id});
+
+    // Play now's room check works without the topology too; the stereo
+    // partner belongs to the living room, not to another room.
+    EXPECT_EQ(test::await(house.standaloneRoom(s[0].id, s[0].host, snapshot.hosts)), std::optional<bool>(true));
     EXPECT_EQ(test::await(house.standaloneRoom(s[5].id, s[5].host)), std::optional<bool>(true));
     EXPECT_EQ(test::await(house.standaloneRoom(s[3].id, s[3].host)), std::optional<bool>(false));
     EXPECT_EQ(test::await(house.standaloneRoom(s[2].id, s[2].host)), std::optional<bool>(false));

@@ -162,6 +162,9 @@ Response FakeSpeakers::transport(Speaker &speaker, const QString &action, const 
             return fault(notCoordinator);
         return queue(c, action, body);
     }
+    // Only the coordinator controls the group's playback.
+    if (&c != &speaker)
+        return fault(notCoordinator);
 
     if (action == u"Play"_s) {
         if (c.queue.isEmpty() && c.streamURI.isEmpty())
