@@ -205,6 +205,34 @@ TEST_F(CliNews, PlayNow)
     }
 }
 
+// Forty speakers: the topology is refused (UPnP 501), so each speaker tells
+// of its own group. The living room is a stereo pair; it plays alone.
+TEST(CliNewsLargeHousehold, PlayNowInAStereoPair)
+{
+    QTemporaryDir home;
+    fake::FakeSpeakers speakers{u"127.0.61.11"_s, 40};
+    fake::FakeNews news;
+    ASSERT_TRUE(speakers.start()) << "cannot bind port 1400 on 127.0.61.x";
+    ASSERT_TRUE(news.start());
+    QDir().mkpath(home.filePath(u"config/velotte"_s));
+    QFile file(home.filePath(u"config/velotte/velotte.conf"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("[services]\nnews=" + news.base().toEncoded() + "\n");
+    file.close();
+    auto &s = speakers.speakers;
+    s[2].follows = s[3].id; // the kitchen plays with the bedroom
+    // Bonjour would find every speaker, the stereo partner too.
+    auto ctl = [&](QStringList args) { return runCli(QStringList{u"--speakers"_s, speakers.hosts().join(u',')} + args, home, 60000); };
+
+    const auto played = ctl({u"news"_s, u"play"_s, u"Living Room"_s});
+    ASSERT_EQ(played.exit, 0) << played.err.toStdString();
+    EXPECT_EQ(s[0].streamURI, news.base().toString() + u"/sonos/audio/dQw4-w9WgXc.mp3"_s);
+    // A room grouped with another cannot.
+    const auto grouped = ctl({u"news"_s, u"play"_s, u"Bedroom"_s});
+    EXPECT_EQ(grouped.err.trimmed(), u"Ungroup this room in Rooms before using Play now. Scheduled news plays only in the chosen room."_s);
+    EXPECT_TRUE(s[3].streamURI.isEmpty());
+}
+
 TEST_F(CliNews, WordsItCannotReadAndAnEmptyList)
 {
     struct Case {
