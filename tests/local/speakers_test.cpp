@@ -56,6 +56,20 @@ TEST_F(Speakers, NowPlayingDecodesTextsAndState)
     // A member reports its coordinator's playback.
     ASSERT_TRUE(test::await(house.join(speakers.speakers[0].id, host(2))));
     EXPECT_EQ(test::await(house.nowPlaying(host(2)))->title, QStringLiteral("Salt & Pepper"));
+
+    // A captured track: its texts escaped once more than the document, "&apos;" among them.
+    const auto bedroom = test::await(house.nowPlaying(host(3)));
+    ASSERT_TRUE(bedroom.has_value());
+    EXPECT_EQ(bedroom->title, QStringLiteral("Ex's & Oh's"));
+    EXPECT_EQ(bedroom->artist, QStringLiteral("Elle King"));
+    // A captured radio stream: its address as the title, the song in the stream content.
+    speakers.speakers[4].streamURI = QStringLiteral("x-sonosapi-stream:s6712?sid=254&flags=32");
+    const auto radio = test::await(house.nowPlaying(host(4)));
+    ASSERT_TRUE(radio.has_value());
+    EXPECT_EQ(radio->title, QStringLiteral("IDGAF"));
+    EXPECT_EQ(radio->artist, QStringLiteral("DUA LIPA"));
+    EXPECT_EQ(radio->durationMillis, 0);
+    EXPECT_FALSE(radio->canSeek || radio->canSkip || radio->canSkipBack);
 }
 
 TEST_F(Speakers, EveryOperationReachesTheSpeaker)
