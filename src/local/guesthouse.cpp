@@ -129,19 +129,29 @@ QCoro::Task<bool> GuestHouse::transport(QString action, QString host)
     co_return co_await command(host, action, inner);
 }
 
-QCoro::Task<QString> GuestHouse::pauseVerb(QString host)
+QCoro::Task<std::optional<QString>> GuestHouse::pauseVerb(QString host)
 {
     // A live stream cannot pause; it offers Stop instead.
     const auto reply = co_await call(host, Soap::transportPath, Soap::avTransport + u"#GetCurrentTransportActions"_s,
                                      Soap::envelope(u"GetCurrentTransportActions"_s, Soap::avTransport, instance()));
-    co_return reply ? TransportActions::parse(Soap::tag(u"Actions"_s, *reply).value_or(QString())).pauseVerb() : u"Pause"_s;
+    if (reply)
+        co_return TransportActions::parse(Soap::tag(u"Actions"_s, *reply).value_or(QString())).pauseVerb();
+    // A speaker that does not answer is not asked a second time.
+    const auto why = fault(host);
+    if (why && why->kind() == SpeakerFault::Kind::noAnswer)
+        co_return std::nullopt;
+    co_return u"Pause"_s;
 }
 
 QCoro::Task<bool> GuestHouse::command(QString host, QString action, QString inner)
 {
     const bool pause = action == u"Pause"_s;
-    if (pause)
-        action = co_await pauseVerb(host);
+    if (pause) {
+        const auto verb = co_await pauseVerb(host);
+        if (!verb)
+            co_return false;
+        action = *verb;
+    }
     if (co_await send(host, Soap::transportPath, Soap::avTransport, action, inner))
         co_return true;
     const std::shared_ptr<QHash<QString, SpeakerFault>> faults = m_faults;
@@ -153,7 +163,7 @@ QCoro::Task<bool> GuestHouse::command(QString host, QString action, QString inne
     const bool elsewhere = leader && *leader != host;
     // A follower lists fewer actions than its coordinator: ask that one.
     if (elsewhere && pause)
-        action = co_await pauseVerb(*leader);
+        action = (co_await pauseVerb(*leader)).value_or(u"Pause"_s);
     const bool sent = elsewhere && co_await send(*leader, Soap::transportPath, Soap::avTransport, action, inner);
     // The caller asks about the speaker it sent to.
     if (sent)

@@ -129,7 +129,8 @@ private:
     // another) goes to the group's coordinator instead.
     QCoro::Task<bool> command(QString host, QString action, QString inner);
     QCoro::Task<std::optional<QString>> coordinatorHost(QString host);
-    QCoro::Task<QString> pauseVerb(QString host);
+    // None when the speaker does not answer.
+    QCoro::Task<std::optional<QString>> pauseVerb(QString host);
 
     // A 32-speaker topology is about 50 KB; a reply this large is not a speaker's.
     static constexpr qint64 largestReply = 4 * 1024 * 1024;
