@@ -10,12 +10,14 @@
 #include "cloud/sonoserror.h"
 #include "core/networktransport.h"
 #include "core/settings.h"
+#include "local/applemusicaccount.h"
 #include "local/avahibrowser.h"
 #include "local/guesthouse.h"
 #include "local/speakerfinder.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QMap>
 #include <QSet>
 
 namespace velotte::cli {
@@ -61,36 +63,70 @@ QCoro::Task<void> checkSpeakers(Context &c, Findings &f)
     // Every speaker at once: one slow speaker must not hold up the rest.
     std::vector<QCoro::Task<std::optional<GuestHouse::Identity>>> identities;
     std::vector<QCoro::Task<std::optional<GuestHouse::GroupAttributes>>> groups;
+    std::vector<QCoro::Task<std::optional<QString>>> transports;
     for (const QString &host : hosts) {
         identities.push_back(house.identity(host));
         groups.push_back(house.zoneGroupAttributes(host));
+        transports.push_back(house.transportURI(host));
     }
-    QHash<QString, QString> names; // player id -> room
-    QList<std::pair<GuestHouse::Identity, GuestHouse::GroupAttributes>> followers;
+    struct Follower {
+        GuestHouse::Identity identity;
+        QString leader;
+    };
+    QHash<QString, QString> names; // player id -> room, of the speakers that answered
+    QList<Follower> followers;
+    std::optional<QString> leaderHost; // a speaker that leads its group and answers
     for (qsizetype i = 0; i < hosts.size(); ++i) {
         const QString &host = hosts[i];
         const auto identity = co_await identities[size_t(i)];
         const auto group = co_await groups[size_t(i)];
+        const auto transport = co_await transports[size_t(i)];
+        if (house.refusesLocalControl(host)) {
+            const QString who = identity ? u"%1 (%2)"_s.arg(identity->name, host) : host;
+            f.problems << u"%1: %2"_s.arg(who, house.fault(host)->sentence());
+            continue;
+        }
         if (!identity) {
             f.problems << u"The speaker at %1 does not answer on port 1400. Check that it is switched on and on the same network as this computer."_s.arg(host);
             continue;
         }
         names.insert(identity->id, identity->name);
-        if (house.refusesLocalControl(host)) {
-            f.problems << u"%1 (%2) has local control switched off. Switch it on in the Sonos app to control it from this computer."_s.arg(identity->name, host);
-            continue;
-        }
         if (!group) {
             f.problems << u"%1 (%2) answers but does not say which group it is in. Restart the speaker, then try again."_s.arg(identity->name, host);
             continue;
         }
-        if (group->members.first() != identity->id)
-            followers.append({*identity, *group});
+        // Who leads is what the transport follows, not the order of a list.
+        const std::optional<QString> leader = transport ? GuestHouse::followedCoordinator(*transport) : std::nullopt;
+        if (leader && *leader != identity->id)
+            followers.append({*identity, *leader});
+        else if (transport && !leaderHost)
+            leaderHost = host;
     }
-    for (const auto &[identity, group] : followers) {
-        const QString leader = names.value(group.members.first(), group.name);
+    QMap<QString, QStringList> orphans; // a leader that did not answer -> rooms following it
+    for (const auto &[identity, leader] : std::as_const(followers)) {
+        if (!names.contains(leader)) {
+            if (!orphans[leader].contains(identity.name))
+                orphans[leader] << identity.name;
+            continue;
+        }
+        // The other half of a stereo pair follows its twin: the same room.
+        if (names.value(leader) == identity.name)
+            continue;
         f.notes << u"%1 plays in a group led by %2; commands for it go to %2's speaker. Ungroup it (velottectl ungroup %1) to control it alone."_s.arg(
-            identity.name, leader.isEmpty() ? u"another speaker"_s : leader);
+            identity.name, names.value(leader));
+    }
+    for (auto it = orphans.begin(); it != orphans.end(); ++it) {
+        f.problems << u"%1 %2 in a group whose leading speaker (%3) does not answer, so nothing can be played there. Switch that speaker on, or ungroup "
+                      "(velottectl ungroup %4) to use %5 alone."_s.arg(it.value().join(u" and "_s), it.value().size() > 1 ? u"play"_s : u"plays"_s,
+                                                                        it.key(), it.value().first(), it.value().size() > 1 ? u"them"_s : u"it"_s);
+    }
+    if (!leaderHost)
+        co_return;
+    // Apple Music songs need the household's account number.
+    AppleMusicAccount account(NetworkTransport::shared());
+    if (!co_await account.read(*leaderHost)) {
+        f.notes << u"The Apple Music account number could not be learned from the speaker at %1: it holds no Apple Music favorite, queue entry or "
+                   "alarm. Songs are sent for account 1; if Sonos refuses them, save one Apple Music song as a Sonos favorite and try again."_s.arg(*leaderHost);
     }
 }
 
@@ -192,9 +228,9 @@ QCoro::Task<int> doctor(Context &c, QStringList args)
 
 const Registration registration({
     {u"doctor"_s, {}, u"explain, room by room, why something does not work"_s,
-     u"Checks the speakers (Bonjour or --speakers, port 1400, local control, grouping), the Sonos sign-in\n"
-     "(keyring, expiry, rate limit) and the local model server. Prints one sentence per finding with what\n"
-     "to do; \"✗\" marks a problem, \"·\" a note. Exits 0 when nothing is wrong."_s,
+     u"Checks the speakers (Bonjour or --speakers, port 1400, local control, grouping, the Apple Music\n"
+     "account), the Sonos sign-in (keyring, expiry, rate limit) and the local model server. Prints one\n"
+     "sentence per finding with what to do; \"✗\" marks a problem, \"·\" a note. Exits 0 when nothing is wrong."_s,
      false, doctor},
 });
 

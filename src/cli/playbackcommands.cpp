@@ -120,6 +120,9 @@ QCoro::Task<int> skip(Context &c, QStringList args, bool forward)
 {
     if (!args.isEmpty())
         co_return c.usageError(QStringLiteral("This command takes no arguments."));
+    // A room whose playback could not be read says why, not that it cannot skip.
+    if (!c.session().noteText().isEmpty())
+        co_return c.fail();
     c.session().playback()->skip(forward);
     co_return co_await settled(c);
 }

@@ -1,5 +1,7 @@
 #include "applemusicdirect.h"
 
+#include "speakerfault.h"
+
 #include <algorithm>
 
 namespace velotte {
@@ -25,10 +27,10 @@ constexpr Kind kinds[] = {
 };
 
 // Apple Music is service 204 on the speakers; songs stream as .mp4 under the
-// first account of that service.
-QString songURI(const QString &encodedID)
+// household's account of that service.
+QString songURI(const QString &encodedID, int account)
 {
-    return u"x-sonos-http:"_s + encodedID + u".mp4?sid=204&flags=8224&sn=1"_s;
+    return u"x-sonos-http:"_s + encodedID + u".mp4?sid=204&flags=8224&sn="_s + QString::number(account);
 }
 
 // A reply's count that must be present and at least `least`.
@@ -103,14 +105,17 @@ QCoro::Task<QString> AppleMusicDirect::request(HttpTransport &transport, QString
     } catch (const std::exception &) {
         throw Failure::network();
     }
-    const QString text = QString::fromUtf8(response.body);
-    const auto code = Soap::tag(QStringLiteral("errorCode"), text);
-    if (response.status != 200 || code)
-        throw Failure::rejected(code.value_or(QString::number(response.status)));
-    co_return text;
+    if (const auto fault = SpeakerFault::of(response)) {
+        if (fault->kind() == SpeakerFault::Kind::localControlOff)
+            throw *fault;
+        throw Failure::rejected(fault->code() ? QString::number(*fault->code()) : QString::number(response.status));
+    }
+    if (response.status != 200)
+        throw Failure::rejected(QString::number(response.status));
+    co_return QString::fromUtf8(response.body);
 }
 
-AppleMusicDirect::Resource AppleMusicDirect::resource(const AppleMusicIdentity &item)
+AppleMusicDirect::Resource AppleMusicDirect::resource(const AppleMusicIdentity &item, int account)
 {
     const QString id = item.key.trimmed();
     const auto kind = std::find_if(std::begin(kinds), std::end(kinds), [&](const Kind &k) { return k.name == item.kind; });
@@ -122,7 +127,7 @@ AppleMusicDirect::Resource AppleMusicDirect::resource(const AppleMusicIdentity &
         + kind->prefix + encoded + u"\" parentID=\"-1\" restricted=\"true\"><dc:title>"_s + Soap::escape(item.title)
         + u"</dc:title><upnp:class>"_s + kind->upnpClass
         + u"</upnp:class><desc id=\"cdudn\" nameSpace=\"urn:schemas-rinconnetworks-com:metadata-1-0/\">SA_RINCON52231_X_#Svc52231-0-Token</desc></item></DIDL-Lite>"_s;
-    const QString uri = kind->container ? u"x-rincon-cpcontainer:"_s + kind->prefix + encoded : songURI(encoded);
+    const QString uri = kind->container ? u"x-rincon-cpcontainer:"_s + kind->prefix + encoded : songURI(encoded, account);
     return {uri, metadata};
 }
 
@@ -151,6 +156,8 @@ QCoro::Task<bool> AppleMusicDirect::isCoordinator(QString coordinator, QString h
     } catch (const std::exception &) {
         co_return false;
     }
+    if (const auto fault = SpeakerFault::of(response); fault && fault->kind() == SpeakerFault::Kind::localControlOff)
+        throw *fault;
     if (response.status != 200)
         co_return false;
     QString udn = Soap::tag(u"UDN"_s, QString::fromUtf8(response.body)).value_or(QString());
@@ -168,13 +175,17 @@ QCoro::Task<QString> AppleMusicDirect::command(QString host, QString action, Soa
 }
 
 QCoro::Task<void> AppleMusicDirect::play(QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
-                                         Progress progress, CancelToken cancel)
+                                         Progress progress, CancelToken cancel, QString household)
 {
+    for (const AppleMusicIdentity &item : items)
+        resource(item); // an unsupported item stops the run before any request
+    if (items.isEmpty())
+        throw Failure::unsupported();
+    const bool songs = std::any_of(items.begin(), items.end(), [](const AppleMusicIdentity &i) { return i.kind == u"song"_s; });
+    const int account = songs ? co_await m_account.number(household, host, cancel) : AppleMusicAccount::fallback;
     QList<Resource> resources;
     for (const AppleMusicIdentity &item : items)
-        resources.append(resource(item));
-    if (resources.isEmpty())
-        throw Failure::unsupported();
+        resources.append(resource(item, account));
     const bool shuffled = action == AppleMusicAction::replaceShuffled;
     const bool replacing = action != AppleMusicAction::addAfterCurrent;
     if (shuffled)
@@ -189,7 +200,6 @@ QCoro::Task<void> AppleMusicDirect::play(QList<AppleMusicIdentity> items, QStrin
     }
     Soap::Fields mode = zeroInstance();
     mode.append({u"NewPlayMode"_s, shuffled ? u"SHUFFLE_NOREPEAT"_s : u"NORMAL"_s});
-    co_await command(host, u"SetPlayMode"_s, mode, cancel);
 
     qint64 updateID = 0;
     qsizetype added = 0;
@@ -216,6 +226,8 @@ QCoro::Task<void> AppleMusicDirect::play(QList<AppleMusicIdentity> items, QStrin
             uri.append({u"CurrentURI"_s, u"x-rincon-queue:"_s + coordinator + u"#0"_s});
             uri.append({u"CurrentURIMetaData"_s, QString()});
             co_await command(host, u"SetAVTransportURI"_s, uri, cancel);
+            // Only now: a live stream still playing takes no play mode (712).
+            co_await command(host, u"SetPlayMode"_s, mode, cancel);
             Soap::Fields seek = zeroInstance();
             seek.append({u"Unit"_s, u"TRACK_NR"_s});
             seek.append({u"Target"_s, QString::number(first)});
@@ -232,6 +244,15 @@ QCoro::Task<void> AppleMusicDirect::play(QList<AppleMusicIdentity> items, QStrin
                 const QString removed = co_await command(host, u"RemoveTrackRangeFromQueue"_s, range, cancel);
                 updateID = revision(removed);
                 position -= old;
+            }
+        } else if (added == 0) {
+            // Adding after the current track: the queue's mode, where the
+            // group plays its queue; a group on another source keeps its own.
+            try {
+                co_await command(host, u"SetPlayMode"_s, mode, cancel);
+            } catch (const Failure &f) {
+                if (f.kind() != Failure::Kind::rejected || f.code() != QString::number(SpeakerFault::playModeNotSupported))
+                    throw;
             }
         }
         added += size;

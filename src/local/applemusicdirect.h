@@ -1,5 +1,6 @@
 #pragma once
 
+#include "applemusicaccount.h"
 #include "applemusicidentity.h"
 #include "soap.h"
 
@@ -49,23 +50,27 @@ public:
 
     // POSTs one AVTransport action; the reply text, or a Failure (a non-200
     // status or an errorCode in the reply is `rejected`, a transport error
-    // `network`).
+    // `network`). A speaker with local control switched off throws the
+    // SpeakerFault that says so.
     static QCoro::Task<QString> request(HttpTransport &transport, QString host, QString action, Soap::Fields fields, CancelToken cancel = {});
 
     // The queue entry of a song, album or playlist; throws `unsupported`.
-    static Resource resource(const AppleMusicIdentity &item);
+    // Songs carry the household's Apple Music account number.
+    static Resource resource(const AppleMusicIdentity &item, int account = AppleMusicAccount::fallback);
     // The queue's revision after a reply ("0" when it names none); throws
     // `invalidResponse` for a value that is no number.
     static qint64 revision(const QString &reply);
 
-    // Whether the speaker at `host` is the player `coordinator`.
+    // Whether the speaker at `host` is the player `coordinator`; throws the
+    // SpeakerFault of a speaker with local control switched off.
     QCoro::Task<bool> isCoordinator(QString coordinator, QString host);
     // One action, with cancellation checked before and after it.
     QCoro::Task<QString> command(QString host, QString action, Soap::Fields fields, CancelToken cancel = {});
     // Fills the coordinator's queue and, unless adding after the current
-    // track, starts it; `progress` hears the number of items queued.
+    // track, starts it; `progress` hears the number of items queued. The
+    // account number of songs is learned once per `household`.
     QCoro::Task<void> play(QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
-                           Progress progress = {}, CancelToken cancel = {});
+                           Progress progress = {}, CancelToken cancel = {}, QString household = {});
 
     // Tests fix the shuffle.
     void seed(quint32 value) { m_random.seed(value); }
@@ -73,6 +78,7 @@ public:
 private:
     HttpTransport &m_transport;
     Send m_send;
+    AppleMusicAccount m_account{m_transport};
     std::mt19937 m_random{std::random_device{}()};
 };
 

@@ -1,9 +1,9 @@
 #include "guesthouse.h"
 
+#include "transportactions.h"
+
 #include "core/logging.h"
 
-#include <QRegularExpression>
-#include <QSet>
 #include <QUrl>
 
 #include <algorithm>
@@ -17,8 +17,6 @@ namespace {
 QString instance() { return u"<InstanceID>0</InstanceID>"_s; }
 QString master() { return u"<InstanceID>0</InstanceID><Channel>Master</Channel>"_s; }
 QUrl controlUrl(const QString &host, const QString &path) { return QUrl(u"http://"_s + host + u":1400"_s + path, QUrl::StrictMode); }
-// A 32-speaker topology is about 50 KB; a reply this large is not a speaker's.
-constexpr qint64 largestReply = 4 * 1024 * 1024;
 } // namespace
 
 GuestHouse::GuestHouse(HttpTransport &transport) : m_transport(transport) {}
@@ -35,22 +33,36 @@ QCoro::Task<std::optional<QString>> GuestHouse::call(QString host, QString path,
     request.maxBytes = largestReply;
     request.setHeader("Content-Type", "text/xml; charset=\"utf-8\"");
     request.setHeader("SOAPACTION", action.toUtf8()); // no quotes in this flavour
-    const std::shared_ptr<QSet<QString>> refused = m_refused;
+    const std::shared_ptr<QHash<QString, SpeakerFault>> faults = m_faults;
     try {
         const HttpResponse response = co_await m_transport.send(std::move(request));
-        if (response.status == 403)
-            refused->insert(host);
-        else
-            refused->remove(host);
-        if (!response.ok())
+        if (!response.ok()) {
+            faults->insert(host, SpeakerFault::of(response).value_or(SpeakerFault::noAnswer()));
             co_return std::nullopt;
+        }
+        faults->remove(host);
         co_return QString::fromUtf8(response.body);
     } catch (const Cancelled &) {
         throw;
     } catch (const std::exception &e) {
         qCDebug(lcLocal) << action << "to" << host << "failed:" << e.what();
+        faults->insert(host, SpeakerFault::noAnswer());
         co_return std::nullopt;
     }
+}
+
+std::optional<SpeakerFault> GuestHouse::fault(const QString &host) const
+{
+    const auto it = m_faults->constFind(host);
+    if (it == m_faults->constEnd())
+        return std::nullopt;
+    return *it;
+}
+
+bool GuestHouse::refusesLocalControl(const QString &host) const
+{
+    const auto f = fault(host);
+    return f && f->kind() == SpeakerFault::Kind::localControlOff;
 }
 
 QCoro::Task<bool> GuestHouse::send(QString host, QString path, QString service, QString action, QString inner)
@@ -100,19 +112,65 @@ QCoro::Task<bool> GuestHouse::setBass(QString host, int bass)
 QCoro::Task<bool> GuestHouse::seek(QString host, qint64 millis)
 {
     const QString inner = instance() + u"<Unit>REL_TIME</Unit><Target>"_s + Soap::clock(millis) + u"</Target>"_s;
-    co_return co_await send(host, Soap::transportPath, Soap::avTransport, u"Seek"_s, inner);
+    co_return co_await command(host, u"Seek"_s, inner);
 }
 
 QCoro::Task<bool> GuestHouse::playMode(QString host, bool shuffle, bool repeats)
 {
     const QString inner = instance() + u"<NewPlayMode>"_s + Soap::playMode(shuffle, repeats) + u"</NewPlayMode>"_s;
-    co_return co_await send(host, Soap::transportPath, Soap::avTransport, u"SetPlayMode"_s, inner);
+    co_return co_await command(host, u"SetPlayMode"_s, inner);
 }
 
 QCoro::Task<bool> GuestHouse::transport(QString action, QString host)
 {
+    if (action == u"BecomeCoordinatorOfStandaloneGroup"_s)
+        co_return co_await send(host, Soap::transportPath, Soap::avTransport, action, instance());
     const QString inner = action == u"Play"_s ? instance() + u"<Speed>1</Speed>"_s : instance();
-    co_return co_await send(host, Soap::transportPath, Soap::avTransport, action, inner);
+    co_return co_await command(host, action, inner);
+}
+
+QCoro::Task<std::optional<QString>> GuestHouse::pauseVerb(QString host)
+{
+    // A live stream cannot pause; it offers Stop instead.
+    const auto reply = co_await call(host, Soap::transportPath, Soap::avTransport + u"#GetCurrentTransportActions"_s,
+                                     Soap::envelope(u"GetCurrentTransportActions"_s, Soap::avTransport, instance()));
+    if (reply)
+        co_return TransportActions::parse(Soap::tag(u"Actions"_s, *reply).value_or(QString())).pauseVerb();
+    // A speaker that does not answer is not asked a second time.
+    const auto why = fault(host);
+    if (why && why->kind() == SpeakerFault::Kind::noAnswer)
+        co_return std::nullopt;
+    co_return u"Pause"_s;
+}
+
+QCoro::Task<bool> GuestHouse::command(QString host, QString action, QString inner)
+{
+    const bool pause = action == u"Pause"_s;
+    if (pause) {
+        const auto verb = co_await pauseVerb(host);
+        if (!verb)
+            co_return false;
+        action = *verb;
+    }
+    if (co_await send(host, Soap::transportPath, Soap::avTransport, action, inner))
+        co_return true;
+    const std::shared_ptr<QHash<QString, SpeakerFault>> faults = m_faults;
+    const std::optional<SpeakerFault> refusal = fault(host);
+    if (!refusal || !refusal->is(SpeakerFault::notCoordinator))
+        co_return false;
+    // The room's group is led by another speaker now: ask that one.
+    const std::optional<QString> leader = co_await coordinatorHost(host);
+    const bool elsewhere = leader && *leader != host;
+    // A follower lists fewer actions than its coordinator: ask that one.
+    if (elsewhere && pause)
+        action = (co_await pauseVerb(*leader)).value_or(u"Pause"_s);
+    const bool sent = elsewhere && co_await send(*leader, Soap::transportPath, Soap::avTransport, action, inner);
+    // The caller asks about the speaker it sent to.
+    if (sent)
+        faults->remove(host);
+    else
+        faults->insert(host, elsewhere ? fault(*leader).value_or(*refusal) : *refusal);
+    co_return sent;
 }
 
 QCoro::Task<bool> GuestHouse::delegate(QString coordinator, QString host)
@@ -130,6 +188,15 @@ QCoro::Task<bool> GuestHouse::join(QString coordinator, QString host)
 
 QCoro::Task<bool> GuestHouse::separate(QString host) { co_return co_await transport(u"BecomeCoordinatorOfStandaloneGroup"_s, host); }
 
+namespace {
+// Texts inside the metadata carry their own entities, "&apos;" among them.
+QString text(QString s)
+{
+    s.replace(u"&apos;"_s, u"'"_s);
+    return Soap::unescape(s);
+}
+} // namespace
+
 QPair<QString, QString> GuestHouse::track(const QString &escapedMetadata)
 {
     if (escapedMetadata == u"NOT_IMPLEMENTED"_s)
@@ -137,9 +204,18 @@ QPair<QString, QString> GuestHouse::track(const QString &escapedMetadata)
     const QString didl = Soap::unescape(escapedMetadata);
     const auto title = Soap::tag(u"dc:title"_s, didl);
     const auto artist = Soap::tag(u"dc:creator"_s, didl);
+    // A radio stream names itself by its address and the song as
+    // "Artist - Title" in its stream content.
+    const QString stream = text(Soap::tag(u"r:streamContent"_s, didl).value_or(QString()));
+    if (!artist && !stream.isEmpty()) {
+        const qsizetype dash = stream.indexOf(u" - "_s);
+        if (dash < 0)
+            return {stream, QString()};
+        return {stream.mid(dash + 3).trimmed(), stream.left(dash).trimmed()};
+    }
     // Speakers escape the text inside once more than the document around it.
-    return {Soap::unescape(title ? *title : Soap::tag(u"title"_s, didl).value_or(QString())),
-            Soap::unescape(artist ? *artist : Soap::tag(u"creator"_s, didl).value_or(QString()))};
+    return {text(title ? *title : Soap::tag(u"title"_s, didl).value_or(QString())),
+            text(artist ? *artist : Soap::tag(u"creator"_s, didl).value_or(QString()))};
 }
 
 QCoro::Task<std::optional<GuestHouse::Now>> GuestHouse::nowPlaying(QString host)
@@ -161,14 +237,10 @@ QCoro::Task<std::optional<GuestHouse::Now>> GuestHouse::nowPlaying(QString host)
         co_return std::nullopt;
 
     Now now;
-    QSet<QString> verbs;
-    if (actions) {
-        for (const QString &piece : Soap::tag(u"Actions"_s, *actions).value_or(QString()).split(u','))
-            verbs.insert(piece.trimmed());
-    }
-    now.canSkip = verbs.contains(u"Next"_s);
-    now.canSkipBack = verbs.contains(u"Previous"_s);
-    now.canSeek = verbs.contains(u"Seek"_s);
+    const TransportActions allowed = TransportActions::parse(actions ? Soap::tag(u"Actions"_s, *actions).value_or(QString()) : QString());
+    now.canSkip = allowed.canSkip;
+    now.canSkipBack = allowed.canSkipBack;
+    now.canSeek = allowed.canSeek;
     const auto [title, artist] = track(Soap::tag(u"TrackMetaData"_s, *position).value_or(QString()));
     now.title = title;
     now.artist = artist;
@@ -178,269 +250,6 @@ QCoro::Task<std::optional<GuestHouse::Now>> GuestHouse::nowPlaying(QString host)
     now.playing = transportState == u"PLAYING"_s || transportState == u"TRANSITIONING"_s;
     now.volume = volume;
     co_return now;
-}
-
-std::optional<GuestHouse::Identity> GuestHouse::identityOf(const QString &description)
-{
-    auto udn = Soap::tag(u"UDN"_s, description);
-    if (!udn)
-        return std::nullopt;
-    QString id = *udn;
-    if (id.startsWith(u"uuid:"_s))
-        id = id.mid(5);
-    if (id.isEmpty())
-        return std::nullopt;
-    const QString name = Soap::tag(u"roomName"_s, description).value_or(Soap::tag(u"friendlyName"_s, description).value_or(u"Room"_s));
-    return Identity{id, Soap::unescape(name)};
-}
-
-QCoro::Task<std::optional<GuestHouse::Identity>> GuestHouse::identity(QString host)
-{
-    HttpRequest request;
-    request.url = QUrl(u"http://"_s + host + u":1400"_s + Soap::descriptionPath, QUrl::StrictMode);
-    request.timeout = 4s;
-    request.maxBytes = largestReply;
-    if (!request.url.isValid() || request.url.host().isEmpty())
-        co_return std::nullopt;
-    try {
-        const HttpResponse response = co_await m_transport.send(std::move(request));
-        if (response.status != 200)
-            co_return std::nullopt;
-        co_return identityOf(QString::fromUtf8(response.body));
-    } catch (const Cancelled &) {
-        throw;
-    } catch (const std::exception &) {
-        co_return std::nullopt;
-    }
-}
-
-namespace {
-// Large states are matched many times over; their UTF-16 is checked once
-// here instead of on every match.
-QRegularExpression::MatchOptions checkedOnce(QStringView text)
-{
-    return text.isValidUtf16() ? QRegularExpression::DontCheckSubjectStringMatchOption : QRegularExpression::NoMatchOption;
-}
-QString first(const QRegularExpression &re, const QString &text, QRegularExpression::MatchOptions options)
-{
-    return re.match(text, 0, QRegularExpression::NormalMatch, options).captured(1);
-}
-} // namespace
-
-QList<GuestHouse::Member> GuestHouse::members(const QString &body)
-{
-    static const QRegularExpression member(u"<ZoneGroupMember\\b([^>]*)/?>"_s);
-    static const QRegularExpression uuid(u"\\bUUID=\"([^\"]*)\""_s);
-    static const QRegularExpression zoneName(u"\\bZoneName=\"([^\"]*)\""_s);
-    static const QRegularExpression invisible(u"\\bInvisible=\"([^\"]*)\""_s);
-    static const QRegularExpression location(u"\\bLocation=\"([^\"]*)\""_s);
-    QList<Member> out;
-    const auto options = checkedOnce(body);
-    auto it = member.globalMatch(body, 0, QRegularExpression::NormalMatch, options);
-    while (it.hasNext()) {
-        const QString attributes = it.next().captured(1);
-        Member m;
-        m.id = first(uuid, attributes, options);
-        // Attribute values carry their own entities ("Kitchen &amp; Dining").
-        m.name = Soap::unescape(first(zoneName, attributes, options));
-        m.hidden = first(invisible, attributes, options) == u"1"_s;
-        const QString url = first(location, attributes, options);
-        if (!url.isEmpty()) {
-            const QString host = QUrl(url).host();
-            if (!host.isEmpty())
-                m.host = host;
-        }
-        out.append(m);
-    }
-    return out;
-}
-
-QList<GuestHouse::Room> GuestHouse::rooms(const QString &reply)
-{
-    const QString state = Soap::unescape(Soap::tag(u"ZoneGroupState"_s, reply).value_or(QString()));
-    static const QRegularExpression group(u"<ZoneGroup\\b([^>]*)>(.*?)</ZoneGroup>"_s, QRegularExpression::DotMatchesEverythingOption);
-    static const QRegularExpression coordinatorUpper(u"\\bCoordinator=\"([^\"]*)\""_s);
-    static const QRegularExpression coordinatorLower(u"\\bcoordinator=\"([^\"]*)\""_s);
-    static const QRegularExpression groupID(u"\\bID=\"([^\"]*)\""_s);
-    QList<Room> out;
-    const auto options = checkedOnce(state);
-    auto it = group.globalMatch(state, 0, QRegularExpression::NormalMatch, options);
-    while (it.hasNext()) {
-        const auto match = it.next();
-        const QString attributes = match.captured(1);
-        Room room;
-        const auto upper = coordinatorUpper.match(attributes, 0, QRegularExpression::NormalMatch, options);
-        room.coordinator = upper.hasMatch() ? upper.captured(1) : first(coordinatorLower, attributes, options);
-        room.id = first(groupID, attributes, options);
-        for (const Member &m : members(match.captured(2))) {
-            if (m.host)
-                room.hosts.insert(m.id, *m.host);
-            if (!m.hidden)
-                room.members.append({m.id, m.name});
-            if (m.id == room.coordinator)
-                room.name = m.name;
-        }
-        out.append(room);
-    }
-    return out;
-}
-
-QCoro::Task<std::optional<QList<GuestHouse::Room>>> GuestHouse::zoneGroups(QString host)
-{
-    const auto reply = co_await call(host, Soap::topologyPath, Soap::zoneGroupTopology + u"#GetZoneGroupState"_s,
-                                     Soap::envelope(u"GetZoneGroupState"_s, Soap::zoneGroupTopology, QString()));
-    if (!reply)
-        co_return std::nullopt;
-    co_return rooms(*reply);
-}
-
-QCoro::Task<std::optional<GuestHouse::GroupAttributes>> GuestHouse::zoneGroupAttributes(QString host)
-{
-    const auto reply = co_await call(host, Soap::topologyPath, Soap::zoneGroupTopology + u"#GetZoneGroupAttributes"_s,
-                                     Soap::envelope(u"GetZoneGroupAttributes"_s, Soap::zoneGroupTopology, QString()));
-    if (!reply)
-        co_return std::nullopt;
-    co_return groupAttributes(*reply);
-}
-
-std::optional<GuestHouse::GroupAttributes> GuestHouse::groupAttributes(const QString &reply)
-{
-    GroupAttributes a;
-    a.id = Soap::tag(u"CurrentZoneGroupID"_s, reply).value_or(QString());
-    a.name = Soap::unescape(Soap::tag(u"CurrentZoneGroupName"_s, reply).value_or(QString()));
-    for (const QString &id : Soap::tag(u"CurrentZonePlayerUUIDsInGroup"_s, reply).value_or(QString()).split(u',', Qt::SkipEmptyParts)) {
-        const QString trimmed = id.trimmed();
-        if (!trimmed.isEmpty() && !a.members.contains(trimmed))
-            a.members << trimmed;
-    }
-    // A speaker in no group (a bridge, or one mid-change) has no room to give.
-    if (a.id.isEmpty() || a.members.isEmpty())
-        return std::nullopt;
-    return a;
-}
-
-QList<GuestHouse::Room> GuestHouse::rooms(const QList<GroupAttributes> &groups, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names)
-{
-    QList<Room> out;
-    QSet<QString> seenGroups;
-    QSet<QString> placed;
-    for (const GroupAttributes &g : groups) {
-        if (seenGroups.contains(g.id))
-            continue;
-        seenGroups.insert(g.id);
-        Room room;
-        room.id = g.id;
-        room.coordinator = g.members.first();
-        room.name = names.value(room.coordinator, g.name);
-        QSet<QString> roomNames;
-        for (const QString &id : g.members) {
-            // A stereo partner answers with its twin's room name.
-            if (!names.contains(id) || placed.contains(id) || roomNames.contains(names.value(id)))
-                continue;
-            placed.insert(id);
-            roomNames.insert(names.value(id));
-            room.members.append({id, names.value(id)});
-            if (hosts.contains(id))
-                room.hosts.insert(id, hosts.value(id));
-        }
-        if (!room.members.isEmpty())
-            out.append(room);
-    }
-    return out;
-}
-
-QCoro::Task<std::optional<bool>> GuestHouse::standaloneRoom(QString playerID, QString host)
-{
-    auto list = co_await zoneGroups(host);
-    if (!list) {
-        const auto own = co_await zoneGroupAttributes(host);
-        if (!own)
-            co_return std::nullopt;
-        if (!own->members.contains(playerID))
-            co_return std::nullopt;
-        co_return own->members.first() == playerID && own->members.size() == 1;
-    }
-    for (const Room &room : *list) {
-        const bool member = room.coordinator == playerID
-            || std::any_of(room.members.begin(), room.members.end(), [&](const auto &m) { return m.first == playerID; });
-        if (!member)
-            continue;
-        if (room.coordinator != playerID)
-            co_return false;
-        co_return room.members.size() == 1;
-    }
-    co_return std::nullopt;
-}
-
-GuestHouse::Snapshot GuestHouse::snapshot(const QList<Room> &rooms, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names)
-{
-    Snapshot s;
-    for (const Room &room : rooms) {
-        if (room.members.isEmpty())
-            continue; // bridges and satellites only: nothing to play on
-        SonosGroup group;
-        group.id = room.id;
-        group.coordinatorId = room.coordinator;
-        group.name = !room.name.isEmpty() ? room.name : names.value(room.coordinator, u"Room"_s);
-        for (const auto &[id, name] : room.members) {
-            group.playerIds.append(id);
-            const QString shown = !name.isEmpty() ? name : names.value(id, u"Room"_s);
-            s.players.append(SonosPlayer{id, shown.isEmpty() ? u"Room"_s : shown, std::nullopt, std::nullopt});
-        }
-        if (group.playerIds.size() > 1)
-            group.name += u" + %1"_s.arg(group.playerIds.size() - 1);
-        for (auto it = room.hosts.begin(); it != room.hosts.end(); ++it)
-            s.hosts.insert(it.key(), it.value());
-        s.groups.append(group);
-    }
-    // Hosts found by identity fill any gap the topology leaves.
-    for (auto it = hosts.begin(); it != hosts.end(); ++it) {
-        if (!s.hosts.contains(it.key()))
-            s.hosts.insert(it.key(), it.value());
-    }
-    return s;
-}
-
-QCoro::Task<GuestHouse::Snapshot> GuestHouse::discover(QHash<QString, QString> found)
-{
-    // Identities of every speaker at once.
-    QList<QString> hosts = found.values();
-    std::sort(hosts.begin(), hosts.end());
-    hosts.erase(std::unique(hosts.begin(), hosts.end()), hosts.end());
-    std::vector<QCoro::Task<std::optional<Identity>>> reads;
-    for (const QString &host : hosts)
-        reads.push_back(identity(host));
-    QHash<QString, QString> byID; // player id -> host
-    QHash<QString, QString> names;
-    for (int i = 0; i < int(reads.size()); ++i) {
-        if (const auto id = co_await reads[size_t(i)]) {
-            byID.insert(id->id, hosts[i]);
-            names.insert(id->id, id->name);
-        }
-    }
-    // The topology from the first speaker that gives one.
-    for (const QString &host : hosts) {
-        const auto list = co_await zoneGroups(host);
-        if (list && !list->isEmpty())
-            co_return snapshot(*list, byID, names);
-    }
-    // Large households refuse the whole topology: every speaker tells of
-    // its own group instead, coordinators first so their answers name rooms.
-    std::vector<QCoro::Task<std::optional<GroupAttributes>>> asks;
-    QStringList asked = byID.values();
-    std::sort(asked.begin(), asked.end());
-    for (const QString &host : asked)
-        asks.push_back(zoneGroupAttributes(host));
-    QList<GroupAttributes> groups;
-    for (auto &ask : asks) {
-        if (auto g = co_await ask)
-            groups.append(*g);
-    }
-    std::stable_sort(groups.begin(), groups.end(), [](const GroupAttributes &a, const GroupAttributes &b) { return a.id < b.id; });
-    Snapshot result = snapshot(rooms(groups, byID, names), byID, names);
-    if (result.groups.isEmpty())
-        result.localControlOff = std::any_of(hosts.begin(), hosts.end(), [this](const QString &h) { return refusesLocalControl(h); });
-    co_return result;
 }
 
 } // namespace velotte

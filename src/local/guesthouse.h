@@ -1,6 +1,7 @@
 #pragma once
 
 #include "soap.h"
+#include "speakerfault.h"
 
 #include "cloud/records.h"
 #include "core/http.h"
@@ -57,18 +58,21 @@ public:
         QString name;
     };
     // What one speaker says of its own group when the whole topology is
-    // refused (large households).
+    // refused (large households). The list's order says nothing of who leads.
     struct GroupAttributes {
         QString id;
         QString name;
-        QStringList members; // coordinator first
+        QStringList members;
     };
 
     explicit GuestHouse(HttpTransport &transport = NetworkTransport::shared());
     HttpTransport &http() const { return m_transport; }
-    // Whether the speaker's last answer was 403: local control switched off,
-    // the default of newer firmware.
-    bool refusesLocalControl(const QString &host) const { return m_refused->contains(host); }
+    // Why the speaker's last answer was no success; none after a success.
+    // Every operation below answers "no value" or false on failure: this is
+    // where the caller finds out why.
+    std::optional<SpeakerFault> fault(const QString &host) const;
+    // Local control switched off (403 to everything), the default of newer firmware.
+    bool refusesLocalControl(const QString &host) const;
 
     QCoro::Task<std::optional<QString>> call(QString host, QString path, QString action, QString body);
 
@@ -80,6 +84,7 @@ public:
     QCoro::Task<bool> seek(QString host, qint64 millis);
     QCoro::Task<bool> playMode(QString host, bool shuffle, bool repeats);
     // Play, Pause, Next, Previous, Stop, BecomeCoordinatorOfStandaloneGroup.
+    // Pause sends Stop where the speaker offers no Pause (a live stream).
     QCoro::Task<bool> transport(QString action, QString host);
     QCoro::Task<bool> delegate(QString coordinator, QString host);
     // The player at `host` follows the coordinator.
@@ -90,8 +95,14 @@ public:
     QCoro::Task<std::optional<Identity>> identity(QString host);
     QCoro::Task<std::optional<QList<Room>>> zoneGroups(QString host);
     QCoro::Task<std::optional<GroupAttributes>> zoneGroupAttributes(QString host);
+    // The speaker's transport address ("x-rincon:" + its coordinator's id
+    // when it follows another speaker).
+    QCoro::Task<std::optional<QString>> transportURI(QString host);
     // nothing: unknown; false: not the coordinator of a room of its own.
-    QCoro::Task<std::optional<bool>> standaloneRoom(QString playerID, QString host);
+    // `speakers` (player id -> host) names the speakers of the household the
+    // caller knows: when the topology is refused, the other members of the
+    // player's group are asked which room they belong to.
+    QCoro::Task<std::optional<bool>> standaloneRoom(QString playerID, QString host, QHash<QString, QString> speakers = {});
     // Rooms of the household from a name -> host map of its speakers.
     QCoro::Task<Snapshot> discover(QHash<QString, QString> hosts);
 
@@ -99,19 +110,36 @@ public:
     static QList<Member> members(const QString &body);
     static Snapshot snapshot(const QList<Room> &rooms, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names);
     static std::optional<GroupAttributes> groupAttributes(const QString &reply);
-    // Rooms rebuilt from each speaker's own answer: members without a known
-    // identity (stereo partners, satellites, speakers not found) are left out.
-    static QList<Room> rooms(const QList<GroupAttributes> &groups, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names);
+    // The coordinator a transport address follows ("x-rincon:ID"); none for
+    // a speaker that plays its own source.
+    static std::optional<QString> followedCoordinator(const QString &uri);
+    // Rooms rebuilt from each speaker's own answer. `leaders` maps a speaker
+    // to the coordinator its transport follows (itself when it leads);
+    // members with the same room name are one room (a stereo pair), and
+    // members without a known identity are left out.
+    static QList<Room> rooms(const QList<GroupAttributes> &groups, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names,
+                             const QHash<QString, QString> &leaders);
     // Title and artist of a track's escaped DIDL metadata.
     static QPair<QString, QString> track(const QString &escapedMetadata);
     static std::optional<Identity> identityOf(const QString &description);
 
 private:
     QCoro::Task<bool> send(QString host, QString path, QString service, QString action, QString inner);
+    // A transport command; one refused with 800 (the speaker follows
+    // another) goes to the group's coordinator instead.
+    QCoro::Task<bool> command(QString host, QString action, QString inner);
+    QCoro::Task<std::optional<QString>> coordinatorHost(QString host);
+    // None when the speaker does not answer.
+    QCoro::Task<std::optional<QString>> pauseVerb(QString host);
+
+    // A 32-speaker topology is about 50 KB; a reply this large is not a speaker's.
+    static constexpr qint64 largestReply = 4 * 1024 * 1024;
 
     HttpTransport &m_transport;
     // Shared with requests in flight: one may finish after the house is gone.
-    std::shared_ptr<QSet<QString>> m_refused = std::make_shared<QSet<QString>>();
+    std::shared_ptr<QHash<QString, SpeakerFault>> m_faults = std::make_shared<QHash<QString, SpeakerFault>>();
+    // Player id -> host of every speaker met, for finding a coordinator.
+    std::shared_ptr<QHash<QString, QString>> m_known = std::make_shared<QHash<QString, QString>>();
 };
 
 } // namespace velotte

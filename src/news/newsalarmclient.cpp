@@ -2,6 +2,8 @@
 
 #include "alarmxml.h"
 
+#include "local/speakerfault.h"
+
 #include <algorithm>
 #include <climits>
 
@@ -42,10 +44,15 @@ QCoro::Task<QString> NewsAlarmClient::request(HttpTransport &transport, QString 
     } catch (const std::exception &) {
         throw Failure(Failure::Kind::network);
     }
-    const QString text = QString::fromUtf8(response.body);
-    if (response.status != 200 || Soap::tag(QStringLiteral("errorCode"), text))
+    if (const auto fault = SpeakerFault::of(response)) {
+        // Local control switched off refuses reading the list as much as saving.
+        if (fault->kind() == SpeakerFault::Kind::localControlOff)
+            throw *fault;
         throw Failure(Failure::Kind::rejected);
-    co_return text;
+    }
+    if (response.status != 200)
+        throw Failure(Failure::Kind::rejected);
+    co_return QString::fromUtf8(response.body);
 }
 
 Soap::Fields NewsAlarmClient::fields(const NewsSchedule &schedule, const NewsSource &source)

@@ -35,7 +35,8 @@ public:
 
     // POSTs one AlarmClock action in the short envelope with a quoted action
     // and a 10-second time-out. A non-200 status or an errorCode in the reply
-    // is `rejected`; a transport failure is `network`.
+    // is `rejected`; a transport failure is `network`; a speaker with local
+    // control switched off throws the SpeakerFault that says so.
     static QCoro::Task<QString> request(HttpTransport &transport, QString host, QString action, Soap::Fields fields, CancelToken cancel = {});
 
     // The arguments of "CreateAlarm" and "UpdateAlarm"; throws `invalid`.

@@ -21,6 +21,14 @@ const QString deletedText = u"Schedule deleted from Sonos."_s;
 
 using AlarmFailure = NewsAlarmClient::Failure;
 
+// A speaker that refuses local control says so; a silent one is not on this network.
+[[noreturn]] void speakerFailed(const GuestHouse &house, const QString &host)
+{
+    if (house.refusesLocalControl(host))
+        throw *house.fault(host);
+    throw AlarmFailure(AlarmFailure::Kind::network);
+}
+
 bool stale(const QPointer<NewsScheduleController> &self, NewsSessionPort &session, const QString &scope, quint64 generation, quint64 current)
 {
     return !self || session.newsHouseholdID() != scope || generation != current;
@@ -285,20 +293,22 @@ QCoro::Task<bool> NewsScheduleController::play(NewsSchedule schedule, NewsSessio
         check(self, session, scope, generation);
 
         GuestHouse house(m_transport);
-        const std::optional<bool> standalone = co_await house.standaloneRoom(schedule.roomID, host);
+        const std::optional<bool> standalone = co_await house.standaloneRoom(schedule.roomID, host, session.newsSpeakers());
         check(self, session, scope, generation);
         if (!standalone)
-            throw AlarmFailure(AlarmFailure::Kind::network);
+            speakerFailed(house, host);
         if (!*standalone)
             throw NewsPlaybackFailure(NewsPlaybackFailure::Kind::grouped);
         const bool volumeSet = co_await house.setVolume(host, schedule.volume);
         check(self, session, scope, generation);
         if (!volumeSet)
-            throw AlarmFailure(AlarmFailure::Kind::network);
+            speakerFailed(house, host);
 
+        // The play mode once the room is on the bulletin: a live radio
+        // stream still playing takes none (712).
         const QList<QPair<QString, Soap::Fields>> actions{
-            {u"SetPlayMode"_s, {{u"InstanceID"_s, u"0"_s}, {u"NewPlayMode"_s, u"NORMAL"_s}}},
             {u"SetAVTransportURI"_s, {{u"InstanceID"_s, u"0"_s}, {u"CurrentURI"_s, audio.toString(QUrl::FullyEncoded)}, {u"CurrentURIMetaData"_s, QString()}}},
+            {u"SetPlayMode"_s, {{u"InstanceID"_s, u"0"_s}, {u"NewPlayMode"_s, u"NORMAL"_s}}},
             {u"Play"_s, {{u"InstanceID"_s, u"0"_s}, {u"Speed"_s, u"1"_s}}},
         };
         for (const auto &[action, fields] : actions) {
@@ -308,7 +318,9 @@ QCoro::Task<bool> NewsScheduleController::play(NewsSchedule schedule, NewsSessio
                 // A speaker that answers but refuses the stream has no use for it.
                 if (error.kind() == AppleMusicDirect::Failure::Kind::network)
                     throw AlarmFailure(AlarmFailure::Kind::network);
-                throw NewsPlaybackFailure(NewsPlaybackFailure::Kind::unavailable);
+                const bool modeless = action == u"SetPlayMode"_s && error.code() == QString::number(SpeakerFault::playModeNotSupported);
+                if (!modeless)
+                    throw NewsPlaybackFailure(NewsPlaybackFailure::Kind::unavailable);
             }
             check(self, session, scope, generation);
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QCoroTask>
+#include <QHash>
 #include <QString>
 
 namespace velotte {
@@ -13,6 +14,10 @@ public:
     virtual QString newsHouseholdID() const = 0;
     // Throws a Failure when no speaker answers for the player.
     virtual QCoro::Task<QString> newsHost(QString playerID) = 0;
+    // Player id -> host of the household's speakers as far as the session
+    // knows them, hidden ones included: in a household too large for the
+    // topology, they tell a stereo pair from rooms grouped together.
+    virtual QHash<QString, QString> newsSpeakers() const { return {}; }
     // Sending a music or queue command, or choosing a room.
     virtual bool musicBusy() const = 0;
     virtual void setSendingPlaybackCommand(bool sending) = 0;

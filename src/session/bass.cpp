@@ -71,7 +71,8 @@ QCoro::Task<void> SessionSound::refreshBassControl()
     if (!current)
         co_return;
     if (!level) {
-        setBassNote(bassUnreachable);
+        const std::optional<SpeakerFault> fault = m_session.speakerFault(host);
+        setBassNote(fault && fault->kind() == SpeakerFault::Kind::localControlOff ? fault->sentence() : bassUnreachable);
         co_return;
     }
     const double fraction = (std::clamp(*level, -10, 10) + 10) / 20.0;
@@ -119,10 +120,16 @@ QCoro::Task<void> SessionSound::writeBass(int level, QString host, CancelToken c
         co_return;
     if (ok) {
         m_confirmedBass = m_bass;
-    } else {
-        setBassValue(m_confirmedBass);
-        setBassNote(bassFailed);
+        co_return;
     }
+    setBassValue(m_confirmedBass);
+    const std::optional<SpeakerFault> fault = m_session.speakerFault(host);
+    if (fault && fault->kind() == SpeakerFault::Kind::localControlOff)
+        setBassNote(fault->sentence());
+    else if (fault && fault->kind() == SpeakerFault::Kind::noAnswer)
+        setBassNote(bassUnreachable);
+    else
+        setBassNote(bassFailed);
 }
 
 } // namespace velotte

@@ -64,11 +64,16 @@ QString HouseSession::groupName(const QString &groupID) const
     return QStringLiteral("this room");
 }
 
+std::optional<SpeakerFault> HouseSession::speakerFault(const std::optional<QString> &host) const
+{
+    if (!host || !m_services.local || !m_services.local->fault)
+        return std::nullopt;
+    return m_services.local->fault(*host);
+}
+
 void HouseSession::speakerFailed(const std::optional<QString> &host) const
 {
-    if (host && m_services.local && m_services.local->localControlOff && m_services.local->localControlOff(*host))
-        throw LocalControlOff();
-    throw SpeakerUnreachable();
+    throw speakerFault(host).value_or(SpeakerFault::noAnswer());
 }
 
 std::optional<QString> HouseSession::guestHost(const QString &groupID) const

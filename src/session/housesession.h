@@ -13,6 +13,7 @@
 #include "core/failure.h"
 #include "core/stillcurrent.h"
 #include "core/wakeup.h"
+#include "local/speakerfault.h"
 
 #include <QHash>
 #include <QObject>
@@ -28,24 +29,6 @@ class AppleMusicCatalog;
 class AppleMusicSonosBridge;
 struct LocalPorts;
 struct PendingSends;
-
-// A speaker that refuses every action: newer firmware ships with local
-// control switched off.
-class LocalControlOff : public Failure {
-public:
-    LocalControlOff() : Failure(QStringLiteral("local control switched off")) {}
-    QString sentence() const override
-    {
-        return QStringLiteral("This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer.");
-    }
-};
-
-// A speaker on the local network that gave no answer.
-class SpeakerUnreachable : public Failure {
-public:
-    SpeakerUnreachable() : Failure(QStringLiteral("speaker did not answer")) {}
-    QString sentence() const override { return QStringLiteral("The speaker did not answer. Check that it is on the same Wi-Fi network."); }
-};
 
 // The household as one observable model: the connection (cloud, local
 // network or demo), its rooms, the active group and the status line. What
@@ -153,6 +136,8 @@ public:
     QCoro::Task<std::optional<QString>> playerHost(QString playerID);
     // Throws the failure that explains why the speaker at `host` did nothing.
     [[noreturn]] void speakerFailed(const std::optional<QString> &host) const;
+    // Why the speaker at `host` failed its last action; none after a success.
+    std::optional<SpeakerFault> speakerFault(const std::optional<QString> &host) const;
     void setGroups(const QList<SonosGroup> &groups);
     void setPlayers(const QList<SonosPlayer> &players);
     void setActiveGroupID(const std::optional<QString> &id);

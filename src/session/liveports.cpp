@@ -22,7 +22,7 @@ std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
     p->setVolume = [h](QString host, int volume) { return h->setVolume(host, volume); };
     p->setMuted = [h](QString host, bool muted) { return h->setMuted(host, muted); };
     p->bass = bass.read;
-    p->localControlOff = [h](QString host) { return h->refusesLocalControl(host); };
+    p->fault = [h](QString host) { return h->fault(host); };
     p->setBass = bass.write;
     p->hostForPlayer = [bass, rooms](QString player) -> QCoro::Task<std::optional<QString>> {
         const QHash<QString, QString> services = co_await bass.discover();
@@ -35,8 +35,9 @@ std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
     auto direct = std::make_shared<AppleMusicDirect>(house.http());
     p->isCoordinator = [direct](QString coordinator, QString host) { return direct->isCoordinator(coordinator, host); };
     p->queueAppleMusic = [direct](QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
-                                  std::function<void(int)> progress, CancelToken cancel) {
-        return direct->play(std::move(items), std::move(host), std::move(coordinator), action, std::move(progress), std::move(cancel));
+                                  std::function<void(int)> progress, CancelToken cancel, QString household) {
+        return direct->play(std::move(items), std::move(host), std::move(coordinator), action, std::move(progress), std::move(cancel),
+                            std::move(household));
     };
     return p;
 }

@@ -36,14 +36,15 @@ struct LocalPorts {
     // Bass is always local, even in cloud operation.
     std::function<QCoro::Task<std::optional<QString>>(QString playerID)> hostForPlayer; // found by Bonjour
     std::function<QCoro::Task<std::optional<int>>(QString host)> bass;
-    // Whether the speaker at `host` refused its last action with 403.
-    std::function<bool(QString host)> localControlOff;
+    // Why the speaker at `host` failed its last action; none after a success.
+    std::function<std::optional<SpeakerFault>(QString host)> fault;
     std::function<QCoro::Task<bool>(QString host, int bass)> setBass;
     // Apple Music straight into a coordinator's queue. Unlike the rest,
     // queueing throws: its failures carry sentences of their own.
     std::function<QCoro::Task<bool>(QString coordinator, QString host)> isCoordinator;
+    // The household's Apple Music account number is learned once per `household`.
     std::function<QCoro::Task<void>(QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
-                                    std::function<void(int)> progress, CancelToken cancel)>
+                                    std::function<void(int)> progress, CancelToken cancel, QString household)>
         queueAppleMusic;
 };
 

@@ -111,8 +111,9 @@ QCoro::Task<void> SessionPlayback::refreshGuestPlayback()
     if (!current)
         co_return;
     if (!now) {
-        const bool refused = host && local->localControlOff && local->localControlOff(*host);
-        readFailed(refused ? LocalControlOff().sentence() : localReadFailed);
+        const std::optional<SpeakerFault> fault = m_session.speakerFault(host);
+        const bool refused = fault && fault->kind() == SpeakerFault::Kind::localControlOff;
+        readFailed(refused ? fault->sentence() : localReadFailed);
         Q_EMIT m_session.readFinished();
         co_return;
     }

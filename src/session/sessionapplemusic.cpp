@@ -6,6 +6,7 @@
 #include "housesession.h"
 #include "localports.h"
 #include "pending.h"
+#include "sessionnewsport.h"
 
 #include "cloud/sonosclient.h"
 #include "core/logging.h"
@@ -24,7 +25,7 @@ const QString starting = u"Starting on Sonos…"_s;
 
 QString failureText(const std::exception &e, const QString &fallback)
 {
-    if (dynamic_cast<const AppleMusicDirect::Failure *>(&e))
+    if (dynamic_cast<const AppleMusicDirect::Failure *>(&e) || dynamic_cast<const SpeakerFault *>(&e))
         return sentenceOf(e);
     return fallback;
 }
@@ -161,9 +162,10 @@ QCoro::Task<void> SessionAppleMusic::queueDirectly(AppleMusicIdentity item, Appl
         if (!current)
             co_return;
         if (!target)
-            throw SpeakerUnreachable();
+            throw std::runtime_error("no speaker of the group leads it");
         const QList<AppleMusicIdentity> items{item};
-        co_await m_session.services().local->queueAppleMusic(items, target->host, target->coordinator, action, std::function<void(int)>(), CancelToken());
+        co_await m_session.services().local->queueAppleMusic(items, target->host, target->coordinator, action, std::function<void(int)>(), CancelToken(),
+                                                             SessionNewsPort(m_session).newsHouseholdID());
         if (!current)
             co_return;
         const bool modes = co_await applyModes(groupID, target->host, action == AppleMusicAction::replaceShuffled);
@@ -249,8 +251,9 @@ QCoro::Task<void> SessionAppleMusic::runArtistQueue(QList<AppleMusicIdentity> so
         if (!current)
             co_return;
         if (!target)
-            throw SpeakerUnreachable();
-        co_await m_session.services().local->queueAppleMusic(songs, target->host, target->coordinator, action, progress, cancel);
+            throw std::runtime_error("no speaker of the group leads it");
+        co_await m_session.services().local->queueAppleMusic(songs, target->host, target->coordinator, action, progress, cancel,
+                                                             SessionNewsPort(m_session).newsHouseholdID());
         if (!current)
             co_return;
         const bool modes = co_await applyModes(groupID, target->host, action == AppleMusicAction::replaceShuffled);

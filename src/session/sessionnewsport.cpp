@@ -22,9 +22,11 @@ QCoro::Task<QString> SessionNewsPort::newsHost(QString playerID)
     if (!host && coordinator != playerID)
         host = co_await m_session.playerHost(playerID);
     if (!host)
-        throw SpeakerUnreachable();
+        throw SpeakerFault::noAnswer();
     co_return *host;
 }
+
+QHash<QString, QString> SessionNewsPort::newsSpeakers() const { return m_session.guestHosts(); }
 
 bool SessionNewsPort::musicBusy() const
 {

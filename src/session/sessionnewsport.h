@@ -16,8 +16,9 @@ public:
     // network without an account).
     QString newsHouseholdID() const override;
     // The host that answers for a player: its group's coordinator. Throws
-    // SpeakerUnreachable.
+    // the SpeakerFault of no answer.
     QCoro::Task<QString> newsHost(QString playerID) override;
+    QHash<QString, QString> newsSpeakers() const override;
     // Sending a music or queue command, or choosing a room: Play now waits.
     bool musicBusy() const override;
     void setSendingPlaybackCommand(bool sending) override;

@@ -88,6 +88,8 @@ TEST_F(CliApple, PlayByIdReplacesOrAppends)
     EXPECT_EQ(titles(), (QStringList{u"Clair de lune"_s, u"Salt & Pepper"_s, u"Olive Oil Blues"_s}));
     EXPECT_TRUE(r.out.contains(u"Added to the Sonos queue in Kitchen"_s)) << r.out.toStdString();
 
+    // A radio stream takes no shuffle (712): the play mode waits for the queue.
+    kitchen().streamURI = u"x-sonosapi-stream:s17553?sid=254&flags=8224&sn=0"_s;
     r = ctl({u"apple"_s, u"play"_s, u"1512345600"_s, u"--shuffle"_s}); // an album is one container entry
     ASSERT_EQ(r.exit, 0) << r.err.toStdString();
     EXPECT_EQ(titles(), QStringList{u"Gymnopédies"_s});

@@ -55,12 +55,16 @@ TEST_F(CliDoctor, EachProblemIsOneSentence)
     auto &s = speakers.speakers;
     s[2].forbidden = true;
     ASSERT_TRUE(speakers.inject(s[3].host + u"=silent"_s));
+    s[4].follows = s[3].id; // the TV room plays with the bedroom, which is silent
     const QStringList hosts = speakers.visibleHosts() + QStringList{u"127.0.47.99"_s};
     const auto r = doctor(hosts);
     EXPECT_EQ(r.exit, 1);
     const QStringList got = lines(r);
-    EXPECT_TRUE(got.contains(u"✗ Kitchen (127.0.47.13) has local control switched off. Switch it on in the Sonos app to control it from this computer."_s))
+    // Local control switched off refuses the description too: the address names the speaker.
+    EXPECT_TRUE(got.contains(u"✗ 127.0.47.13: This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer."_s))
         << r.out.toStdString();
+    EXPECT_TRUE(got.contains(u"✗ TV Room plays in a group whose leading speaker (%1) does not answer, so nothing can be played there. Switch that speaker on, "
+                             "or ungroup (velottectl ungroup TV Room) to use it alone."_s.arg(s[3].id)));
     EXPECT_TRUE(got.contains(u"✗ The speaker at 127.0.47.14 does not answer on port 1400. Check that it is switched on and on the same network as this computer."_s));
     EXPECT_TRUE(got.contains(u"✗ The speaker at 127.0.47.99 does not answer on port 1400. Check that it is switched on and on the same network as this computer."_s));
     EXPECT_FALSE(r.out.contains(u"Everything looks fine."_s));
@@ -70,6 +74,9 @@ TEST_F(CliDoctor, GroupedRoomsAndAMissingModelServerAreNotes)
 {
     auto &s = speakers.speakers;
     s[2].follows = s[0].id; // the kitchen plays with the living room
+    // Nothing the household holds is Apple Music with an account number.
+    speakers.favorites.clear();
+    speakers.alarms.alarms.removeIf([](const auto &a) { return a.programURI.contains(u"sid=204"_s); });
     configure(u"http://127.0.0.1:9"_s);
     const auto r = doctor();
     EXPECT_EQ(r.exit, 0) << r.out.toStdString();
@@ -78,6 +85,10 @@ TEST_F(CliDoctor, GroupedRoomsAndAMissingModelServerAreNotes)
         << r.out.toStdString();
     EXPECT_TRUE(got.contains(u"· No local model server answers at http://127.0.0.1:9, so suggestions are listed without being arranged. Start llama.cpp's server or Ollama "
                              "there, or set [services] model in the settings."_s));
+    EXPECT_TRUE(got.contains(u"· The Apple Music account number could not be learned from the speaker at 127.0.47.11: it holds no Apple Music favorite, "
+                             "queue entry or alarm. Songs are sent for account 1; if Sonos refuses them, save one Apple Music song as a Sonos favorite and "
+                             "try again."_s))
+        << r.out.toStdString();
     EXPECT_EQ(got.last(), u"Everything looks fine."_s);
 }
 

@@ -124,7 +124,11 @@ TEST_F(CliLocal, FaultsGiveTheSentences)
     living().upnpErrors.insert(QStringLiteral("Pause"), 701);
     const auto refused = ctl({QStringLiteral("pause")});
     EXPECT_EQ(refused.exit, 1);
-    EXPECT_EQ(refused.err.trimmed(), QStringLiteral("Could not pause in Living Room. The speaker did not answer. Check that it is on the same Wi-Fi network."));
+    // A fault is an answer: the action's sentence with the code, not "did not answer".
+    EXPECT_EQ(refused.err.trimmed(), QStringLiteral("Could not pause in Living Room. What is playing now does not allow that (701)."));
+    living().upnpErrors.insert(QStringLiteral("Next"), 701);
+    EXPECT_EQ(ctl({QStringLiteral("next")}).err.trimmed(), QStringLiteral("Could not play the next song in Living Room. What is playing now does not allow that (701)."));
+    living().upnpErrors.clear();
 
     // Local control switched off answers 403 to everything: said plainly.
     living().forbidden = true;
@@ -132,9 +136,11 @@ TEST_F(CliLocal, FaultsGiveTheSentences)
     EXPECT_EQ(status.exit, 1);
     EXPECT_TRUE(status.out.contains(QStringLiteral("This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer.")))
         << status.out.toStdString() << status.err.toStdString();
-    const auto play = ctl({QStringLiteral("play")});
-    EXPECT_EQ(play.exit, 1);
-    EXPECT_TRUE(play.err.contains(QStringLiteral("This speaker has local control switched off."))) << play.err.toStdString();
+    for (const QString &command : {QStringLiteral("play"), QStringLiteral("next"), QStringLiteral("bass")}) {
+        const auto r = ctl({command});
+        EXPECT_EQ(r.exit, 1) << command.toStdString();
+        EXPECT_TRUE(r.err.contains(QStringLiteral("This speaker has local control switched off."))) << command.toStdString() << r.err.toStdString();
+    }
     for (auto &s : speakers.speakers)
         s.forbidden = true;
     const auto rooms = ctl({QStringLiteral("rooms")});

@@ -55,7 +55,7 @@ struct CliNews : ::testing::Test {
     {
         fake::FakeAlarmClock copy;
         for (const auto &a : speakers.alarms.alarms) {
-            if (QStringList{u"1"_s, u"2"_s, u"3"_s, u"5"_s}.contains(a.id))
+            if (QStringList{u"100"_s, u"101"_s, u"102"_s, u"104"_s}.contains(a.id))
                 copy.alarms.append(a);
         }
         return copy.document();
@@ -70,7 +70,7 @@ TEST_F(CliNews, CreateListEditPauseAndDelete)
     const QString before = others();
     QJsonArray list = listed();
     ASSERT_EQ(list.size(), 2);
-    EXPECT_EQ(list[0].toObject().value(u"id"_s).toString(), u"4"_s);
+    EXPECT_EQ(list[0].toObject().value(u"id"_s).toString(), u"103"_s);
     EXPECT_EQ(list[0].toObject().value(u"language"_s).toString(), u"bilingual"_s);
     EXPECT_EQ(list[1].toObject().value(u"days"_s).toArray(), (QJsonArray{1, 2, 3, 4, 5}));
 
@@ -134,11 +134,11 @@ TEST_F(CliNews, RulesAndFailureSentences)
     expectFailure({u"news"_s, u"add"_s, u"Kitchen"_s, u"06:00"_s, u"daily"_s, u"--volume"_s, u"101"_s}, invalidText);
     expectFailure({u"news"_s, u"add"_s, u"Kitchen"_s, u"24:00"_s, u"daily"_s}, invalidText);
     // The retired bilingual schedule may be paused, never switched on.
-    expectFailure({u"news"_s, u"enable"_s, u"4"_s}, invalidText);
-    EXPECT_EQ(ctl({u"news"_s, u"disable"_s, u"4"_s}).out.trimmed(), u"Schedule saved and paused."_s);
-    EXPECT_EQ(speakers.alarms.find(u"4"_s)->duration, u"00:20:00"_s);
-    // Music, radio and the near-news alarm are not news schedules.
-    for (const QString &id : {u"1"_s, u"2"_s, u"3"_s, u"5"_s}) {
+    expectFailure({u"news"_s, u"enable"_s, u"103"_s}, invalidText);
+    EXPECT_EQ(ctl({u"news"_s, u"disable"_s, u"103"_s}).out.trimmed(), u"Schedule saved and paused."_s);
+    EXPECT_EQ(speakers.alarms.find(u"103"_s)->duration, u"00:20:00"_s);
+    // Music, radio, the buzzer and the near-news alarm are not news schedules.
+    for (const QString &id : {u"1"_s, u"8"_s, u"100"_s, u"101"_s, u"102"_s, u"104"_s}) {
         expectFailure({u"news"_s, u"delete"_s, id}, changedText);
         expectFailure({u"news"_s, u"disable"_s, id}, changedText);
     }
@@ -151,7 +151,7 @@ TEST_F(CliNews, RulesAndFailureSentences)
     for (auto &speaker : speakers.speakers)
         speaker.upnpErrors.insert(u"ListAlarms"_s, 501);
     expectFailure({u"news"_s, u"list"_s}, u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
-    expectFailure({u"news"_s, u"delete"_s, u"4"_s}, u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
+    expectFailure({u"news"_s, u"delete"_s, u"103"_s}, u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
     for (auto &speaker : speakers.speakers)
         speaker.upnpErrors.clear();
     EXPECT_EQ(speakers.alarms.alarms.size(), count);
@@ -203,6 +203,34 @@ TEST_F(CliNews, PlayNow)
         EXPECT_EQ(refused.err.trimmed(), unavailableText) << fault.toStdString();
         EXPECT_TRUE(kitchen().streamURI.isEmpty()) << fault.toStdString();
     }
+}
+
+// Forty speakers: the topology is refused (UPnP 501), so each speaker tells
+// of its own group. The living room is a stereo pair; it plays alone.
+TEST(CliNewsLargeHousehold, PlayNowInAStereoPair)
+{
+    QTemporaryDir home;
+    fake::FakeSpeakers speakers{u"127.0.61.11"_s, 40};
+    fake::FakeNews news;
+    ASSERT_TRUE(speakers.start()) << "cannot bind port 1400 on 127.0.61.x";
+    ASSERT_TRUE(news.start());
+    QDir().mkpath(home.filePath(u"config/velotte"_s));
+    QFile file(home.filePath(u"config/velotte/velotte.conf"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("[services]\nnews=" + news.base().toEncoded() + "\n");
+    file.close();
+    auto &s = speakers.speakers;
+    s[2].follows = s[3].id; // the kitchen plays with the bedroom
+    // Bonjour would find every speaker, the stereo partner too.
+    auto ctl = [&](QStringList args) { return runCli(QStringList{u"--speakers"_s, speakers.hosts().join(u',')} + args, home, 60000); };
+
+    const auto played = ctl({u"news"_s, u"play"_s, u"Living Room"_s});
+    ASSERT_EQ(played.exit, 0) << played.err.toStdString();
+    EXPECT_EQ(s[0].streamURI, news.base().toString() + u"/sonos/audio/dQw4-w9WgXc.mp3"_s);
+    // A room grouped with another cannot.
+    const auto grouped = ctl({u"news"_s, u"play"_s, u"Bedroom"_s});
+    EXPECT_EQ(grouped.err.trimmed(), u"Ungroup this room in Rooms before using Play now. Scheduled news plays only in the chosen room."_s);
+    EXPECT_TRUE(s[3].streamURI.isEmpty());
 }
 
 TEST_F(CliNews, WordsItCannotReadAndAnEmptyList)

@@ -5,6 +5,7 @@
 #include "local/guesthouse.h"
 #include "local/localconnections.h"
 #include "local/soap.h"
+#include "news/newsalarmclient.h"
 #include "services/fakespeakers.h"
 #include "testkit/testkit.h"
 
@@ -148,7 +149,8 @@ TEST_F(FakeHome, AlarmListAsRealSpeakersSendIt)
         recurrences << QRegularExpression(u"Recurrence=\"([^\"]*)\""_s).match(attributes).captured(1);
         EXPECT_TRUE(attributes.contains(u"StartTime=\""_s)) << attributes.toStdString();
     }
-    ASSERT_EQ(programs.size(), 6);
+    ASSERT_EQ(programs.size(), 10); // four captured from real speakers, six of the household's own
+    EXPECT_TRUE(programs.contains(u"x-rincon-buzzer:0"_s));
     const QString news = u"https://news.velotte.app/api/public/news-shadowing/sonos/latest.mp3?language="_s;
     EXPECT_TRUE(programs.contains(news + u"english&category=latest"_s));
     EXPECT_TRUE(programs.contains(news + u"bilingual&category=latest"_s));
@@ -163,18 +165,18 @@ TEST_F(FakeHome, AlarmsAreCreatedUpdatedAndDestroyed)
     auto [status, created] = alarm(u"CreateAlarm"_s, alarmFields(u"06:05:00"_s, u"ON_135"_s, id(2)));
     ASSERT_EQ(status, 200);
     const QString assigned = Soap::tag(u"AssignedID"_s, created).value_or(QString());
-    EXPECT_EQ(assigned, u"7"_s);
-    EXPECT_TRUE(alarmList().contains(u"<Alarm ID=\"7\" StartTime=\"06:05:00\" Duration=\"00:12:00\" Recurrence=\"ON_135\" Enabled=\"1\" RoomUUID=\""_s + id(2)));
+    EXPECT_EQ(assigned, u"106"_s);
+    EXPECT_TRUE(alarmList().contains(u"<Alarm ID=\"106\" StartTime=\"06:05:00\" Duration=\"00:12:00\" Recurrence=\"ON_135\" Enabled=\"1\" RoomUUID=\""_s + id(2)));
 
     Soap::Fields update = alarmFields(u"06:45:00"_s, u"WEEKENDS"_s, id(2));
     update.prepend({u"ID"_s, assigned});
     EXPECT_EQ(alarm(u"UpdateAlarm"_s, update).first, 200);
-    EXPECT_TRUE(alarmList().contains(u"<Alarm ID=\"7\" StartTime=\"06:45:00\""_s));
+    EXPECT_TRUE(alarmList().contains(u"<Alarm ID=\"106\" StartTime=\"06:45:00\""_s));
     update[0].second = u"99"_s;
     EXPECT_TRUE(alarm(u"UpdateAlarm"_s, update).second.contains(u"<errorCode>802</errorCode>"_s));
 
     EXPECT_EQ(alarm(u"DestroyAlarm"_s, {{u"ID"_s, assigned}}).first, 200);
-    EXPECT_FALSE(alarmList().contains(u"ID=\"7\""_s));
+    EXPECT_FALSE(alarmList().contains(u"ID=\"106\""_s));
     EXPECT_EQ(alarm(u"DestroyAlarm"_s, {{u"ID"_s, assigned}}).first, 500);
 
     // Refusals: nonsense recurrences, a two-part time, an injected conflict.
@@ -185,7 +187,7 @@ TEST_F(FakeHome, AlarmsAreCreatedUpdatedAndDestroyed)
     EXPECT_EQ(conflictStatus, 500);
     EXPECT_TRUE(conflict.contains(u"<UPnPError xmlns=\"urn:schemas-upnp-org:control-1-0\"><errorCode>801</errorCode></UPnPError>"_s));
     EXPECT_FALSE(conflict.contains(u"errorDescription"_s));
-    EXPECT_EQ(speakers.alarms.alarms.size(), 6);
+    EXPECT_EQ(speakers.alarms.alarms.size(), 10);
 }
 
 TEST_F(FakeHome, GroupingChangesTheTopology)
@@ -263,7 +265,7 @@ TEST(FakeProgram, PrintsItsSpeakersAndTakesFaults)
     if (out.contains(u"needs root"_s))
         GTEST_SKIP() << out.toStdString();
     ASSERT_TRUE(out.contains(u"ready"_s)) << out.toStdString();
-    EXPECT_TRUE(out.contains(u"speakers: 127.0.52.11:1400  Living Room  RINCON_347E5C0D000001400"_s)) << out.toStdString();
+    EXPECT_TRUE(out.contains(u"speakers: 127.0.52.11:1400  Living Room  Sonos One  RINCON_347E5C0D000001400"_s)) << out.toStdString();
     EXPECT_TRUE(out.contains(u"127.0.52.12:1400  Living Room (stereo partner)"_s));
     EXPECT_TRUE(out.contains(u"127.0.52.13:1400  Kitchen"_s));
 
@@ -273,7 +275,8 @@ TEST(FakeProgram, PrintsItsSpeakersAndTakesFaults)
     EXPECT_FALSE(test::await(house.volume(u"127.0.52.11"_s)).has_value()); // UPnP 714
     EXPECT_TRUE(test::await(house.bass(u"127.0.52.11"_s)).has_value());
     EXPECT_FALSE(test::await(house.bass(u"127.0.52.13"_s)).has_value()); // local control off
-    EXPECT_EQ(test::await(house.identity(u"127.0.52.13"_s))->name, u"Kitchen"_s); // the description is still served
+    EXPECT_FALSE(test::await(house.identity(u"127.0.52.13"_s)).has_value()); // refused like everything else
+    EXPECT_TRUE(house.refusesLocalControl(u"127.0.52.13"_s));
     fakes.terminate();
     fakes.waitForFinished(3000);
 
@@ -300,6 +303,9 @@ TEST_F(FakeHome, DirectQueueingRunOnTheSpeaker)
     ASSERT_EQ(kitchen.queue.size(), 18); // the three old tracks are gone
     EXPECT_EQ(kitchen.queue.first().title, u"Song 1"_s);
     EXPECT_EQ(kitchen.queue.last().title, u"Song 18"_s);
+    // The household's favorites carry account 5 (one older entry 1): every song goes out with 5.
+    for (const auto &t : kitchen.queue)
+        EXPECT_TRUE(t.uri.endsWith(u"&sn=5"_s)) << t.uri.toStdString();
     const auto now = test::await(house.nowPlaying(host(2)));
     ASSERT_TRUE(now.has_value());
     EXPECT_EQ(now->title, u"Song 1"_s);
@@ -312,4 +318,51 @@ TEST_F(FakeHome, DirectQueueingRunOnTheSpeaker)
     EXPECT_EQ(kitchen.queue[1].title, u"Next One"_s);
     EXPECT_EQ(kitchen.queue[2].title, u"Next Two"_s);
     EXPECT_EQ(test::await(house.nowPlaying(host(2)))->title, u"Song 1"_s);
+
+    // A song the speaker cannot play (here: of an account the household
+    // does not have) is refused with 714: the queueing sentence with the code.
+    speakers.appleMusicAccount = 7;
+    try {
+        test::await(direct.play({{u"902"_s, u"Elsewhere"_s, {}, u"song"_s}}, host(2), id(2), AppleMusicAction::replace));
+        ADD_FAILURE() << "queued";
+    } catch (const AppleMusicDirect::Failure &f) {
+        EXPECT_EQ(f.sentence(), u"Sonos couldn’t load this Apple Music item (714). Check that Apple Music is connected in the Sonos app and the item is "
+                                "available in your account."_s);
+    }
+}
+
+TEST_F(FakeHome, LocalControlOffIsSaidByEveryClient)
+{
+    speakers.speakers[2].forbidden = true;
+    const QString kitchen = host(2);
+    const QString sentence = u"This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer."_s;
+    auto said = [&](auto task) -> QString {
+        try {
+            test::await(std::move(task));
+        } catch (const std::exception &e) {
+            return sentenceOf(e);
+        }
+        return u"no failure"_s;
+    };
+    // The speaker operations say "no value"; the house says why.
+    EXPECT_FALSE(test::await(house.transport(u"Play"_s, kitchen)));
+    EXPECT_EQ(house.fault(kitchen)->sentence(), sentence);
+    EXPECT_FALSE(test::await(house.bass(kitchen)).has_value());
+    EXPECT_EQ(house.fault(kitchen)->sentence(), sentence);
+    EXPECT_FALSE(test::await(house.identity(kitchen)).has_value());
+    EXPECT_EQ(house.fault(kitchen)->sentence(), sentence);
+    // The alarm and queueing clients throw it.
+    NewsAlarmClient alarms(transport, NewsSource(QUrl(u"https://news.velotte.app/api/public/news-shadowing"_s)));
+    EXPECT_EQ(said(alarms.list(kitchen)), sentence);
+    NewsSchedule schedule;
+    schedule.roomID = id(2);
+    schedule.hour = 7;
+    schedule.days = {1};
+    schedule.volume = 20;
+    schedule.language = u"english"_s;
+    schedule.category = u"latest"_s;
+    EXPECT_EQ(said(alarms.save(schedule, kitchen)), sentence);
+    AppleMusicDirect direct(transport);
+    EXPECT_EQ(said(direct.isCoordinator(id(2), kitchen)), sentence);
+    EXPECT_EQ(said(direct.play({{u"900"_s, u"One"_s, {}, u"song"_s}}, kitchen, id(2), AppleMusicAction::replace)), sentence);
 }

@@ -2,6 +2,7 @@
 #include "local/guesthouse.h"
 #include "news/newsalarmclient.h"
 #include "local/soap.h"
+#include "local/speakerfault.h"
 #include "testkit/testkit.h"
 
 #include <gtest/gtest.h>
@@ -115,6 +116,35 @@ TEST(Track, MetadataIsDecodedOnceForTheDocumentAndOnceForItsTexts)
     EXPECT_EQ(GuestHouse::track(QStringLiteral("&lt;item&gt;&lt;title&gt;Plain&lt;/title&gt;&lt;/item&gt;")).first, QStringLiteral("Plain"));
     EXPECT_TRUE(GuestHouse::track(QStringLiteral("NOT_IMPLEMENTED")).first.isEmpty());
     EXPECT_TRUE(GuestHouse::track(QStringLiteral("&lt;DIDL-Lite&gt;&lt;item&gt;&lt;dc:title&gt;cut off")).first.isEmpty());
+}
+
+// One reading of a speaker's failure for every client: what counts as a
+// fault, and the sentence each one gets.
+TEST(SpeakerFaults, EachFailureItsSentence)
+{
+    const QString upnp = QStringLiteral("<s:Fault><faultstring>UPnPError</faultstring><detail><UPnPError><errorCode>%1</errorCode></UPnPError></detail></s:Fault>");
+    const struct {
+        int status;
+        QString body;
+        QString sentence;
+    } cases[] = {
+        {403, QStringLiteral("<html>403 Forbidden</html>"),
+         QStringLiteral("This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer.")},
+        {500, upnp.arg(701), QStringLiteral("What is playing now does not allow that (701).")},
+        {500, upnp.arg(712), QStringLiteral("What is playing now cannot shuffle or repeat (712).")},
+        {500, upnp.arg(714), QStringLiteral("Sonos cannot play this kind of item (714).")},
+        {500, upnp.arg(800), QStringLiteral("Another speaker leads this room’s group, and it could not be reached (800).")},
+        {500, upnp.arg(402), QStringLiteral("The speaker refused the request (402).")},
+        {200, upnp.arg(711), QStringLiteral("The speaker refused the request (711).")}, // a fault in a 200 reply is one too
+        {404, QString(), QStringLiteral("The speaker refused the request (HTTP 404).")},
+    };
+    for (const auto &c : cases) {
+        const auto fault = SpeakerFault::of(c.status, c.body);
+        ASSERT_TRUE(fault.has_value()) << c.status << c.body.toStdString();
+        EXPECT_EQ(fault->sentence(), c.sentence);
+    }
+    EXPECT_FALSE(SpeakerFault::of(200, QStringLiteral("<u:PlayResponse/>")).has_value());
+    EXPECT_EQ(SpeakerFault::noAnswer().sentence(), QStringLiteral("The speaker did not answer. Check that it is on the same Wi-Fi network."));
 }
 
 TEST(ShortForm, QueueRequestsQuoteTheActionAndMapFailures)

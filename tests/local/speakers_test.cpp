@@ -56,6 +56,20 @@ TEST_F(Speakers, NowPlayingDecodesTextsAndState)
     // A member reports its coordinator's playback.
     ASSERT_TRUE(test::await(house.join(speakers.speakers[0].id, host(2))));
     EXPECT_EQ(test::await(house.nowPlaying(host(2)))->title, QStringLiteral("Salt & Pepper"));
+
+    // A captured track: its texts escaped once more than the document, "&apos;" among them.
+    const auto bedroom = test::await(house.nowPlaying(host(3)));
+    ASSERT_TRUE(bedroom.has_value());
+    EXPECT_EQ(bedroom->title, QStringLiteral("Ex's & Oh's"));
+    EXPECT_EQ(bedroom->artist, QStringLiteral("Elle King"));
+    // A captured radio stream: its address as the title, the song in the stream content.
+    speakers.speakers[4].streamURI = QStringLiteral("x-sonosapi-stream:s6712?sid=254&flags=32");
+    const auto radio = test::await(house.nowPlaying(host(4)));
+    ASSERT_TRUE(radio.has_value());
+    EXPECT_EQ(radio->title, QStringLiteral("IDGAF"));
+    EXPECT_EQ(radio->artist, QStringLiteral("DUA LIPA"));
+    EXPECT_EQ(radio->durationMillis, 0);
+    EXPECT_FALSE(radio->canSeek || radio->canSkip || radio->canSkipBack);
 }
 
 TEST_F(Speakers, EveryOperationReachesTheSpeaker)
@@ -73,6 +87,12 @@ TEST_F(Speakers, EveryOperationReachesTheSpeaker)
     EXPECT_TRUE(test::await(house.playMode(host(2), false, true)));
     EXPECT_EQ(speakers.speakers[2].playMode, QStringLiteral("REPEAT_ALL"));
     EXPECT_TRUE(test::await(house.join(speakers.speakers[0].id, host(3))));
+    // The bedroom follows the living room now: a command for it is refused
+    // with 800 and goes to the coordinator instead.
+    speakers.speakers[0].state = QStringLiteral("PLAYING");
+    EXPECT_TRUE(test::await(house.transport(QStringLiteral("Pause"), host(3))));
+    EXPECT_EQ(speakers.speakers[0].state, QStringLiteral("PAUSED_PLAYBACK"));
+    EXPECT_FALSE(house.fault(host(3)).has_value());
     EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[0].id, host(0))), false);
     EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[3].id, host(0))), false);
     EXPECT_TRUE(test::await(house.delegate(speakers.speakers[3].id, host(0))));
@@ -187,7 +207,12 @@ TEST(LargeHousehold, FortySpeakersListTheirRooms)
     EXPECT_EQ(snapshot.players.size(), 39);
     EXPECT_EQ(snapshot.hosts.value(s[20].id), s[20].host);
 
-    // Play now's room check works without the topology too.
+    // The home theatre (its satellites are no speakers of the list) is one room.
+    EXPECT_EQ(byCoordinator.value(s[4].id).playerIds, QStringList{s[4].id});
+
+    // Play now's room check works without the topology too; the stereo
+    // partner belongs to the living room, not to another room.
+    EXPECT_EQ(test::await(house.standaloneRoom(s[0].id, s[0].host, snapshot.hosts)), std::optional<bool>(true));
     EXPECT_EQ(test::await(house.standaloneRoom(s[5].id, s[5].host)), std::optional<bool>(true));
     EXPECT_EQ(test::await(house.standaloneRoom(s[3].id, s[3].host)), std::optional<bool>(false));
     EXPECT_EQ(test::await(house.standaloneRoom(s[2].id, s[2].host)), std::optional<bool>(false));

@@ -11,11 +11,15 @@
 using namespace velotte;
 
 namespace {
-QString fixture(const char *name)
+// A reply captured from real speakers, without the lines naming its source.
+QString capture(const char *name)
 {
     QFile f(QStringLiteral(VELOTTE_TEST_DATA_DIR "/local/") + QLatin1String(name));
     EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << name;
-    return QString::fromUtf8(f.readAll());
+    QString text = QString::fromUtf8(f.readAll());
+    while (text.startsWith(QLatin1String("# ")))
+        text = text.mid(text.indexOf(QLatin1Char('\n')) + 1);
+    return text;
 }
 
 // A reply for a household of n speakers, each in a room of its own,
@@ -39,48 +43,54 @@ QString household(int n)
 }
 } // namespace
 
-TEST(Topology, RealHouseholdWithPairsSatellitesAndABridge)
+TEST(Topology, RepliesOfRealSpeakers)
 {
-    const auto rooms = GuestHouse::rooms(fixture("zonegroupstate.xml"));
-    ASSERT_EQ(rooms.size(), 4);
-    // Coordinator listed second; the invisible stereo partner is not a visible member.
-    EXPECT_EQ(rooms[0].coordinator, QStringLiteral("RINCON_000E58A1B2C301400"));
-    EXPECT_EQ(rooms[0].name, QStringLiteral("Living Room"));
-    ASSERT_EQ(rooms[0].members.size(), 2);
-    EXPECT_EQ(rooms[0].members[0].first, QStringLiteral("RINCON_000E58A1B2C301400"));
-    EXPECT_EQ(rooms[0].members[1].second, QStringLiteral("Kitchen & Dining"));
-    EXPECT_EQ(rooms[0].hosts.value(QStringLiteral("RINCON_000E58A1B2C401400")), QStringLiteral("192.168.1.21"));
-    // The group id belongs to another player; satellites nested inside a member are not members.
-    EXPECT_EQ(rooms[1].id, QStringLiteral("RINCON_38420B1C2D3E01400:77"));
-    EXPECT_EQ(rooms[1].members.size(), 1);
-    EXPECT_EQ(rooms[1].name, QStringLiteral("TV Room"));
-    // Lower-case spelling of the coordinator.
-    EXPECT_EQ(rooms[2].coordinator, QStringLiteral("RINCON_B8E937AABBCC01400"));
-    EXPECT_EQ(rooms[2].hosts.value(QStringLiteral("RINCON_B8E937AABBCC01400")), QStringLiteral("fe80::1"));
-    // A bridge is a group without visible members.
-    EXPECT_TRUE(rooms[3].members.isEmpty());
-
-    const auto snapshot = GuestHouse::snapshot(rooms, {}, {});
-    EXPECT_EQ(snapshot.groups.size(), 3);
-    EXPECT_EQ(snapshot.players.size(), 4);
-    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room + 1"));
-    EXPECT_EQ(snapshot.groups[0].playerIds, (QStringList{QStringLiteral("RINCON_000E58A1B2C301400"), QStringLiteral("RINCON_38420B1C2D3E01400")}));
-}
-
-TEST(Topology, OlderFirmwareAndMissingNames)
-{
-    const auto rooms = GuestHouse::rooms(fixture("zonegroupstate-old.xml"));
+    // Newer firmware nests the document; the stereo partner comes first and hides.
+    auto rooms = GuestHouse::rooms(capture("topology-stereo-pair.xml"));
     ASSERT_EQ(rooms.size(), 1);
-    EXPECT_EQ(rooms[0].hosts.value(QStringLiteral("RINCON_A")), QStringLiteral("10.0.0.5"));
-    GuestHouse::Room nameless{QStringLiteral("G:1"), QString(), QStringLiteral("RINCON_X"), {{QStringLiteral("RINCON_X"), QString()}}, {}};
-    const auto snapshot = GuestHouse::snapshot({nameless}, {}, {});
-    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Room"));
-    EXPECT_EQ(snapshot.players[0].name, QStringLiteral("Room"));
-    EXPECT_EQ(GuestHouse::snapshot({nameless}, {}, {{QStringLiteral("RINCON_X"), QStringLiteral("Study")}}).players[0].name, QStringLiteral("Study"));
+    EXPECT_EQ(rooms[0].coordinator, QStringLiteral("RINCON_FFFFFFFFFFFFFFFF0"));
+    EXPECT_EQ(rooms[0].name, QStringLiteral("Office"));
+    EXPECT_EQ(rooms[0].members, (QList<QPair<QString, QString>>{{QStringLiteral("RINCON_FFFFFFFFFFFFFFFF0"), QStringLiteral("Office")}}));
+    EXPECT_EQ(rooms[0].hosts.value(QStringLiteral("RINCON_FFFFFFFFF0000FFF0")), QStringLiteral("192.168.1.22"));
+
+    // Older firmware, unescaped; the group id names another player than the coordinator.
+    rooms = GuestHouse::rooms(capture("topology-three-groups.xml"));
+    ASSERT_EQ(rooms.size(), 3);
+    EXPECT_EQ(rooms[0].id, QStringLiteral("RINCON_000E5876A0E801400:210"));
+    EXPECT_EQ(rooms[0].coordinator, QStringLiteral("RINCON_000XXX1400"));
+    EXPECT_EQ(rooms[0].name, QStringLiteral("Kitchen"));
+    ASSERT_EQ(rooms[0].members.size(), 2);
+    EXPECT_EQ(rooms[0].members[1].second, QStringLiteral("Living Room"));
+    const auto snapshot = GuestHouse::snapshot(rooms, {}, {});
+    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Kitchen + 1"));
+    EXPECT_EQ(snapshot.players.size(), 4);
+
+    // A bridge is a group with nothing to play on; a coordinator attribute
+    // may carry a line break and blanks after the id.
+    rooms = GuestHouse::rooms(capture("topology-bridge.xml"));
+    ASSERT_EQ(rooms.size(), 2);
+    EXPECT_TRUE(rooms[0].members.isEmpty());
+    EXPECT_EQ(rooms[0].coordinator, QStringLiteral("RINCON_00000000000001400"));
+    EXPECT_EQ(GuestHouse::snapshot(rooms, {}, {}).groups.size(), 1);
+
+    // Home-theatre satellites sit inside their member and are not rooms.
+    rooms = GuestHouse::rooms(capture("topology-home-theatre.xml"));
+    ASSERT_EQ(rooms.size(), 1);
+    EXPECT_EQ(rooms[0].name, QStringLiteral("Basement"));
+    EXPECT_EQ(rooms[0].members.size(), 1);
 }
 
-TEST(Topology, OnlyInvisibleOneHides)
+TEST(Topology, SpellingsHiddenMembersAndMissingNames)
 {
+    GuestHouse::Room nameless{QStringLiteral("G:1"), QString(), QStringLiteral("RINCON_X"), {{QStringLiteral("RINCON_X"), QString()}}, {}};
+    EXPECT_EQ(GuestHouse::snapshot({nameless}, {}, {}).groups[0].name, QStringLiteral("Room"));
+    EXPECT_EQ(GuestHouse::snapshot({nameless}, {}, {}).players[0].name, QStringLiteral("Room"));
+    EXPECT_EQ(GuestHouse::snapshot({nameless}, {}, {{QStringLiteral("RINCON_X"), QStringLiteral("Study")}}).players[0].name, QStringLiteral("Study"));
+    // Both spellings of the coordinator are taken.
+    const auto lower = GuestHouse::rooms(QStringLiteral("<ZoneGroupState>&lt;ZoneGroup coordinator=&quot;A&quot; ID=&quot;A:1&quot;&gt;"
+                                                        "&lt;ZoneGroupMember UUID=&quot;A&quot; ZoneName=&quot;Den&quot;/&gt;&lt;/ZoneGroup&gt;</ZoneGroupState>"));
+    ASSERT_EQ(lower.size(), 1);
+    EXPECT_EQ(lower[0].name, QStringLiteral("Den"));
     const auto members = GuestHouse::members(QStringLiteral("<ZoneGroupMember UUID=\"A\" Invisible=\"true\" ZoneName=\"x\"/><ZoneGroupMember UUID=\"B\" Invisible=\"1\"/>"
                                                              "<ZoneGroupMember UUID=\"C\" Location=\"not a url\"/>"));
     ASSERT_EQ(members.size(), 3);

@@ -53,7 +53,7 @@ TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
     ASSERT_LT(rig.living(), rig.kitchen());
     read();
     EXPECT_TRUE(news.loaded());
-    EXPECT_EQ(ids(), (QStringList{u"22"_s, u"19"_s, u"21"_s, u"20"_s, u"4"_s, u"6"_s}));
+    EXPECT_EQ(ids(), (QStringList{u"22"_s, u"19"_s, u"21"_s, u"20"_s, u"103"_s, u"105"_s}));
     EXPECT_EQ(news.scope(), u"H1"_s);
     EXPECT_FALSE(news.message());
 
@@ -70,7 +70,7 @@ TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
     EXPECT_EQ(rows->rowCount(), 0);
 
     QList<NewsSchedule> unsaved{schedule(u"B"_s, 7, 0), schedule(u"A"_s, 7, 0)};
-    unsaved[0].id = u"2"_s;
+    unsaved[0].id = u"101"_s;
     NewsScheduleController::sort(unsaved);
     EXPECT_EQ(unsaved[0].roomID, u"A"_s); // a missing id sorts as empty text
 }
@@ -121,16 +121,16 @@ TEST_F(Controller, RetiredBilingualCanBePausedOnly)
     NewsSchedule bilingual = news.schedules()[0];
     ASSERT_EQ(bilingual.language, u"bilingual"_s);
     bilingual.volume = 15;
-    EXPECT_EQ(await(news.save(bilingual, rig.port)), u"4"_s);
+    EXPECT_EQ(await(news.save(bilingual, rig.port)), u"103"_s);
     EXPECT_EQ(news.message(), pausedText);
-    EXPECT_EQ(alarm(u"4"_s)->duration, u"00:20:00"_s);
-    EXPECT_EQ(alarm(u"4"_s)->volume, 15);
+    EXPECT_EQ(alarm(u"103"_s)->duration, u"00:20:00"_s);
+    EXPECT_EQ(alarm(u"103"_s)->volume, 15);
 
     bilingual.enabled = true;
     EXPECT_FALSE(await(news.save(bilingual, rig.port)));
     EXPECT_EQ(news.message(), invalidText);
     EXPECT_TRUE(news.failed());
-    EXPECT_FALSE(alarm(u"4"_s)->enabled);
+    EXPECT_FALSE(alarm(u"103"_s)->enabled);
 
     const int before = rig.speakers.alarms.alarms.size();
     NewsSchedule fresh = schedule(rig.living(), 8, 0);
@@ -145,7 +145,7 @@ TEST_F(Controller, ChangedRejectedAndUnconfirmedSaves)
 {
     const auto untouched = rig.speakers.alarms.alarms;
     // Vanished, or not news any more (music alarm 1, third query item 5).
-    for (const QString &id : {u"99"_s, u"1"_s, u"5"_s}) {
+    for (const QString &id : {u"99"_s, u"100"_s, u"104"_s}) {
         NewsSchedule gone = schedule(rig.living(), 6, 0);
         gone.id = id;
         EXPECT_FALSE(await(news.save(gone, rig.port)));
@@ -187,11 +187,11 @@ TEST_F(Controller, DeleteOnlyWhatIsStillNews)
     const NewsSchedule english = news.schedules()[1];
     EXPECT_TRUE(await(news.deleteSchedule(english, rig.port)));
     EXPECT_EQ(news.message(), u"Schedule deleted from Sonos."_s);
-    EXPECT_FALSE(alarm(u"6"_s));
-    EXPECT_EQ(ids(), QStringList{u"4"_s});
+    EXPECT_FALSE(alarm(u"105"_s));
+    EXPECT_EQ(ids(), QStringList{u"103"_s});
 
     // A music alarm's id, or one deleted meanwhile, is never destroyed.
-    for (const QString &id : {u"1"_s, u"5"_s, u"6"_s}) {
+    for (const QString &id : {u"100"_s, u"104"_s, u"105"_s}) {
         NewsSchedule other = english;
         other.id = id;
         rig.actions.clear();
@@ -199,8 +199,8 @@ TEST_F(Controller, DeleteOnlyWhatIsStillNews)
         EXPECT_EQ(news.message(), changedText);
         EXPECT_FALSE(rig.actions.contains(u"DestroyAlarm"_s));
     }
-    EXPECT_TRUE(alarm(u"1"_s));
-    EXPECT_TRUE(alarm(u"5"_s));
+    EXPECT_TRUE(alarm(u"100"_s));
+    EXPECT_TRUE(alarm(u"104"_s));
 }
 
 TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
@@ -253,7 +253,7 @@ TEST_F(Controller, PlayNowInAStandaloneRoom)
     EXPECT_EQ(living.volume, 33);
     EXPECT_EQ(living.streamURI, u"https://news.velotte.app/api/public/news-shadowing/sonos/audio/aB3_-9xYz01.mp3"_s);
     EXPECT_EQ(living.state, u"PLAYING"_s);
-    EXPECT_EQ(rig.actions, (QStringList{u"GetZoneGroupState"_s, u"SetVolume"_s, u"SetPlayMode"_s, u"SetAVTransportURI"_s, u"Play"_s}));
+    EXPECT_EQ(rig.actions, (QStringList{u"GetZoneGroupState"_s, u"SetVolume"_s, u"SetAVTransportURI"_s, u"SetPlayMode"_s, u"Play"_s}));
     EXPECT_EQ(rig.port.sendingChanges, (QList<bool>{true, false}));
 
     const HttpRequest *get = rig.lastRequest("GET");

@@ -41,7 +41,7 @@ struct FakeQueue {
             co_return host == coordinatorHost;
         };
         p.queueAppleMusic = [this](QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
-                                   std::function<void(int)> progress, CancelToken cancel) -> QCoro::Task<void> {
+                                   std::function<void(int)> progress, CancelToken cancel, QString) -> QCoro::Task<void> {
             runs.push_back({items, host, coordinator, action});
             lastCancel = cancel;
             int queued = 0;
@@ -335,5 +335,5 @@ TEST_F(AppleMusic, NewsHostIsTheCoordinatorsHost)
     EXPECT_EQ(test::await(news.newsHost(u"RINCON_5CAAFD0BEEF201400"_s)), u"127.0.0.11"_s);
     EXPECT_EQ(test::await(news.newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
     EXPECT_EQ(news.newsHouseholdID(), session->householdID().value_or(QString()));
-    EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerUnreachable);
+    EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerFault);
 }

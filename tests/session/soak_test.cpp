@@ -151,7 +151,11 @@ TEST_F(Soak, ADayOnTheLocalNetwork)
     signIn.stored = false;
     bool refused = false;
     auto ports = local.ports();
-    ports->localControlOff = [&refused](QString) { return refused; };
+    ports->fault = [&refused](QString) -> std::optional<SpeakerFault> {
+        if (!refused)
+            return std::nullopt;
+        return SpeakerFault::of(403, QString());
+    };
     HouseSession::Services services;
     services.local = ports;
     services.clock = &clock;

@@ -1,8 +1,10 @@
 #include "fakealarms.h"
 
+#include "fakecaptures.h"
 #include "fakespeakersoap.h"
 
 #include <QRegularExpression>
+#include <QXmlStreamReader>
 
 namespace velotte::fake {
 
@@ -18,6 +20,22 @@ QString didl(const QString &id, const QString &title, const QString &upnpClass)
            "<desc id=\"cdudn\" nameSpace=\"urn:schemas-rinconnetworks-com:metadata-1-0/\">SA_RINCON52231_X_#Svc52231-0-Token</desc></item></DIDL-Lite>"_s
         .arg(escape(id), escape(title), upnpClass);
 }
+
+// The alarms of a captured "ListAlarms" reply, for rooms of another household.
+QList<FakeAlarmClock::Alarm> capturedAlarms(const QString &capture)
+{
+    QList<FakeAlarmClock::Alarm> out;
+    QXmlStreamReader xml(argument(captures::body(capture), u"CurrentAlarmList"_s));
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement || xml.name() != u"Alarm"_s)
+            continue;
+        const auto a = xml.attributes();
+        auto value = [&a](const char *name) { return a.value(QLatin1String(name)).toString(); };
+        out.append({value("ID"), value("StartTime"), value("Duration"), value("Recurrence"), value("Enabled") == u"1"_s, value("RoomUUID"),
+                    value("ProgramURI"), value("ProgramMetaData"), value("PlayMode"), value("Volume").toInt(), value("IncludeLinkedZones") == u"1"_s});
+    }
+    return out;
+}
 } // namespace
 
 QString FakeAlarmClock::newsAddress(const QString &newsHost, const QString &language, const QString &category, const QString &extraQuery)
@@ -30,8 +48,10 @@ QString FakeAlarmClock::newsAddress(const QString &newsHost, const QString &lang
 
 void FakeAlarmClock::seed(const QStringList &rooms, const QString &newsHost)
 {
-    alarms.clear();
-    m_nextID = 1;
+    // Alarms real speakers listed come first, with their own ids; the
+    // household's own follow from 100.
+    alarms = capturedAlarms(u"alarms-sonosnet.xml"_s) + capturedAlarms(u"alarms-buzzer.xml"_s);
+    m_nextID = 100;
     if (rooms.isEmpty())
         return;
     auto room = [&](int i) { return rooms[i % rooms.size()]; };
@@ -41,7 +61,7 @@ void FakeAlarmClock::seed(const QStringList &rooms, const QString &newsHost)
     };
     // Music: an Apple Music playlist, shuffled, on weekends.
     add({{}, u"09:30:00"_s, u"01:00:00"_s, u"WEEKENDS"_s, true, room(0),
-         u"x-rincon-cpcontainer:1006206cplaylist%3apl.u-8aAVZAaCPD6ZWk?sid=204&flags=8300&sn=3"_s,
+         u"x-rincon-cpcontainer:1006206cplaylist%3apl.u-8aAVZAaCPD6ZWk?sid=204&flags=8300&sn=5"_s,
          didl(u"1006206cplaylist%3apl.u-8aAVZAaCPD6ZWk"_s, u"Sunday Morning & Coffee"_s, u"object.container.playlistContainer"_s),
          u"SHUFFLE_NOREPEAT"_s, 18, false});
     // Radio: a station, and an address that nests schemes.

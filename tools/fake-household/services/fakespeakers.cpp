@@ -1,14 +1,50 @@
 #include "fakespeakers.h"
 
+#include "fakecaptures.h"
 #include "fakespeakersoap.h"
 #include "kit/registry.h"
 
 #include <QHostAddress>
+#include <QRegularExpression>
 
 namespace velotte::fake {
 
 using namespace Qt::Literals::StringLiterals;
 using namespace speakersoap;
+
+namespace {
+
+const QString contentService = u"urn:schemas-upnp-org:service:ContentDirectory:1"_s;
+
+// A queue entry from a captured GetPositionInfo reply, its metadata as sent.
+FakeSpeakers::Track capturedTrack(const QString &capture)
+{
+    const QString body = captures::body(capture);
+    auto element = [&body](const QString &name) { return argument(body, name); };
+    const QString metadata = QRegularExpression(u"<TrackMetaData>(.*?)</TrackMetaData>"_s, QRegularExpression::DotMatchesEverythingOption)
+                                 .match(body)
+                                 .captured(1);
+    const QString didl = unescape(metadata);
+    auto field = [&didl](const QString &name) { return argument(didl, name); };
+    return {field(u"dc:title"_s), field(u"dc:creator"_s), field(u"upnp:album"_s), parseClock(element(u"TrackDuration"_s)).value_or(0),
+            element(u"TrackURI"_s), metadata};
+}
+
+// No capture of a favorites browse was found: these follow the Apple Music
+// address form, a household whose favorites hold its own number (5) and one
+// older entry with 1, and a captured radio station.
+QList<FakeSpeakers::Favorite> seededFavorites()
+{
+    return {
+        {u"Clair de lune"_s, u"x-sonos-http:song%3a1440857781.mp4?sid=204&flags=8224&sn=5"_s, u"object.item.audioItem.musicTrack"_s},
+        {u"Kind of Blue"_s, u"x-rincon-cpcontainer:1004206calbum%3a268443092?sid=204&flags=8300&sn=5"_s, u"object.container.album.musicAlbum"_s},
+        {u"So What"_s, u"x-sonos-http:song%3a268443097.mp4?sid=204&flags=8224&sn=5"_s, u"object.item.audioItem.musicTrack"_s},
+        {u"Gymnopédie No. 1"_s, u"x-sonos-http:song%3a1452858722.mp4?sid=204&flags=8224&sn=1"_s, u"object.item.audioItem.musicTrack"_s},
+        {u"Lugna Favoriter"_s, u"x-sonosapi-stream:s17553?sid=254&flags=8224&sn=0"_s, u"object.item.audioItem.audioBroadcast"_s},
+    };
+}
+
+} // namespace
 
 FakeSpeakers::FakeSpeakers(const QString &base, int count, QObject *parent) : FakeSpeakers(Options{base, count}, parent) {}
 
@@ -40,9 +76,15 @@ FakeSpeakers::FakeSpeakers(const Options &options, QObject *parent) : QObject(pa
             s.model = u"Sonos One SL"_s;
         }
         if (standard && i == 4) {
-            s.model = u"Sonos Arc"_s;
+            s.model = u"Sonos Playbar"_s;
             s.satellites = {u"RINCON_5CAAFD0B0001401400"_s, u"RINCON_5CAAFD0B0002401400"_s, u"RINCON_5CAAFD0B0003401400"_s};
         }
+        if (s.room.contains(u'/'))
+            s.model = u"Sonos Roam 2"_s;
+        // The bedroom plays what real speakers reported playing.
+        if (s.room == u"Bedroom"_s)
+            s.queue = {capturedTrack(u"positioninfo-spotify-jishi.xml"_s), capturedTrack(u"positioninfo-spotify-rxsonoslib.xml"_s),
+                       capturedTrack(u"positioninfo-library-rxsonoslib.xml"_s)};
         speakers.push_back(s);
     }
     if (standard && count > 1)
@@ -57,6 +99,7 @@ FakeSpeakers::FakeSpeakers(const Options &options, QObject *parent) : QObject(pa
     }
     alarms.versionPrefix = speakers[0].id;
     alarms.seed(visible, options.newsHost);
+    favorites = seededFavorites();
 }
 
 FakeSpeakers::~FakeSpeakers() = default;
@@ -199,16 +242,6 @@ QString FakeSpeakers::zoneGroupState() const
     return u"<ZoneGroupState><ZoneGroups>"_s + groups + u"</ZoneGroups><VanishedDevices></VanishedDevices></ZoneGroupState>"_s;
 }
 
-QString FakeSpeakers::description(const Speaker &speaker) const
-{
-    return u"<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<root xmlns=\"urn:schemas-upnp-org:device-1-0\"><specVersion><major>1</major>"
-           "<minor>0</minor></specVersion><device><deviceType>urn:schemas-upnp-org:device:ZonePlayer:1</deviceType>"
-           "<friendlyName>%1 - %2 - %3</friendlyName><manufacturer>Sonos, Inc.</manufacturer><modelName>%2</modelName>"
-           "<softwareVersion>80.1-55240</softwareVersion><roomName>%4</roomName><displayName>%2</displayName>"
-           "<UDN>uuid:%3</UDN>#DEACTIVATION_BEHAVIOR_ON_REBOOT#</device></root>"_s
-        .arg(speaker.host, speaker.model, speaker.id, escape(speaker.room));
-}
-
 Response FakeSpeakers::handle(Speaker &speaker, const Request &request)
 {
     static const QHash<QString, QString> services{
@@ -216,6 +249,7 @@ Response FakeSpeakers::handle(Speaker &speaker, const Request &request)
         {u"/MediaRenderer/AVTransport/Control"_s, transportService},
         {u"/ZoneGroupTopology/Control"_s, topologyService},
         {u"/AlarmClock/Control"_s, alarmService},
+        {u"/MediaServer/ContentDirectory/Control"_s, contentService},
     };
     ++speaker.requests;
     Response r;
@@ -224,14 +258,15 @@ Response FakeSpeakers::handle(Speaker &speaker, const Request &request)
         return r;
     }
     const QString path = request.path();
-    if (request.method == "GET" && path == u"/xml/device_description.xml"_s) {
-        r = Response::text(description(speaker).toUtf8(), "text/xml");
+    if (speaker.forbidden) {
+        // Local control switched off: everything is refused, the description too.
+        r = Response::text("<html><body><h1>403 Forbidden</h1></body></html>", "text/html", 403);
+    } else if (request.method == "GET" && path == u"/xml/device_description.xml"_s) {
+        r = Response::text(captures::description(speaker.model, speaker.id, speaker.host, speaker.room).toUtf8(), "text/xml");
     } else if (!services.contains(path)) {
         r = Response::text("", "text/html", 404);
     } else if (request.method != "POST") {
         r = Response::text("", "text/html", 405);
-    } else if (speaker.forbidden) {
-        r = Response::text("<html><body><h1>403 Forbidden</h1></body></html>", "text/html", 403);
     } else if (speaker.serverError) {
         r = fault(speaker.serverErrorCode);
     } else {
@@ -263,13 +298,12 @@ Response FakeSpeakers::soap(Speaker &speaker, const QString &service, const QStr
             return envelope(action, topologyService, u"<ZoneGroupState>"_s + state + u"</ZoneGroupState>"_s);
         }
         if (action == u"GetZoneGroupAttributes"_s) {
-            // Every speaker answers for its own group, coordinator first.
+            // Every speaker answers for its own group; the list's order does
+            // not say who leads (the members' transport addresses do).
             const Speaker &c = coordinatorOf(speaker);
-            QStringList members{c.id};
-            for (const Speaker *m : membersOf(c.id)) {
-                if (m->id != c.id)
-                    members << m->id;
-            }
+            QStringList members;
+            for (const Speaker *m : membersOf(c.id))
+                members << m->id;
             return envelope(action, topologyService,
                             u"<CurrentZoneGroupName>%1</CurrentZoneGroupName><CurrentZoneGroupID>%2:%3</CurrentZoneGroupID>"
                             "<CurrentZonePlayerUUIDsInGroup>%4</CurrentZonePlayerUUIDsInGroup>"
@@ -279,6 +313,8 @@ Response FakeSpeakers::soap(Speaker &speaker, const QString &service, const QStr
         }
         return fault(401);
     }
+    if (service == contentService)
+        return action == u"Browse"_s ? browse(speaker, body) : fault(401);
     if (service == alarmService) {
         if (auto reply = alarms.handle(action, body))
             return *reply;
@@ -315,6 +351,34 @@ Response FakeSpeakers::rendering(Speaker &speaker, const QString &action, const 
         return fault(401);
     }
     return envelope(action, renderingService, {});
+}
+
+Response FakeSpeakers::browse(Speaker &speaker, const QString &body)
+{
+    // The DIDL items of the household's favorites or of the coordinator's
+    // queue, escaped into the reply as speakers do.
+    const QString object = argument(body, u"ObjectID"_s);
+    QString items;
+    int count = 0;
+    auto item = [&](const QString &id, const QString &parent, const QString &title, const QString &upnpClass, const QString &uri) {
+        items += u"<item id=\"%1\" parentID=\"%2\" restricted=\"true\"><dc:title>%3</dc:title><upnp:class>%4</upnp:class><res protocolInfo=\"sonos.com-http:*:audio/mp4:*\">%5</res></item>"_s
+                     .arg(id, parent, escape(title), upnpClass, escape(uri));
+        ++count;
+    };
+    if (object == u"FV:2"_s) {
+        for (const Favorite &f : std::as_const(favorites))
+            item(u"FV:2/%1"_s.arg(count + 1), u"FV:2"_s, f.title, f.upnpClass, f.uri);
+    } else if (object == u"Q:0"_s) {
+        for (const Track &t : std::as_const(coordinatorOf(speaker).queue))
+            item(u"Q:0/%1"_s.arg(count + 1), u"Q:0"_s, t.title, u"object.item.audioItem.musicTrack"_s, t.uri);
+    } else {
+        return fault(701); // no such object
+    }
+    const QString didl = u"<DIDL-Lite xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
+                         "xmlns:r=\"urn:schemas-rinconnetworks-com:metadata-1-0/\" xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\">"_s
+        + items + u"</DIDL-Lite>"_s;
+    return envelope(u"Browse"_s, contentService,
+                    u"<Result>%1</Result><NumberReturned>%2</NumberReturned><TotalMatches>%2</TotalMatches><UpdateID>1</UpdateID>"_s.arg(escape(didl)).arg(count));
 }
 
 namespace {
@@ -358,7 +422,7 @@ const Registration registration({
             return {u"error: cannot listen on port 1400 of %1 and the addresses after it (port 1400 needs root)"_s.arg(options.base)};
         QStringList lines;
         for (const auto &s : speakers->speakers)
-            lines << u"%1:1400  %2%3  %4"_s.arg(s.host, s.room, s.invisible ? u" (stereo partner)"_s : QString(), s.id);
+            lines << u"%1:1400  %2%3  %4  %5"_s.arg(s.host, s.room, s.invisible ? u" (stereo partner)"_s : QString(), s.model, s.id);
         lines << u"use: velottectl --speakers %1 status"_s.arg(speakers->visibleHosts().join(u','));
         return lines;
     },

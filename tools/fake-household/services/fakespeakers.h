@@ -27,12 +27,19 @@ public:
         QString album;
         qint64 duration = 0; // 0: a stream
         QString uri;
+        QString metadata; // as a real speaker sent it (escaped once); none: made from the fields
+    };
+    // One of the speakers' own favorites ("FV:2").
+    struct Favorite {
+        QString title;
+        QString uri;
+        QString upnpClass;
     };
     struct Speaker {
         QString id;   // RINCON_…
         QString room;
         QString host;
-        QString model = QStringLiteral("Sonos One");
+        QString model = QStringLiteral("Sonos One"); // picks the captured device description
         bool invisible = false;    // the second speaker of a stereo pair
         QStringList satellites;    // home-theatre surrounds and sub
         QString follows;           // coordinator id; itself when it leads
@@ -50,6 +57,9 @@ public:
         int updateID = 1;
         QString playMode = QStringLiteral("NORMAL");
         QString streamURI;
+        // The actions list to send instead of what real speakers send for
+        // what plays (see transportActions).
+        QString actions;
         // Faults.
         int latencyMs = 0;
         bool noAnswer = false;
@@ -89,6 +99,9 @@ public:
 
     std::vector<Speaker> speakers;
     FakeAlarmClock alarms;
+    QList<Favorite> favorites;
+    // The household's Apple Music account: songs with another "sn=" are refused.
+    int appleMusicAccount = 5;
     Speaker *byHost(const QString &host);
     Speaker *byID(const QString &id);
     Speaker &coordinatorOf(Speaker &s);
@@ -97,6 +110,8 @@ public:
     // Members (visible or not) following the coordinator with this id.
     QList<const Speaker *> membersOf(const QString &coordinator) const;
     QString reportedState(const Speaker &coordinator) const;
+    // What real speakers list for what this one plays now.
+    QString transportActions(Speaker &speaker);
 
 private:
     Response handle(Speaker &speaker, const Request &request);
@@ -105,7 +120,9 @@ private:
     Response transport(Speaker &speaker, const QString &action, const QString &body);
     Response queue(Speaker &coordinator, const QString &action, const QString &body);
     Response grouping(Speaker &speaker, const QString &action, const QString &body);
-    QString description(const Speaker &speaker) const;
+    Response browse(Speaker &speaker, const QString &body);
+    Response mediaInfo(Speaker &speaker);
+    Response positionInfo(Speaker &coordinator);
     qint64 positionOf(const Speaker &s) const;
     void setState(Speaker &s, const QString &state);
 

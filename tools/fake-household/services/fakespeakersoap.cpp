@@ -1,5 +1,7 @@
 #include "fakespeakersoap.h"
 
+#include "fakecaptures.h"
+
 #include <QRegularExpression>
 
 namespace velotte::fake::speakersoap {
@@ -62,13 +64,6 @@ Response envelope(const QString &action, const QString &service, const QString &
     return Response::text(body.toUtf8(), "text/xml; charset=\"utf-8\"").header("Server", "Linux UPnP/1.0 Sonos/80.1-55240 (ZPS1)");
 }
 
-Response fault(int code)
-{
-    const QString body = u"<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">"
-                         "<s:Body><s:Fault><faultcode>s:Client</faultcode><faultstring>UPnPError</faultstring><detail>"
-                         "<UPnPError xmlns=\"urn:schemas-upnp-org:control-1-0\"><errorCode>%1</errorCode></UPnPError>"
-                         "</detail></s:Fault></s:Body></s:Envelope>"_s.arg(code);
-    return Response::text(body.toUtf8(), "text/xml; charset=\"utf-8\"", 500).header("Server", "Linux UPnP/1.0 Sonos/80.1-55240 (ZPS1)");
-}
+Response fault(int code) { return captures::fault(code); }
 
 } // namespace velotte::fake::speakersoap

@@ -1,6 +1,7 @@
 // AVTransport of the fake speakers: playback, the queue and grouping.
 #include "fakespeakers.h"
 
+#include "fakecaptures.h"
 #include "fakespeakersoap.h"
 
 #include <QRegularExpression>
@@ -20,6 +21,7 @@ constexpr int transitionNotAvailable = 701;
 constexpr int illegalSeekTarget = 711;
 constexpr int seekModeNotSupported = 710;
 constexpr int playModeNotSupported = 712;
+constexpr int illegalMimeType = 714;
 constexpr int notCoordinator = 800;
 constexpr int queueChanged = 1028;
 
@@ -35,6 +37,13 @@ QString didl(const FakeSpeakers::Track &t)
         + u"</dc:title><upnp:class>object.item.audioItem.musicTrack</upnp:class><dc:creator>"_s + escape(t.artist)
         + u"</dc:creator><upnp:album>"_s + escape(t.album) + u"</upnp:album></item></DIDL-Lite>"_s;
     return escape(inner);
+}
+
+// What a stream address plays: a TV input, or a radio station.
+bool isTelevision(const QString &uri) { return uri.startsWith(u"x-sonos-htastream:"_s); }
+bool isRadio(const QString &uri)
+{
+    return uri.startsWith(u"x-sonosapi-stream:"_s) || uri.startsWith(u"x-rincon-mp3radio:"_s) || uri.startsWith(u"aac:"_s);
 }
 
 std::optional<int> number(const QString &body, const QString &name)
@@ -69,38 +78,83 @@ QString FakeSpeakers::reportedState(const Speaker &c) const
     return c.state;
 }
 
+QString FakeSpeakers::transportActions(Speaker &speaker)
+{
+    if (!speaker.actions.isEmpty())
+        return speaker.actions;
+    const Speaker &c = coordinatorOf(speaker);
+    if (&c != &speaker)
+        return captures::actions(u"member"_s);
+    if (!c.streamURI.isEmpty())
+        return captures::actions(u"stream"_s);
+    if (c.queue.size() <= 1)
+        return captures::actions(u"single"_s);
+    return captures::actions(c.track % c.queue.size() == 0 ? u"first"_s : u"queue"_s);
+}
+
+Response FakeSpeakers::mediaInfo(Speaker &speaker)
+{
+    const Speaker &c = coordinatorOf(speaker);
+    QString body = captures::body(u"queue-mediainfo.xml"_s);
+    if (&c != &speaker) {
+        // A member plays whatever its coordinator sends it.
+        body = captures::withElement(body, u"CurrentURI"_s, u"x-rincon:"_s + c.id);
+        return envelope(u"GetMediaInfo"_s, transportService, captures::withElement(body, u"NrTracks"_s, u"1"_s));
+    }
+    if (isTelevision(c.streamURI))
+        return envelope(u"GetMediaInfo"_s, transportService, captures::body(u"tv-mediainfo.xml"_s));
+    if (isRadio(c.streamURI))
+        return envelope(u"GetMediaInfo"_s, transportService, captures::body(u"radio-mediainfo.xml"_s));
+    if (!c.streamURI.isEmpty()) {
+        body = captures::withElement(body, u"CurrentURI"_s, escape(c.streamURI));
+        return envelope(u"GetMediaInfo"_s, transportService, captures::withElement(body, u"NrTracks"_s, u"1"_s));
+    }
+    body = captures::withElement(body, u"CurrentURI"_s, u"x-rincon-queue:"_s + c.id + u"#0"_s);
+    return envelope(u"GetMediaInfo"_s, transportService, captures::withElement(body, u"NrTracks"_s, QString::number(c.queue.size())));
+}
+
+Response FakeSpeakers::positionInfo(Speaker &c)
+{
+    if (isTelevision(c.streamURI))
+        return envelope(u"GetPositionInfo"_s, transportService, captures::body(u"tv-positioninfo.xml"_s));
+    if (isRadio(c.streamURI))
+        return envelope(u"GetPositionInfo"_s, transportService, captures::body(u"radio-positioninfo.xml"_s));
+    if (!c.streamURI.isEmpty()) {
+        // A plain stream (a news bulletin): no metadata, no times.
+        return envelope(u"GetPositionInfo"_s, transportService,
+                        u"<Track>1</Track><TrackDuration>0:00:00</TrackDuration><TrackMetaData>NOT_IMPLEMENTED</TrackMetaData><TrackURI>"_s + escape(c.streamURI)
+                            + u"</TrackURI><RelTime>NOT_IMPLEMENTED</RelTime><AbsTime>NOT_IMPLEMENTED</AbsTime>"_s);
+    }
+    if (c.queue.isEmpty()) {
+        return envelope(u"GetPositionInfo"_s, transportService,
+                        u"<Track>0</Track><TrackDuration></TrackDuration><TrackMetaData></TrackMetaData><TrackURI></TrackURI><RelTime>0:00:00</RelTime>"
+                        "<AbsTime>NOT_IMPLEMENTED</AbsTime><RelCount>2147483647</RelCount><AbsCount>2147483647</AbsCount>"_s);
+    }
+    const int index = c.track % int(c.queue.size());
+    const Track &t = c.queue[index];
+    QString body = captures::body(u"positioninfo-spotify-jishi.xml"_s);
+    body = captures::withElement(body, u"Track"_s, QString::number(index + 1));
+    body = captures::withElement(body, u"TrackDuration"_s, clock(t.duration));
+    body = captures::withElement(body, u"TrackMetaData"_s, t.metadata.isEmpty() ? didl(t) : t.metadata);
+    body = captures::withElement(body, u"TrackURI"_s, escape(t.uri));
+    return envelope(u"GetPositionInfo"_s, transportService, captures::withElement(body, u"RelTime"_s, clock(positionOf(c))));
+}
+
 Response FakeSpeakers::transport(Speaker &speaker, const QString &action, const QString &body)
 {
     Speaker &c = coordinatorOf(speaker);
     if (action == u"GetTransportInfo"_s) {
-        return envelope(action, transportService,
-                        u"<CurrentTransportState>%1</CurrentTransportState><CurrentTransportStatus>OK</CurrentTransportStatus><CurrentSpeed>1</CurrentSpeed>"_s.arg(
-                            reportedState(c)));
+        const QString info = captures::body(u"transportinfo.xml"_s);
+        return envelope(action, transportService, captures::withElement(info, u"CurrentTransportState"_s, reportedState(c)));
     }
-    if (action == u"GetCurrentTransportActions"_s) {
-        return envelope(action, transportService, u"<Actions>Set, Stop, Pause, Play, X_DLNA_SeekTime, Next, X_DLNA_SeekTrackNr, Previous, Seek</Actions>"_s);
-    }
+    if (action == u"GetCurrentTransportActions"_s)
+        return envelope(action, transportService, u"<Actions>"_s + transportActions(speaker) + u"</Actions>"_s);
     if (action == u"GetTransportSettings"_s)
-        return envelope(action, transportService, u"<PlayMode>%1</PlayMode><RecQualityMode>NOT_IMPLEMENTED</RecQualityMode>"_s.arg(c.playMode));
-    if (action == u"GetPositionInfo"_s) {
-        if (!c.streamURI.isEmpty()) {
-            // A line-in or TV input: no metadata, no times.
-            return envelope(action, transportService,
-                            u"<Track>1</Track><TrackDuration>0:00:00</TrackDuration><TrackMetaData>NOT_IMPLEMENTED</TrackMetaData><TrackURI>"_s + escape(c.streamURI)
-                                + u"</TrackURI><RelTime>NOT_IMPLEMENTED</RelTime><AbsTime>NOT_IMPLEMENTED</AbsTime>"_s);
-        }
-        if (c.queue.isEmpty()) {
-            return envelope(action, transportService,
-                            u"<Track>0</Track><TrackDuration></TrackDuration><TrackMetaData></TrackMetaData><TrackURI></TrackURI><RelTime>0:00:00</RelTime>"
-                            "<AbsTime>NOT_IMPLEMENTED</AbsTime><RelCount>2147483647</RelCount><AbsCount>2147483647</AbsCount>"_s);
-        }
-        const int index = c.track % int(c.queue.size());
-        const Track &t = c.queue[index];
-        return envelope(action, transportService,
-                        u"<Track>"_s + QString::number(index + 1) + u"</Track><TrackDuration>"_s + clock(t.duration) + u"</TrackDuration><TrackMetaData>"_s
-                            + didl(t) + u"</TrackMetaData><TrackURI>"_s + escape(t.uri) + u"</TrackURI><RelTime>"_s + clock(positionOf(c))
-                            + u"</RelTime><AbsTime>NOT_IMPLEMENTED</AbsTime><RelCount>2147483647</RelCount><AbsCount>2147483647</AbsCount>"_s);
-    }
+        return envelope(action, transportService, captures::withElement(captures::body(u"transportsettings.xml"_s), u"PlayMode"_s, c.playMode));
+    if (action == u"GetMediaInfo"_s)
+        return mediaInfo(speaker);
+    if (action == u"GetPositionInfo"_s)
+        return positionInfo(c);
     if (action == u"SetAVTransportURI"_s || action == u"BecomeCoordinatorOfStandaloneGroup"_s || action == u"DelegateGroupCoordinationTo"_s)
         return grouping(speaker, action, body);
     if (action == u"AddMultipleURIsToQueue"_s || action == u"RemoveTrackRangeFromQueue"_s || action == u"RemoveAllTracksFromQueue"_s) {
@@ -108,6 +162,9 @@ Response FakeSpeakers::transport(Speaker &speaker, const QString &action, const 
             return fault(notCoordinator);
         return queue(c, action, body);
     }
+    // Only the coordinator controls the group's playback.
+    if (&c != &speaker)
+        return fault(notCoordinator);
 
     if (action == u"Play"_s) {
         if (c.queue.isEmpty() && c.streamURI.isEmpty())
@@ -146,7 +203,8 @@ Response FakeSpeakers::transport(Speaker &speaker, const QString &action, const 
     } else if (action == u"SetPlayMode"_s) {
         const QString mode = argument(body, u"NewPlayMode"_s);
         static const QStringList modes{u"NORMAL"_s, u"REPEAT_ALL"_s, u"REPEAT_ONE"_s, u"SHUFFLE"_s, u"SHUFFLE_NOREPEAT"_s, u"SHUFFLE_REPEAT_ONE"_s};
-        if (!modes.contains(mode))
+        // A stream has no queue to shuffle or repeat.
+        if (!modes.contains(mode) || (!c.streamURI.isEmpty() && mode != u"NORMAL"_s))
             return fault(playModeNotSupported);
         c.playMode = mode;
     } else {
@@ -232,6 +290,14 @@ Response FakeSpeakers::queue(Speaker &c, const QString &action, const QString &b
         const QStringList uris = argument(body, u"EnqueuedURIs"_s).split(u' ', Qt::SkipEmptyParts);
         if (!count || *count < 1 || uris.size() != *count)
             return fault(invalidArgs);
+        // An Apple Music song for an account the household does not have
+        // cannot be played.
+        static const QRegularExpression account(u"[?&]sid=204&.*\\bsn=(\\d+)"_s);
+        for (const QString &uri : uris) {
+            const auto m = account.match(uri);
+            if (m.hasMatch() && m.captured(1).toInt() != appleMusicAccount)
+                return fault(illegalMimeType);
+        }
         // Titles from the metadata when it holds one per item.
         static const QRegularExpression title(u"<dc:title>(.*?)</dc:title>"_s, QRegularExpression::DotMatchesEverythingOption);
         QStringList titles;
