@@ -66,6 +66,41 @@ void ToggleToTransport(benchmark::State &state)
 }
 BENCHMARK(ToggleToTransport)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
+// Cloud requests a minute over ten minutes on the virtual clock, with the
+// panel shown (polling on, a group playing) and hidden. Start-up reads
+// (household, groups, playback, library) are counted in the first minute.
+void CloudRequestsPerMinute(benchmark::State &state)
+{
+    const bool shown = state.range(0) == 1;
+    for (auto _ : state) {
+        fake::FakeCloud cloud;
+        test::DirectTransport transport([&](const fake::Request &r) { return cloud.respond(r); });
+        StaticTokens tokens;
+        VirtualClock clock;
+        SonosConfig config = SonosConfig::defaults();
+        config.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
+        SonosClient api(config, tokens, transport, clock);
+        StoredSignIn signIn;
+        HouseSession::Services services;
+        services.api = &api;
+        services.auth = &signIn;
+        services.clock = &clock;
+        HouseSession session(services);
+        auto boot = session.bootstrap();
+        QCoreApplication::processEvents();
+        session.setPollingEnabled(shown);
+        QCoreApplication::processEvents();
+        const std::size_t startUp = cloud.requests.size();
+        for (int i = 0; i < 10 * 60 * 2; ++i) {
+            clock.advance(std::chrono::milliseconds(500));
+            QCoreApplication::processEvents();
+        }
+        state.counters["startup_requests"] = double(startUp);
+        state.counters["requests_per_minute"] = double(cloud.requests.size() - startUp) / 10.0;
+    }
+}
+BENCHMARK(CloudRequestsPerMinute)->Arg(1)->Arg(0)->Iterations(1)->Unit(benchmark::kMillisecond);
+
 } // namespace
 
 int main(int argc, char **argv)

@@ -2,7 +2,9 @@
 
 #include "launchoptions.h"
 
+#include "cloud/sonosconfig.h"
 #include "core/settings.h"
+#include "core/stillcurrent.h"
 #include "session/housesession.h"
 
 #ifdef VELOTTE_WITH_NOTES
@@ -28,6 +30,7 @@ void detach(QCoro::Task<T> &&task)
 ControllerBridge::ControllerBridge(HouseSession &session, KeyValueStore &preferences, QObject *parent)
     : QObject(parent), m_session(session), m_preferences(preferences), m_groups(session), m_players(session)
 {
+    m_signInConfigured = SonosConfig::load().hasCredentials();
     const QVariant stored = preferences.value(showLyricsKey);
     m_showLyrics = stored.isValid() ? stored.toBool() : true;
     connect(session.playback(), &SessionPlayback::artworkChanged, this, &ControllerBridge::artworkChanged);
@@ -178,15 +181,38 @@ void ControllerBridge::connectAccount()
 
 void ControllerBridge::useLocalNetwork() { detach(m_session.enterGuest()); }
 
+void ControllerBridge::refreshRooms() { detach(m_session.refresh()); }
+
+void ControllerBridge::refreshLibrary() { detach(m_session.library()->refreshLibrary()); }
+
 void ControllerBridge::openLink(const QUrl &link)
 {
+    if (LaunchOptions::isRefresh(link)) {
+        refreshRooms();
+        refreshLibrary();
+        return;
+    }
     const QString id = LaunchOptions::favoriteOf(link);
-    if (id.isEmpty())
-        return;
-    const bool known = std::any_of(m_session.library()->favorites().begin(), m_session.library()->favorites().end(), [&id](const SonosFavorite &f) { return f.id == id; });
-    if (!m_session.hasSonosConnection() || !known) {
+    if (!id.isEmpty())
+        detach(playLinkedFavorite(id));
+}
+
+QCoro::Task<void> ControllerBridge::playLinkedFavorite(QString id)
+{
+    auto known = [this, &id] {
+        const auto &favorites = m_session.library()->favorites();
+        return std::any_of(favorites.begin(), favorites.end(), [&id](const SonosFavorite &f) { return f.id == id; });
+    };
+    if (m_session.hasSonosConnection() && !known()) {
+        // Still loading, or added since: read the favorites before saying no.
+        const StillCurrent alive(this);
+        co_await m_session.library()->refreshLibrary();
+        if (!alive)
+            co_return;
+    }
+    if (!m_session.hasSonosConnection() || !known()) {
         setMessage(notConnectedText());
-        return;
+        co_return;
     }
     setMessage({});
     playFavorite(id);

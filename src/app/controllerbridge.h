@@ -4,6 +4,7 @@
 
 #include "core/autostart.h"
 
+#include <QCoroTask>
 #include <QObject>
 #include <QPointer>
 #include <QSize>
@@ -33,6 +34,7 @@ class ControllerBridge : public QObject {
     Q_PROPERTY(QObject *news READ news CONSTANT)
     Q_PROPERTY(QObject *music READ music CONSTANT)
     Q_PROPERTY(bool canSignIn READ canSignIn CONSTANT)
+    Q_PROPERTY(bool signInConfigured READ signInConfigured CONSTANT)
     // Read from the desktop's autostart folder each time the account sheet opens.
     Q_PROPERTY(bool startAtLogin READ startAtLogin WRITE setStartAtLogin NOTIFY startAtLoginChanged)
 
@@ -62,6 +64,8 @@ public:
     void setMusic(QObject *music) { m_music = music; }
     bool canSignIn() const { return m_canSignIn; }
     void setCanSignIn(bool can) { m_canSignIn = can; }
+    // This build has the credentials a sign-in needs.
+    bool signInConfigured() const { return m_signInConfigured; }
     bool startAtLogin() const { return m_autostart.enabled(); }
     void setStartAtLogin(bool on);
 
@@ -74,7 +78,12 @@ public:
     Q_INVOKABLE void playPlaylist(const QString &playlistID);
     Q_INVOKABLE void connectAccount();
     Q_INVOKABLE void useLocalNetwork();
-    // A "velotte://favorite/ID" link from the widget.
+    // The household's rooms again ("Refresh Rooms"), and its favorites and
+    // playlists ("refresh Browse").
+    Q_INVOKABLE void refreshRooms();
+    Q_INVOKABLE void refreshLibrary();
+    // A link from the widget: "velotte://favorite/ID" plays that favorite in
+    // the selected room, "velotte://refresh" reads the household again.
     Q_INVOKABLE void openLink(const QUrl &link);
     // The panel
     Q_INVOKABLE void hidePanel() { Q_EMIT hideRequested(); }
@@ -100,6 +109,7 @@ Q_SIGNALS:
 
 private:
     void rebuildLyricLines();
+    QCoro::Task<void> playLinkedFavorite(QString id);
 
     HouseSession &m_session;
     KeyValueStore &m_preferences;
@@ -114,6 +124,7 @@ private:
     QPointer<QObject> m_news;
     QPointer<QObject> m_music;
     bool m_canSignIn = false;
+    bool m_signInConfigured = false;
     Autostart m_autostart;
 };
 

@@ -43,6 +43,8 @@ LaunchOptions LaunchOptions::parse(const QStringList &arguments)
     return o;
 }
 
+bool LaunchOptions::isRefresh(const QUrl &link) { return link.scheme() == u"velotte" && link.host() == u"refresh"; }
+
 QString LaunchOptions::favoriteOf(const QUrl &link)
 {
     if (link.scheme() != u"velotte" || link.host() != u"favorite")

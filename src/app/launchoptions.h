@@ -19,6 +19,8 @@ struct LaunchOptions {
     static LaunchOptions parse(const QStringList &arguments);
     // The favorite id of a "velotte://favorite/ID" link; empty for anything else.
     static QString favoriteOf(const QUrl &link);
+    // "velotte://refresh": read the household and its favorites again.
+    static bool isRefresh(const QUrl &link);
 };
 
 } // namespace velotte

@@ -1,5 +1,6 @@
 // login, logout and account: the Sonos account sign-in from a terminal.
 #include "context.h"
+#include "format.h"
 #include "terminallogin.h"
 #include "wiring.h"
 
@@ -26,7 +27,7 @@ QCoro::Task<int> login(Context &c, QStringList args)
     }
     SonosAuth *auth = c.wiring().auth();
     if (!auth) {
-        c.err() << notConfigured << Qt::endl;
+        c.err() << notConfigured << Qt::endl << signInHelp() << Qt::endl;
         co_return failed;
     }
     TerminalLoginPresenter terminal(c.out(), browser);
@@ -60,7 +61,7 @@ QCoro::Task<int> account(Context &c, QStringList args)
         co_return c.usageError(QStringLiteral("account takes no arguments."));
     SonosAuth *auth = c.wiring().auth();
     if (!auth) {
-        c.err() << notConfigured << Qt::endl;
+        c.err() << notConfigured << Qt::endl << signInHelp() << Qt::endl;
         co_return failed;
     }
     if (!co_await auth->restore()) {

@@ -1,8 +1,9 @@
 #include "context.h"
+#include "format.h"
 
-#include "core/shutdown.h"
-
+#include "cloud/sonoserror.h"
 #include "core/failure.h"
+#include "core/shutdown.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -60,6 +61,8 @@ QCoro::Task<int> run(const Command &command, GlobalOptions options, QStringList 
         co_return failed;
     } catch (const std::exception &e) {
         context.err() << sentenceOf(e) << Qt::endl;
+        if (const auto *error = dynamic_cast<const SonosError *>(&e); error && error->kind() == SonosError::Kind::missingCredentials)
+            context.err() << signInHelp() << Qt::endl;
         co_return failed;
     }
 }

@@ -6,6 +6,11 @@
 
 namespace velotte::cli {
 
+QString signInHelp()
+{
+    return QStringLiteral("Put your Sonos integration’s SonosSecrets.plist in ~/.config/velotte/ (see “Sign in” in the README).");
+}
+
 QString clockText(qint64 millis)
 {
     const qint64 seconds = std::max<qint64>(0, millis) / 1000;

@@ -33,6 +33,25 @@ void SessionSound::setBassNote(const std::optional<QString> &note)
     Q_EMIT bassChanged();
 }
 
+void SessionSound::followActiveGroup()
+{
+    if (!m_bassGroupID || m_bassGroupID == m_session.activeGroupID())
+        return;
+    m_bassRequestID.draw();
+    m_bassEditID.draw();
+    if (m_bassTask) {
+        m_bassTask->cancel();
+        m_bassTask.reset();
+    }
+    m_bassHost.reset();
+    m_bassGroupID.reset();
+    m_findingBass = false;
+    m_bassNote.reset();
+    Q_EMIT bassChanged();
+    if (m_session.pollingEnabled()) // the panel shows: look at once
+        auto lookup = refreshBassControl();
+}
+
 QCoro::Task<std::optional<QString>> SessionSound::findBassHost(QString groupID)
 {
     if (m_session.guest())

@@ -18,7 +18,10 @@ namespace {
 int rounded(double value) { return int(std::round(value)); } // half away from zero
 } // namespace
 
-SessionSound::SessionSound(HouseSession &session) : QObject(&session), m_session(session) {}
+SessionSound::SessionSound(HouseSession &session) : QObject(&session), m_session(session)
+{
+    QObject::connect(&session, &HouseSession::activeGroupIDChanged, this, &SessionSound::followActiveGroup);
+}
 
 void SessionSound::setVolume(double volume)
 {

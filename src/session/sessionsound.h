@@ -95,6 +95,8 @@ private:
     QCoro::Task<std::optional<QString>> findBassHost(QString groupID);
     void setBassValue(double bass);
     void setBassNote(const std::optional<QString> &note);
+    // Another active group: the bass speaker found for the last one is not its.
+    void followActiveGroup();
 
     HouseSession &m_session;
     double m_volume = 0;

@@ -5,6 +5,8 @@
 
 #include "app/controllerapp.h"
 #include "app/controllerbridge.h"
+#include "app/widgetsnapshot.h"
+#include "cloud/sonoserror.h"
 #include "cloud/secretstore.h"
 #include "cloud/storedtoken.h"
 #include "session/housesession.h"
@@ -70,6 +72,7 @@ struct CloudPanel : ::testing::Test {
         if (app) {
             app->shell().hideController();
             (void)QTest::qWaitFor([this] { return !app->session().playback()->sendingPlaybackCommand(); }, 5000);
+            test::await(app->session().settle());
             QTest::qWait(300);
             app.reset();
         }
@@ -115,6 +118,39 @@ TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
     ASSERT_TRUE(QTest::qWaitFor([this] { return apptest::shownTexts(panel()).contains(u"Level 4"_qs); }, 15000))
         << apptest::shownTexts(panel()).join(u" | "_qs).toStdString() << session().sound()->bassNoteText().toStdString();
     EXPECT_TRUE(session().sound()->canAdjustBass());
+}
+
+TEST_F(CloudPanel, TheSignedInHouseholdsFavoritesReachThePanelTheWidgetAndItsLinks)
+{
+    cloud.addFault({"GET", QRegularExpression(u"favorites$"_qs), 500, {}}); // the first read fails
+    launch();
+    app->bridge().setScreen(u"music"_qs);
+    const QString failure = u"Could not load your Sonos favorites. "_qs + SonosError::http(500).sentence();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(failure); }, 15000))
+        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    EXPECT_TRUE(session().noteText().isEmpty()); // the library's own note, not the status line
+
+    // "Refresh" reads them again: the note goes, the lists come.
+    app->bridge().refreshLibrary();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(u"Dinner Jazz"_qs); }, 15000))
+        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    const QStringList shown = apptest::shownTexts(panel());
+    EXPECT_FALSE(shown.contains(failure));
+    EXPECT_FALSE(shown.contains(u"No favorites yet."_qs));
+    EXPECT_TRUE(shown.contains(cloud.favorites.front().value(u"name"_qs).toString()));
+
+    // The widget's picks are the household's favorites, and its link plays one in the selected room.
+    QStringList picks, favorites;
+    for (const auto &p : ControllerWidgetSnapshot::of(session()).picks)
+        picks << p.name;
+    for (const auto &f : cloud.favorites)
+        favorites << f.value(u"name"_qs).toString();
+    EXPECT_EQ(picks, favorites);
+    const QJsonObject favorite = cloud.favorites.back();
+    app->bridge().openLink(QUrl(u"velotte://favorite/"_qs + favorite.value(u"id"_qs).toString()));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return cloud.group(session().activeGroupIDText()) && cloud.group(session().activeGroupIDText())->queue == QStringList{favorite.value(u"name"_qs).toString()}; }, 10000))
+        << session().noteText().toStdString() << app->bridge().message().toStdString();
+    EXPECT_TRUE(app->bridge().message().isEmpty());
 }
 
 } // namespace

@@ -99,6 +99,10 @@ TEST_F(CliCloud, SignInThenControlTheHousehold)
     EXPECT_EQ(cloud.catalogue.back().name, QStringLiteral("Morning Coffee"));
     EXPECT_EQ(ctl({QStringLiteral("group"), QStringLiteral("Living Room"), QStringLiteral("Bedroom")}).exit, 0);
     EXPECT_EQ(cloud.groups.front().players, (QStringList{cloud.players[0].id, cloud.players[2].id}));
+    // The room that leads the group leaves it: the bedroom plays on alone.
+    const auto ungrouped = ctl({QStringLiteral("ungroup"), QStringLiteral("Living Room")});
+    EXPECT_EQ(ungrouped.exit, 0) << ungrouped.err.toStdString();
+    EXPECT_EQ(cloud.groups.front().players, QStringList{cloud.players[2].id});
 
     // Failures give the session's sentences.
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("playback/pause$")), 403, {}});
@@ -192,7 +196,8 @@ TEST_F(CliCloud, UsageAndHelp)
     // A build without credentials says so.
     const auto unconfigured = runCli({QStringLiteral("login"), QStringLiteral("--no-browser")}, home);
     EXPECT_EQ(unconfigured.exit, 1);
-    EXPECT_EQ(unconfigured.err.trimmed(), QStringLiteral("Sonos sign-in is not configured in this build."));
+    EXPECT_EQ(unconfigured.err.trimmed().split(u'\n').first(), QStringLiteral("Sonos sign-in is not configured in this build."));
+    EXPECT_TRUE(unconfigured.err.contains(QStringLiteral("Put your Sonos integration’s SonosSecrets.plist in ~/.config/velotte/ (see “Sign in” in the README).")));
 }
 
 TEST_F(CliCloud, NoKeyringIsExplained)

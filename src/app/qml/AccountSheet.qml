@@ -44,6 +44,16 @@ Rectangle {
                 Accessible.name: "Start at login"
             }
         }
+        // Where the sign-in button would be, in a build without credentials.
+        Text {
+            objectName: "signInUnavailable"
+            width: parent.width
+            visible: !controller.signInConfigured && !session.demo
+            text: "Sonos sign-in is not configured in this build.\nPut a SonosSecrets.plist with your Sonos integration’s client id and secret in ~/.config/velotte/ (see “Sign in” in the README)."
+            color: Theme.faint
+            font.pixelSize: 11
+            wrapMode: Text.WordWrap
+        }
         Flow {
             width: parent.width
             spacing: 8

@@ -177,11 +177,35 @@ Item {
                 spacing: 2
                 Text {
                     x: Theme.gap
-                    visible: list.count === 0
+                    visible: list.count === 0 && !(session.library.refreshingLibrary && controller.favorites.length === 0)
                     text: controller.favorites.length === 0 ? "No favorites yet." : "No favorite matches."
                     color: Theme.dim
                     font.pixelSize: 13
                     topPadding: 4
+                }
+                // The library's own state: loading, why it could not load, and a way to read it again.
+                Row {
+                    x: Theme.gap
+                    width: list.width - 2 * Theme.gap
+                    spacing: 8
+                    topPadding: 4
+                    visible: session.library.refreshingLibrary || session.library.libraryNote !== "" || (!session.demo && !session.guest && session.phase === 1)
+                    Text {
+                        objectName: "libraryState"
+                        width: parent.width - refreshLibrary.width - parent.spacing
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: session.library.refreshingLibrary ? "Loading your favorites…" : session.library.libraryNote
+                        color: session.library.libraryNote !== "" && !session.library.refreshingLibrary ? Theme.danger : Theme.faint
+                        font.pixelSize: 12
+                        wrapMode: Text.WordWrap
+                    }
+                    Pill {
+                        id: refreshLibrary
+                        objectName: "refreshLibrary"
+                        text: "Refresh"
+                        enabled: !session.library.refreshingLibrary
+                        onClicked: controller.refreshLibrary()
+                    }
                 }
                 SectionTitle { x: Theme.gap; text: "Playlists"; visible: controller.playlists.length > 0 }
                 Repeater {

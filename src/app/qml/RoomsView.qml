@@ -40,7 +40,20 @@ Flickable {
         x: Theme.gap
         spacing: 8
 
-        SectionTitle { text: "Rooms" }
+        Item {
+            width: parent.width
+            height: refreshRooms.height
+            SectionTitle { anchors.verticalCenter: parent.verticalCenter; text: "Rooms" }
+            // Rooms regrouped from another controller show up here.
+            Pill {
+                id: refreshRooms
+                objectName: "refreshRooms"
+                anchors.right: parent.right
+                visible: !session.demo
+                text: "Refresh"
+                onClicked: controller.refreshRooms()
+            }
+        }
         Repeater {
             model: controller.groups
             delegate: Rectangle {

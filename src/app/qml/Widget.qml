@@ -59,6 +59,20 @@ Rectangle {
             elide: Text.ElideRight
         }
         Item { width: 1; height: 6 }
+        Text {
+            // No favorites in the snapshot: the controller may not have read them yet.
+            visible: feed.available && feed.picks.length === 0
+            text: "Refresh favorites"
+            color: refreshArea.containsMouse ? "#f4f4f7" : "#a3a6b4"
+            font.pixelSize: 11
+            font.underline: true
+            MouseArea {
+                id: refreshArea
+                anchors.fill: parent
+                hoverEnabled: true
+                onClicked: feed.refreshController()
+            }
+        }
         Flow {
             width: parent.width
             spacing: 6

@@ -59,9 +59,12 @@ QUrl WidgetFeed::linkFor(const QString &id)
     return link;
 }
 
-void WidgetFeed::openPick(const QString &id)
+void WidgetFeed::openPick(const QString &id) { open(linkFor(id)); }
+
+void WidgetFeed::refreshController() { open(QUrl(QStringLiteral("velotte://refresh"))); }
+
+void WidgetFeed::open(const QUrl &link)
 {
-    const QUrl link = linkFor(id);
     // The desktop hands the link to the registered controller; without an
     // installed desktop file, start the controller beside this program.
     if (QDesktopServices::openUrl(link))

@@ -31,6 +31,8 @@ public:
     void reload();
     // Opens "velotte://favorite/ID" in the controller.
     Q_INVOKABLE void openPick(const QString &id);
+    // Asks the controller to read the household and its favorites again.
+    Q_INVOKABLE void refreshController();
     static QUrl linkFor(const QString &id);
 
 Q_SIGNALS:
@@ -38,6 +40,7 @@ Q_SIGNALS:
 
 private:
     void watch();
+    void open(const QUrl &link);
 
     QString m_file;
     QFileSystemWatcher m_watcher;
