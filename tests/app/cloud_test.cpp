@@ -122,9 +122,14 @@ TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
 
 TEST_F(CloudPanel, TheSignedInHouseholdsFavoritesReachThePanelTheWidgetAndItsLinks)
 {
-    cloud.addFault({"GET", QRegularExpression(u"favorites$"_qs), 500, {}}); // the first read fails
+    // The first read is slow, then fails.
+    fake::CloudFault slow{"GET", QRegularExpression(u"favorites$"_qs), 500, {}};
+    slow.delayMs = 1500;
+    cloud.addFault(slow);
     launch();
     app->bridge().setScreen(u"music"_qs);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(u"Loading your favorites…"_qs); }, 15000))
+        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
     const QString failure = u"Could not load your Sonos favorites. "_qs + SonosError::http(500).sentence();
     ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(failure); }, 15000))
         << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
