@@ -81,6 +81,9 @@ TEST_F(CliLocal, TransportCommandsChangeTheSpeaker)
     EXPECT_EQ(living().track, 1);
     EXPECT_EQ(ctl({QStringLiteral("previous")}).exit, 0);
     EXPECT_EQ(living().track, 0);
+    living().queue[0].duration = 2 * 3600 * 1000; // an hour-long position: hours, and minutes that wrap
+    EXPECT_EQ(ctl({QStringLiteral("seek"), QStringLiteral("1:02:05")}).exit, 0);
+    EXPECT_TRUE(ctl({QStringLiteral("status")}).out.contains(QStringLiteral("1:02:05 / 2:00:00")));
     EXPECT_EQ(ctl({QStringLiteral("shuffle"), QStringLiteral("on")}).exit, 0);
     EXPECT_EQ(living().playMode, QStringLiteral("SHUFFLE_NOREPEAT"));
     EXPECT_EQ(ctl({QStringLiteral("--room"), QStringLiteral("kitchen"), QStringLiteral("play")}).exit, 0);
@@ -95,6 +98,8 @@ TEST_F(CliLocal, SoundCommands)
     EXPECT_EQ(living().volume, 40);
     EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("150")}).exit, 0);
     EXPECT_EQ(living().volume, 100);
+    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("-15")}).exit, 0);
+    EXPECT_EQ(living().volume, 85);
     EXPECT_EQ(ctl({QStringLiteral("mute"), QStringLiteral("on")}).exit, 0);
     EXPECT_TRUE(living().muted);
     EXPECT_EQ(ctl({QStringLiteral("bass"), QStringLiteral("4")}).exit, 0);

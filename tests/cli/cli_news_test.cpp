@@ -104,6 +104,8 @@ TEST_F(CliNews, CreateListEditPauseAndDelete)
     EXPECT_EQ(alarm->recurrence, u"ON_06"_s);
     EXPECT_EQ(alarm->volume, 40);
     EXPECT_TRUE(alarm->programURI.endsWith(u"?language=japanese&category=latest"_s));
+    EXPECT_EQ(ctl({u"news"_s, u"edit"_s, id, u"weekdays"_s}).exit, 0);
+    EXPECT_EQ(speakers.alarms.find(id)->recurrence, u"ON_12345"_s);
 
     const auto paused = ctl({u"news"_s, u"disable"_s, id});
     EXPECT_EQ(paused.exit, 0) << paused.err.toStdString();

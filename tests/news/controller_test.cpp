@@ -240,6 +240,20 @@ TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
     EXPECT_FALSE(await(std::move(saving)));
     EXPECT_FALSE(news.message());
     EXPECT_FALSE(news.busy());
+
+    // An edit whose check of the list is outlived never updates the old household's alarm.
+    NewsSchedule edited = schedule(rig.living(), 7, 30);
+    edited.id = u"6"_s;
+    const QString seeded = alarm(u"6"_s)->startTime;
+    rig.actions.clear();
+    auto editing = news.save(edited, rig.port);
+    drain();
+    rig.port.household = u"H4"_s;
+    for (int i = 0; i < 6 && news.busy(); ++i)
+        rig.clock.advance(1s);
+    EXPECT_FALSE(await(std::move(editing)));
+    EXPECT_EQ(rig.actions, QStringList{u"ListAlarms"_s});
+    EXPECT_EQ(alarm(u"6"_s)->startTime, seeded);
 }
 
 TEST_F(Controller, PlayNowInAStandaloneRoom)

@@ -217,6 +217,10 @@ TEST_F(Fixture, IdentityAndCache)
     EXPECT_EQ(requestsTo(lrclib), 2);
     EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable); // the hit is 45 s off
     EXPECT_EQ(notes.cachedCount(), 1);
+    // So is the same title by another artist.
+    load(u"Salt & Pepper"_s, u"The Cruets"_s, other, 246000);
+    EXPECT_EQ(requestsTo(lrclib), 3);
+    EXPECT_EQ(notes.lyricArtists(), QStringList{u"The Cruets"_s});
 
     EXPECT_EQ(TrackNotes::lyricsKey(u"夜車 (主題曲)"_s, {u"林曉風"_s, u"The Condiments"_s}, 276000), u"夜车\n林晓风\nthecondiments\n276000"_s);
 
