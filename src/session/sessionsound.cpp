@@ -80,7 +80,7 @@ QCoro::Task<void> SessionSound::readGroupVolume(QString groupID, StillCurrent cu
         co_return;
     try {
         const VolumeState state = co_await api->groupVolume(groupID);
-        if (!current)
+        if (!current) // a newer playback read overtook this one
             co_return;
         if (state.volume)
             showGroupVolume(*state.volume);
