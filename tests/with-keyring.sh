@@ -3,7 +3,7 @@
 # (the desktop's Secret Service) in a private home.
 set -u
 for tool in dbus-run-session gnome-keyring-daemon; do
-  command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
+  command -v "$tool" >/dev/null || { echo "FAIL: $tool is not installed (scripts/install.sh installs it)"; exit 1; }
 done
 home=$(mktemp -d)
 trap 'rm -rf "$home"' EXIT

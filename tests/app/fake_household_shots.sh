@@ -3,7 +3,7 @@
 # loopback): every screen is drawn from live answers and saved.
 set -u
 fake="$1"; shots="$2"; out="$3"
-command -v xvfb-run >/dev/null || { echo "skipped: xvfb-run missing"; exit 77; }
+command -v xvfb-run >/dev/null || { echo "FAIL: xvfb-run missing (scripts/install.sh installs it)"; exit 1; }
 log=$(mktemp); conf=$(mktemp)
 trap 'kill $pid 2>/dev/null; rm -f "$log" "$conf"' EXIT
 "$fake" --speakers-base 127.0.0.81 --speakers-count 4 > "$log" 2>&1 &

@@ -3,7 +3,7 @@
 set -u
 host="$1"
 shift
-command -v playerctl >/dev/null && command -v dbus-run-session >/dev/null || { echo "skipped: playerctl or dbus-run-session missing"; exit 77; }
+command -v playerctl >/dev/null && command -v dbus-run-session >/dev/null || { echo "FAIL: playerctl or dbus-run-session missing (scripts/install.sh installs them)"; exit 1; }
 exec dbus-run-session -- bash -c '
   host="$1"
   shift
@@ -20,6 +20,15 @@ exec dbus-run-session -- bash -c '
   playerctl -p velotte play-pause
   sleep 0.3
   [ "$(playerctl -p velotte status)" = "Paused" ] || fail "play-pause did not pause"
+  playerctl -p velotte pause
+  sleep 0.3
+  [ "$(playerctl -p velotte status)" = "Paused" ] || fail "pause started a paused room"
+  # A relative seek is in microseconds: ten seconds on.
+  before=$(playerctl -p velotte position)
+  playerctl -p velotte position 10+
+  sleep 0.3
+  after=$(playerctl -p velotte position)
+  awk -v a="$before" -v b="$after" "BEGIN { exit !(b - a > 9.5 && b - a < 10.5) }" || fail "position 10+ went from $before to $after"
   playerctl -p velotte next
   sleep 0.3
   [ "$(playerctl -p velotte metadata xesam:title)" = "Clair de lune" ] || fail "next did not skip"

@@ -9,6 +9,7 @@
 
 using namespace velotte;
 using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
 
 namespace {
 struct Widget : ::testing::Test {
@@ -65,6 +66,29 @@ TEST_F(Widget, ChangeOfNothingButTimeWritesNothing)
     writer->sessionChanged();
     clock.advance(1s);
     EXPECT_EQ(writer->writes(), 1);
+    // New favorites alone are a change.
+    session->library()->setFavorites({});
+    clock.advance(400ms);
+    EXPECT_EQ(writer->writes(), 2);
+    EXPECT_TRUE(read().picks.isEmpty());
+}
+
+TEST(WidgetSnapshotContent, EveryFieldButTheTimeCounts)
+{
+    const ControllerWidgetSnapshot base{u"Kitchen"_s, u"Clair de lune"_s, u"Debussy"_s, true, QDateTime(), {{u"1"_s, u"Jazz"_s}}};
+    const std::vector<std::function<void(ControllerWidgetSnapshot &)>> changes{
+        [](auto &s) { s.room = u"Den"_s; },        [](auto &s) { s.title = u"Rêverie"_s; },
+        [](auto &s) { s.artist = u"Ravel"_s; },    [](auto &s) { s.playing = false; },
+        [](auto &s) { s.picks[0].name = u"Blues"_s; }, [](auto &s) { s.picks.clear(); },
+    };
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        ControllerWidgetSnapshot changed = base;
+        changes[i](changed);
+        EXPECT_FALSE(base.sameContent(changed)) << "change " << i;
+    }
+    ControllerWidgetSnapshot later = base;
+    later.updated = QDateTime::currentDateTimeUtc();
+    EXPECT_TRUE(base.sameContent(later));
 }
 
 TEST_F(Widget, EmptySessionSaysOpenYourControllerWithEmptyPicks)

@@ -53,8 +53,8 @@ TEST(X11Panel, OpensWhereTheIconWasClicked)
     app.start();
     QSystemTrayIcon *tray = app.shell().tray();
     ASSERT_NE(tray, nullptr);
-    if (tray->geometry().isValid())
-        GTEST_SKIP() << "this X server has a tray that tells where the icon is";
+    // The test's own X server has no tray: the icon's place is unknown.
+    ASSERT_FALSE(tray->geometry().isValid()) << "a tray on the test's X server tells where the icon is";
 
     // An icon low on the screen, as in a bottom panel: the panel opens above it.
     QCursor::setPos(700, 880);

@@ -59,13 +59,44 @@ TEST_F(Commands, ASecondClickDuringACommandChangesNothing)
 TEST_F(Commands, AReadThatStartedBeforeAToggleIsDropped)
 {
     transport.hold = true;
-    auto read = session->playback()->refreshPlayback(); // cloud still says playing
+    auto read = session->playback()->refreshPlayback(); // the cloud still says playing
+    session->playback()->toggle();                       // and the pause waits on its way
     transport.hold = false;
-    session->playback()->toggle();
-    test::drain();
-    transport.release(); // the old read's reply arrives last
+    // The old read's reply arrives while the pause is still out.
+    transport.releaseWhere([](const fake::Request &r) { return r.method == "GET"; });
     test::drain();
     EXPECT_FALSE(session->playback()->isPlaying());
+    transport.release();
+    test::drain();
+    EXPECT_FALSE(session->playback()->isPlaying());
+}
+
+TEST_F(Commands, AnOlderReadThatAnswersLastChangesNothing)
+{
+    struct Case {
+        const char *held; // the reply of the older read that arrives last
+        std::function<void()> change;
+        std::function<QString()> shown;
+        std::function<QCoro::Task<void>()> read;
+    };
+    auto playback = [this] { return session->playback()->refreshPlayback(); };
+    const Case cases[] = {
+        {"/groups", [this] { cloud.players[0].name = QStringLiteral("Den"); }, [this] { return session->players().first().name; },
+         [this] { return session->refresh(); }},
+        {"/playbackMetadata", [this] { ++cloud.groups.front().track; }, [this] { return session->playback()->title(); }, playback},
+        {"/groupVolume", [this] { cloud.groups.front().volume = 41; }, [this] { return QString::number(session->sound()->volume()); }, playback},
+    };
+    for (const Case &c : cases) {
+        transport.holdIf = [&c](const fake::Request &r) { return r.target.endsWith(c.held); };
+        auto older = c.read();
+        transport.holdIf = nullptr;
+        c.change();
+        test::await(c.read());
+        const QString newer = c.shown();
+        transport.release();
+        test::drain();
+        EXPECT_EQ(c.shown(), newer) << c.held;
+    }
 }
 
 TEST_F(Commands, PreviousRestartsAfterThreeSeconds)

@@ -9,7 +9,10 @@
 namespace velotte::test {
 
 // Hands requests straight to a fake's handler: the whole cloud without a
-// socket, for tests on the virtual clock. A gate can hold replies back.
+// socket, for tests on the virtual clock. Replies can be held back (all, or
+// those a predicate picks) and released in any order, to test what happens
+// when an older reply arrives after a newer one. The answer is made when the
+// request arrives: a held reply tells the state of that moment.
 class DirectTransport final : public HttpTransport {
 public:
     using Handler = std::function<fake::Response(const fake::Request &)>;
@@ -26,9 +29,9 @@ public:
         r.body = request.body;
         ++sent;
         const fake::Response answer = m_handler(r);
-        if (hold) {
+        if (hold || (holdIf && holdIf(r))) {
             Wakeup gate;
-            held.push_back(gate);
+            held.push_back({r, gate});
             co_await gate;
         }
         cancel.throwIfCancelled();
@@ -37,17 +40,32 @@ public:
         co_return HttpResponse{answer.status, answer.body, answer.headers};
     }
 
-    void release()
+    // Lets every held reply go.
+    void release() { releaseWhere([](const fake::Request &) { return true; }); }
+    // Lets the held replies go whose requests `pick` chooses; the rest stay.
+    void releaseWhere(const std::function<bool(const fake::Request &)> &pick)
     {
-        auto gates = std::move(held);
-        held.clear();
-        for (auto &g : gates)
-            g.fire();
+        std::vector<Held> go;
+        for (auto it = held.begin(); it != held.end();) {
+            if (pick(it->request)) {
+                go.push_back(*it);
+                it = held.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        for (auto &h : go)
+            h.gate.fire();
     }
 
+    struct Held {
+        fake::Request request;
+        Wakeup gate;
+    };
     int sent = 0;
     bool hold = false;
-    std::vector<Wakeup> held;
+    std::function<bool(const fake::Request &)> holdIf;
+    std::vector<Held> held;
 
 private:
     Handler m_handler;

@@ -34,8 +34,9 @@ TEST_F(Sound, RoomSliderIsDebouncedAndClamped)
         session->sound()->setPlayerVolume(kitchen(), 30 + i);
         clock.advance(15ms);
     }
+    clock.advance(384ms); // 0.4 s after the last move, less a millisecond
     EXPECT_TRUE(posts(QStringLiteral("playerVolume")).isEmpty());
-    clock.advance(400ms);
+    clock.advance(1ms);
     EXPECT_EQ(posts(QStringLiteral("playerVolume")), QStringList{QStringLiteral("{\"volume\":49}")});
 
     session->sound()->setPlayerVolume(kitchen(), 104);
@@ -95,6 +96,16 @@ TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
     }
     EXPECT_EQ(posts(QStringLiteral("groupVolume")).size(), 1);
 
+    // A group whose volume is fixed (a TV input at line level) is never sent one.
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("groupVolume$")), 200, R"({"volume":50,"muted":false,"fixed":true})"});
+    test::await(session->playback()->refreshPlayback());
+    ASSERT_TRUE(session->sound()->volumeFixed());
+    session->sound()->setVolume(20);
+    session->sound()->commitGroupVolume();
+    test::drain();
+    EXPECT_EQ(posts(QStringLiteral("groupVolume")).size(), 1);
+    test::await(session->playback()->refreshPlayback());
+
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("groupVolume$")), 500, {}});
     session->sound()->commitGroupVolume();
     test::drain();
@@ -145,7 +156,9 @@ TEST_F(Sound, BassIsFoundLocallyEvenInTheCloudAndDebounced)
     session->sound()->setBass(0.9);
     session->sound()->setBass(0.0);
     EXPECT_EQ(session->sound()->bass(), 0.0);
-    clock.advance(300ms);
+    clock.advance(249ms);
+    EXPECT_TRUE(local.commands.isEmpty());
+    clock.advance(1ms);
     EXPECT_EQ(local.commands, QStringList{QStringLiteral("Bass -10@127.0.0.11")});
 
     local.reachable = false;
