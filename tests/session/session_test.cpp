@@ -117,50 +117,35 @@ TEST_F(SessionTest, RefreshFailureKeepsTheRoomsAndSaysSo)
     EXPECT_TRUE(session->noteText().isEmpty());
 }
 
-TEST_F(SessionTest, CloudLoopReadsEveryFifteenthTick)
+TEST_F(SessionTest, TheLoopReadsOnItsTicksOnlyWhileThePanelShows)
 {
-    test::await(session->bootstrap());
-    const int before = cloudReads();
-    session->setPollingEnabled(true);
-    test::drain();
-    EXPECT_EQ(cloudReads(), before + 1); // showing reads at once
-    ticks(14);
-    EXPECT_EQ(cloudReads(), before + 1);
-    ticks(1);
-    EXPECT_EQ(cloudReads(), before + 2); // tick 15
-    ticks(30);
-    EXPECT_EQ(cloudReads(), before + 4); // ticks 30 and 45
-}
+    // Cloud: every 15th tick (7.5 s); local: every 3rd (1.5 s).
+    for (const bool cloudOperation : {true, false}) {
+        signIn.stored = cloudOperation;
+        make();
+        test::await(session->bootstrap());
+        auto reads = [&] { return cloudOperation ? cloudReads() : local.reads; };
+        const int period = cloudOperation ? 15 : 3;
+        const int before = reads();
+        session->setPollingEnabled(true);
+        test::drain();
+        EXPECT_EQ(reads(), before + 1); // showing reads at once
+        ticks(period - 1);
+        EXPECT_EQ(reads(), before + 1);
+        ticks(1);
+        EXPECT_EQ(reads(), before + 2);
+        ticks(7200 - period); // the rest of an hour
+        EXPECT_EQ(reads(), before + 1 + 7200 / period);
+        EXPECT_EQ(clock.sleepers(), 1);
 
-TEST_F(SessionTest, LocalLoopReadsEveryThirdTick)
-{
-    signIn.stored = false;
-    test::await(session->bootstrap());
-    session->setPollingEnabled(true);
-    test::drain();
-    const int start = local.reads;
-    ticks(2);
-    EXPECT_EQ(local.reads, start);
-    ticks(1);
-    EXPECT_EQ(local.reads, start + 1);
-    ticks(6);
-    EXPECT_EQ(local.reads, start + 3);
-    EXPECT_EQ(session->playback()->title(), QStringLiteral("Salt & Pepper"));
-}
-
-TEST_F(SessionTest, HiddenPanelReadsNothing)
-{
-    test::await(session->bootstrap());
-    const int before = cloudReads();
-    session->setPollingEnabled(true);
-    session->setPollingEnabled(false);
-    test::drain();
-    const int shown = cloudReads();
-    EXPECT_EQ(shown, before + 1);
-    ticks(100);
-    EXPECT_EQ(cloudReads(), shown);
-    EXPECT_FALSE(session->clockRunning());
-    EXPECT_EQ(clock.sleepers(), 0);
+        session->setPollingEnabled(false); // hidden: nothing at all
+        test::drain();
+        const int hidden = reads();
+        ticks(100);
+        EXPECT_EQ(reads(), hidden);
+        EXPECT_FALSE(session->clockRunning());
+        EXPECT_EQ(clock.sleepers(), 0);
+    }
 }
 
 TEST_F(SessionTest, PositionAdvancesBetweenReadsAndStopsAtTheEnd)
@@ -268,15 +253,4 @@ TEST_F(SessionTest, DemoAdvancesByTheTickAndSkipsAtTheEnd)
     session->leavePreview();
     EXPECT_FALSE(session->demo());
     EXPECT_EQ(session->phase(), Phase::signedOut);
-}
-
-TEST_F(SessionTest, AnHourOfPollingMakesExactlyThePromisedReads)
-{
-    test::await(session->bootstrap());
-    session->setPollingEnabled(true);
-    test::drain();
-    const int before = cloudReads();
-    ticks(7200); // one hour of 0.5 s ticks
-    EXPECT_EQ(cloudReads(), before + 480);
-    EXPECT_EQ(clock.sleepers(), 1);
 }
