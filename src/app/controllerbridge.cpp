@@ -48,6 +48,11 @@ void ControllerBridge::setScreen(const QString &screen)
         return;
     m_screen = screen;
     Q_EMIT screenChanged();
+    // Opening Browse on a library that is missing or failed asks for it again.
+    const SessionLibrary *library = m_session.library();
+    if (screen == u"music" && m_session.hasSonosConnection() && !library->refreshingLibrary()
+        && (library->favorites().isEmpty() || library->libraryNote()))
+        refreshLibrary();
 }
 
 void ControllerBridge::setStartAtLogin(bool on)
