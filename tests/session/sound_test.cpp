@@ -153,6 +153,8 @@ TEST_F(Sound, BassIsFoundLocallyEvenInTheCloudAndDebounced)
     EXPECT_EQ(session->sound()->bass(), 0.5);
     session->sound()->setBass(0.52);
     EXPECT_EQ(session->sound()->bass(), 0.5);
+    session->sound()->setBass(1.5);
+    EXPECT_EQ(session->sound()->bass(), 1.0); // level +10 at most
     session->sound()->setBass(0.9);
     session->sound()->setBass(0.0);
     EXPECT_EQ(session->sound()->bass(), 0.0);
