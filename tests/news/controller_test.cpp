@@ -243,8 +243,8 @@ TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
 
     // An edit whose check of the list is outlived never updates the old household's alarm.
     NewsSchedule edited = schedule(rig.living(), 7, 30);
-    edited.id = u"6"_s;
-    const QString seeded = alarm(u"6"_s)->startTime;
+    edited.id = u"106"_s;
+    const QString seeded = alarm(u"106"_s)->startTime;
     rig.actions.clear();
     auto editing = news.save(edited, rig.port);
     drain();
@@ -253,7 +253,7 @@ TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
         rig.clock.advance(1s);
     EXPECT_FALSE(await(std::move(editing)));
     EXPECT_EQ(rig.actions, QStringList{u"ListAlarms"_s});
-    EXPECT_EQ(alarm(u"6"_s)->startTime, seeded);
+    EXPECT_EQ(alarm(u"106"_s)->startTime, seeded);
 }
 
 TEST_F(Controller, PlayNowInAStandaloneRoom)
