@@ -1,11 +1,15 @@
 #include "core/networktransport.h"
 #include "local/applemusicdirect.h"
+#include "local/eventsubscriptions.h"
 #include "local/guesthouse.h"
+#include "local/speakerqueue.h"
+#include "services/fakecaptures.h"
 #include "services/fakespeakers.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QNetworkAccessManager>
+#include <QTcpSocket>
 
 #include <benchmark/benchmark.h>
 
@@ -24,15 +28,18 @@ T run(QCoro::Task<T> task)
     return *out;
 }
 
-// One speaker with 20 ms of latency on every answer.
-struct SlowSpeaker {
-    fake::FakeSpeakers speakers{QStringLiteral("127.0.45.11"), 1};
+// One speaker with `latency` ms on every answer.
+struct OneSpeaker {
+    fake::FakeSpeakers speakers;
     QNetworkAccessManager manager;
     NetworkTransport transport{&manager};
     GuestHouse house{transport};
     QString host = speakers.speakers[0].host;
     bool started = speakers.start();
-    SlowSpeaker() { speakers.speakers[0].latencyMs = 20; }
+    OneSpeaker(const QString &address, int latency) : speakers(address, 1) { speakers.speakers[0].latencyMs = latency; }
+};
+struct SlowSpeaker : OneSpeaker {
+    SlowSpeaker() : OneSpeaker(QStringLiteral("127.0.45.11"), 20) {}
 };
 
 // The baseline: a single request.
@@ -163,6 +170,120 @@ void Parse32SpeakerTopology(benchmark::State &state)
         benchmark::DoNotOptimize(GuestHouse::rooms(reply));
 }
 BENCHMARK(Parse32SpeakerTopology)->Unit(benchmark::kMicrosecond);
+
+// Runs the loop until `done`; false after ten seconds without.
+bool spin(const std::function<bool()> &done)
+{
+    QElapsedTimer t;
+    t.start();
+    while (!done() && t.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+    return done();
+}
+
+// The program's own time for one event: from the last byte of a speaker's
+// NOTIFY (the captured transport event, the largest kind) on a connected
+// socket to its record delivered.
+void NotifyToRecord(benchmark::State &state)
+{
+    EventListener listener(0);
+    const QUrl callback = listener.callback(QStringLiteral("127.0.45.21"));
+    listener.accept(QStringLiteral("uuid:bench"), QStringLiteral("127.0.45.21"), EventService::transport);
+    int received = 0;
+    QObject::connect(&listener, &EventListener::received, [&received](const SpeakerEvent &) { ++received; });
+    const QByteArray body = fake::captures::text(QStringLiteral("event-avtransport.xml")).toUtf8();
+    quint32 seq = 0;
+    for (auto _ : state) {
+        QTcpSocket socket;
+        socket.bind(QHostAddress(QStringLiteral("127.0.45.21")));
+        socket.connectToHost(QHostAddress(callback.host()), quint16(callback.port()));
+        if (!spin([&] { return socket.state() == QAbstractSocket::ConnectedState; })) {
+            state.SkipWithError("no connection");
+            return;
+        }
+        const QByteArray request = "NOTIFY /events HTTP/1.1\r\nNT: upnp:event\r\nNTS: upnp:propchange\r\nSID: uuid:bench\r\nSEQ: "
+            + QByteArray::number(seq++) + "\r\nCONTENT-LENGTH: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+        const int before = received;
+        QElapsedTimer t;
+        t.start();
+        socket.write(request);
+        socket.flush();
+        if (!spin([&] { return received > before; })) {
+            state.SkipWithError("no record");
+            return;
+        }
+        state.SetIterationTime(double(t.nsecsElapsed()) / 1e9);
+    }
+    state.counters["bytes"] = double(body.size());
+}
+BENCHMARK(NotifyToRecord)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(200);
+
+// From a change on the fake speaker to its record delivered: the speaker's
+// own work (its state as a property set, a connection to this computer)
+// and the program's.
+void SpeakerChangeToRecord(benchmark::State &state)
+{
+    OneSpeaker s(QStringLiteral("127.0.45.31"), 0);
+    if (!s.started) {
+        state.SkipWithError("cannot bind port 1400 (needs root)");
+        return;
+    }
+    fake::FakeSpeakers &speakers = s.speakers;
+    EventSubscriptions events(s.transport, Clock::system(), 0);
+    int volume = -1;
+    QObject::connect(&events, &EventSubscriptions::changed, [&volume](const SpeakerEvent &e) { volume = e.volume.value_or(volume); });
+    events.follow({{s.host, EventService::rendering}, {s.host, EventService::transport}});
+    if (!spin([&] { return events.holding(); })) {
+        state.SkipWithError("no subscription");
+        return;
+    }
+    int next = 0;
+    for (auto _ : state) {
+        next = (next + 1) % 100;
+        speakers.speakers[0].volume = next;
+        QElapsedTimer t;
+        t.start();
+        speakers.publish();
+        if (!spin([&] { return volume == next; })) {
+            state.SkipWithError("no record");
+            return;
+        }
+        state.SetIterationTime(double(t.nsecsElapsed()) / 1e9);
+    }
+}
+BENCHMARK(SpeakerChangeToRecord)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(200);
+
+// A queue of 1,000 tracks with 10 ms on every answer: the first page, then
+// the other nine together.
+void Queue1000With10msLatency(benchmark::State &state)
+{
+    OneSpeaker s(QStringLiteral("127.0.45.41"), 10);
+    if (!s.started) {
+        state.SkipWithError("cannot bind port 1400 (needs root)");
+        return;
+    }
+    s.speakers.speakers[0].queue = fake::FakeSpeakers::generatedQueue(1000);
+    SpeakerQueue queue(s.transport);
+    for (auto _ : state) {
+        if (run(queue.read(s.host)).items.size() != 1000)
+            state.SkipWithError("short queue");
+    }
+}
+BENCHMARK(Queue1000With10msLatency)->Unit(benchmark::kMillisecond)->Iterations(20)->UseRealTime();
+
+// What reading one page of 100 tracks costs the program.
+void QueuePageOf100(benchmark::State &state)
+{
+    QString items;
+    const auto tracks = fake::FakeSpeakers::generatedQueue(100);
+    for (int i = 0; i < tracks.size(); ++i)
+        items += fake::FakeSpeakers::didlItem(tracks[i], QStringLiteral("Q:0/%1").arg(i + 1), QStringLiteral("Q:0"));
+    const QString reply = QStringLiteral("<Result>") + Soap::escape(fake::FakeSpeakers::didlDocument(items))
+        + QStringLiteral("</Result><NumberReturned>100</NumberReturned><TotalMatches>1000</TotalMatches><UpdateID>3</UpdateID>");
+    for (auto _ : state)
+        benchmark::DoNotOptimize(SpeakerQueue::page(reply, QStringLiteral("10.0.0.2")));
+}
+BENCHMARK(QueuePageOf100)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

@@ -1,8 +1,9 @@
-// SOAP replies: the tag extractor, integer values, fault codes and the
-// queue's revision.
+// SOAP replies: the tag extractor, integer values, fault codes, the
+// queue's revision and a page of the queue.
 #include "fuzz/target.h"
 #include "local/applemusicdirect.h"
 #include "local/soap.h"
+#include "local/speakerqueue.h"
 
 VELOTTE_FUZZ_TARGET(soapreply)
 {
@@ -19,5 +20,9 @@ VELOTTE_FUZZ_TARGET(soapreply)
     try {
         AppleMusicDirect::revision(reply);
     } catch (const AppleMusicDirect::Failure &) {
+    }
+    try {
+        SpeakerQueue::page(reply, QStringLiteral("10.0.0.2"));
+    } catch (const DecodeError &) {
     }
 }

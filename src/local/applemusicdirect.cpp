@@ -1,6 +1,6 @@
 #include "applemusicdirect.h"
 
-#include "speakerfault.h"
+#include "speakeraction.h"
 
 #include <algorithm>
 
@@ -72,7 +72,7 @@ QString AppleMusicDirect::Failure::sentence() const
 {
     switch (m_kind) {
     case Kind::rejected:
-        if (m_code == QLatin1String("1028"))
+        if (m_code == QString::number(SpeakerFault::queueChanged))
             return QStringLiteral("The Sonos queue changed while songs were being added. Queued music will keep playing; try the selection again to replace it.");
         return QStringLiteral("Sonos couldn’t load this Apple Music item (%1). Check that Apple Music is connected in the Sonos app and the item is available in your account.").arg(m_code);
     case Kind::unsupported:
@@ -97,22 +97,18 @@ AppleMusicDirect::AppleMusicDirect(HttpTransport &transport, Send send) : m_tran
 QCoro::Task<QString> AppleMusicDirect::request(HttpTransport &transport, QString host, QString action, Soap::Fields fields, CancelToken cancel)
 {
     const auto timeout = action == QLatin1String("AddMultipleURIsToQueue") ? 60s : 10s;
-    HttpResponse response;
+    std::optional<SpeakerFault> fault;
     try {
-        response = co_await Soap::postShort(transport, host, Soap::transportPath, Soap::avTransport, action, fields, timeout, cancel);
-    } catch (const Cancelled &) {
-        throw;
-    } catch (const std::exception &) {
-        throw Failure::network();
+        co_return co_await speakerAction(transport, host, Soap::transportPath, Soap::avTransport, action, fields, timeout, cancel);
+    } catch (const SpeakerFault &f) {
+        fault = f;
     }
-    if (const auto fault = SpeakerFault::of(response)) {
-        if (fault->kind() == SpeakerFault::Kind::localControlOff)
-            throw *fault;
-        throw Failure::rejected(fault->code() ? QString::number(*fault->code()) : QString::number(response.status));
+    switch (fault->kind()) {
+    case SpeakerFault::Kind::localControlOff: throw *fault;
+    case SpeakerFault::Kind::noAnswer: throw Failure::network();
+    case SpeakerFault::Kind::refused: break;
     }
-    if (response.status != 200)
-        throw Failure::rejected(QString::number(response.status));
-    co_return QString::fromUtf8(response.body);
+    throw Failure::rejected(fault->code() ? QString::number(*fault->code()) : QString::number(fault->status()));
 }
 
 AppleMusicDirect::Resource AppleMusicDirect::resource(const AppleMusicIdentity &item, int account)

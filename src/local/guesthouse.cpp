@@ -188,25 +188,26 @@ QCoro::Task<bool> GuestHouse::join(QString coordinator, QString host)
 
 QCoro::Task<bool> GuestHouse::separate(QString host) { co_return co_await transport(u"BecomeCoordinatorOfStandaloneGroup"_s, host); }
 
-namespace {
-// Texts inside the metadata carry their own entities, "&apos;" among them.
-QString text(QString s)
+QString GuestHouse::didlText(QString s)
 {
     s.replace(u"&apos;"_s, u"'"_s);
     return Soap::unescape(s);
 }
-} // namespace
 
 QPair<QString, QString> GuestHouse::track(const QString &escapedMetadata)
 {
     if (escapedMetadata == u"NOT_IMPLEMENTED"_s)
         return {};
-    const QString didl = Soap::unescape(escapedMetadata);
+    return trackIn(Soap::unescape(escapedMetadata));
+}
+
+QPair<QString, QString> GuestHouse::trackIn(const QString &didl)
+{
     const auto title = Soap::tag(u"dc:title"_s, didl);
     const auto artist = Soap::tag(u"dc:creator"_s, didl);
     // A radio stream names itself by its address and the song as
     // "Artist - Title" in its stream content.
-    const QString stream = text(Soap::tag(u"r:streamContent"_s, didl).value_or(QString()));
+    const QString stream = didlText(Soap::tag(u"r:streamContent"_s, didl).value_or(QString()));
     if (!artist && !stream.isEmpty()) {
         const qsizetype dash = stream.indexOf(u" - "_s);
         if (dash < 0)
@@ -214,8 +215,8 @@ QPair<QString, QString> GuestHouse::track(const QString &escapedMetadata)
         return {stream.mid(dash + 3).trimmed(), stream.left(dash).trimmed()};
     }
     // Speakers escape the text inside once more than the document around it.
-    return {text(title ? *title : Soap::tag(u"title"_s, didl).value_or(QString())),
-            text(artist ? *artist : Soap::tag(u"creator"_s, didl).value_or(QString()))};
+    return {didlText(title ? *title : Soap::tag(u"title"_s, didl).value_or(QString())),
+            didlText(artist ? *artist : Soap::tag(u"creator"_s, didl).value_or(QString()))};
 }
 
 QCoro::Task<std::optional<GuestHouse::Now>> GuestHouse::nowPlaying(QString host)

@@ -107,6 +107,8 @@ public:
     QCoro::Task<Snapshot> discover(QHash<QString, QString> hosts);
 
     static QList<Room> rooms(const QString &reply);
+    // Rooms of the zone group state itself, its entities decoded.
+    static QList<Room> roomsOfState(const QString &state);
     static QList<Member> members(const QString &body);
     static Snapshot snapshot(const QList<Room> &rooms, const QHash<QString, QString> &hosts, const QHash<QString, QString> &names);
     static std::optional<GroupAttributes> groupAttributes(const QString &reply);
@@ -121,6 +123,10 @@ public:
                              const QHash<QString, QString> &leaders);
     // Title and artist of a track's escaped DIDL metadata.
     static QPair<QString, QString> track(const QString &escapedMetadata);
+    // The same of the DIDL document itself.
+    static QPair<QString, QString> trackIn(const QString &didl);
+    // A text inside DIDL metadata: it carries its own entities, "&apos;" among them.
+    static QString didlText(QString text);
     static std::optional<Identity> identityOf(const QString &description);
 
 private:

@@ -1,5 +1,6 @@
 #include "soap.h"
 
+#include <QHash>
 #include <QRegularExpression>
 
 namespace velotte::Soap {
@@ -59,10 +60,15 @@ QString setURIEnvelope(const QString &uri, const QString &title)
 
 std::optional<QString> tag(const QString &name, const QString &text)
 {
-    const QString escaped = QRegularExpression::escape(name);
-    const QRegularExpression pattern(QLatin1Char('<') + escaped + QStringLiteral("[^>]*>(.*?)</") + escaped + QLatin1Char('>'),
-                                     QRegularExpression::DotMatchesEverythingOption);
-    const auto match = pattern.match(text);
+    // A pattern per element name, built once: replies are read many times over.
+    thread_local QHash<QString, QRegularExpression> patterns;
+    auto it = patterns.constFind(name);
+    if (it == patterns.constEnd()) {
+        const QString escaped = QRegularExpression::escape(name);
+        it = patterns.insert(name, QRegularExpression(QLatin1Char('<') + escaped + QStringLiteral("[^>]*>(.*?)</") + escaped + QLatin1Char('>'),
+                                                      QRegularExpression::DotMatchesEverythingOption));
+    }
+    const auto match = it->match(text);
     if (!match.hasMatch())
         return std::nullopt;
     const QString value = match.captured(1).trimmed();

@@ -14,6 +14,8 @@ SpeakerFault::SpeakerFault(Kind kind, int status, std::optional<int> code)
 
 SpeakerFault SpeakerFault::noAnswer() { return SpeakerFault(Kind::noAnswer, 0, std::nullopt); }
 
+SpeakerFault SpeakerFault::refused(int status, std::optional<int> code) { return SpeakerFault(Kind::refused, status, code); }
+
 std::optional<SpeakerFault> SpeakerFault::of(int status, const QString &body)
 {
     if (status == 403)
@@ -26,7 +28,7 @@ std::optional<SpeakerFault> SpeakerFault::of(int status, const QString &body)
     }
     if (status >= 200 && status <= 299 && !code)
         return std::nullopt;
-    return SpeakerFault(Kind::refused, status, code);
+    return refused(status, code);
 }
 
 std::optional<SpeakerFault> SpeakerFault::of(const HttpResponse &response) { return of(response.status, QString::fromUtf8(response.body)); }
@@ -46,6 +48,7 @@ QString SpeakerFault::sentence() const
     case playModeNotSupported: return u"What is playing now cannot shuffle or repeat (712)."_s;
     case illegalMimeType: return u"Sonos cannot play this kind of item (714)."_s;
     case notCoordinator: return u"Another speaker leads this room’s group, and it could not be reached (800)."_s;
+    case queueChanged: return u"The queue changed on the speaker in the meantime (1028). Look at it again and try once more."_s;
     default: break;
     }
     return u"The speaker refused the request (%1)."_s.arg(codeText());

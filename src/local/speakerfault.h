@@ -20,8 +20,11 @@ public:
     static constexpr int playModeNotSupported = 712;
     static constexpr int illegalMimeType = 714;
     static constexpr int notCoordinator = 800;
+    // The queue's update id named in the request is no longer the queue's.
+    static constexpr int queueChanged = 1028;
 
     static SpeakerFault noAnswer();
+    static SpeakerFault refused(int status, std::optional<int> code = std::nullopt);
     // None for a 2xx reply without an errorCode.
     static std::optional<SpeakerFault> of(int status, const QString &body);
     static std::optional<SpeakerFault> of(const HttpResponse &response);

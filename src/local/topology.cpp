@@ -135,7 +135,11 @@ QList<GuestHouse::Member> GuestHouse::members(const QString &body)
 
 QList<GuestHouse::Room> GuestHouse::rooms(const QString &reply)
 {
-    const QString state = Soap::unescape(Soap::tag(u"ZoneGroupState"_s, reply).value_or(QString()));
+    return roomsOfState(Soap::unescape(Soap::tag(u"ZoneGroupState"_s, reply).value_or(QString())));
+}
+
+QList<GuestHouse::Room> GuestHouse::roomsOfState(const QString &state)
+{
     static const QRegularExpression group(u"<ZoneGroup\\b([^>]*)>(.*?)</ZoneGroup>"_s, QRegularExpression::DotMatchesEverythingOption);
     static const QRegularExpression coordinatorUpper(u"\\bCoordinator=\"([^\"]*)\""_s);
     static const QRegularExpression coordinatorLower(u"\\bcoordinator=\"([^\"]*)\""_s);

@@ -1,6 +1,8 @@
 #include "liveports.h"
 
 #include "local/applemusicdirect.h"
+#include "local/eventsubscriptions.h"
+#include "local/sleeptimer.h"
 
 namespace velotte {
 
@@ -39,6 +41,16 @@ std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
         return direct->play(std::move(items), std::move(host), std::move(coordinator), action, std::move(progress), std::move(cancel),
                             std::move(household));
     };
+    p->events = std::make_shared<EventSubscriptions>(house.http(), Clock::system());
+    auto queue = std::make_shared<SpeakerQueue>(house.http());
+    p->queue = [queue](QString host) { return queue->read(std::move(host)); };
+    p->jumpInQueue = [queue](QString host, int track, qint64 id) { return queue->jump(std::move(host), track, id); };
+    p->removeFromQueue = [queue](QString host, int track, qint64 id) { return queue->remove(std::move(host), track, id); };
+    p->moveInQueue = [queue](QString host, int from, int to, qint64 id) { return queue->move(std::move(host), from, to, id); };
+    p->clearQueue = [queue](QString host) { return queue->clear(std::move(host)); };
+    HttpTransport *http = &house.http();
+    p->setSleepTimer = [http](QString host, std::optional<qint64> millis) { return SleepTimer::set(*http, std::move(host), millis); };
+    p->sleepTimer = [http](QString host) { return SleepTimer::remaining(*http, std::move(host)); };
     return p;
 }
 

@@ -2,6 +2,7 @@
 
 #include "local/applemusicidentity.h"
 #include "local/guesthouse.h"
+#include "local/speakerqueue.h"
 
 #include "core/cancel.h"
 
@@ -12,6 +13,8 @@
 #include <optional>
 
 namespace velotte {
+
+class EventSubscriptions;
 
 // What a room plays and the household as local discovery sees it: the
 // records of the local speaker layer.
@@ -46,6 +49,18 @@ struct LocalPorts {
     std::function<QCoro::Task<void>(QList<AppleMusicIdentity> items, QString host, QString coordinator, AppleMusicAction action,
                                     std::function<void(int)> progress, CancelToken cancel, QString household)>
         queueAppleMusic;
+    // Live updates from the speakers; none without a local network.
+    std::shared_ptr<EventSubscriptions> events;
+    // A coordinator's queue, and edits made with the update id it was read
+    // with. These throw SpeakerFault: 1028 when the queue changed meanwhile.
+    std::function<QCoro::Task<SpeakerQueue::Contents>(QString host)> queue;
+    std::function<QCoro::Task<void>(QString host, int track, qint64 updateID)> jumpInQueue;
+    std::function<QCoro::Task<void>(QString host, int track, qint64 updateID)> removeFromQueue;
+    std::function<QCoro::Task<void>(QString host, int from, int to, qint64 updateID)> moveInQueue;
+    std::function<QCoro::Task<void>(QString host)> clearQueue;
+    // A coordinator's sleep timer: none cancels it, and is read when none runs. Throw SpeakerFault.
+    std::function<QCoro::Task<void>(QString host, std::optional<qint64> millis)> setSleepTimer;
+    std::function<QCoro::Task<std::optional<qint64>>(QString host)> sleepTimer;
 };
 
 } // namespace velotte

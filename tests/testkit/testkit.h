@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include <exception>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -78,6 +79,20 @@ inline void drain(int rounds = 5)
 {
     for (int i = 0; i < rounds; ++i)
         QCoreApplication::processEvents();
+}
+
+// Runs the event loop until `done` holds; false when it still does not
+// after limitMs of real time (a guard against hanging, not a measure).
+inline bool until(const std::function<bool()> &done, int limitMs = 10000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > limitMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    }
+    return true;
 }
 
 // A transport that records every request and answers from a script.

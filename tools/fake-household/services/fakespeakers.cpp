@@ -6,6 +6,7 @@
 
 #include <QHostAddress>
 #include <QRegularExpression>
+#include <QTimer>
 
 namespace velotte::fake {
 
@@ -13,8 +14,6 @@ using namespace Qt::Literals::StringLiterals;
 using namespace speakersoap;
 
 namespace {
-
-const QString contentService = u"urn:schemas-upnp-org:service:ContentDirectory:1"_s;
 
 // A queue entry from a captured GetPositionInfo reply, its metadata as sent.
 FakeSpeakers::Track capturedTrack(const QString &capture)
@@ -48,7 +47,8 @@ QList<FakeSpeakers::Favorite> seededFavorites()
 
 FakeSpeakers::FakeSpeakers(const QString &base, int count, QObject *parent) : FakeSpeakers(Options{base, count}, parent) {}
 
-FakeSpeakers::FakeSpeakers(const Options &options, QObject *parent) : QObject(parent)
+FakeSpeakers::FakeSpeakers(const Options &options, QObject *parent)
+    : QObject(parent), m_events(new FakeEvents([this](const QString &host, const QString &path) { return eventBody(host, path); }, this))
 {
     m_clock.start();
     topologyLimit = options.topologyLimit;
@@ -198,9 +198,14 @@ bool FakeSpeakers::inject(const QString &fault, QString *why)
         s->serverError = true;
         if (kind.size() == 2)
             s->serverErrorCode = kind[1].toInt(&ok);
-    } else if (kind[0] == u"upnp"_s && kind.size() == 3)
+    } else if (kind[0] == u"upnp"_s && kind.size() == 3) {
         s->upnpErrors.insert(kind[1], kind[2].toInt(&ok));
-    else
+    } else if (kind[0] == u"events"_s && kind.size() == 2 && QStringList{u"refused"_s, u"silent"_s, u"gap"_s}.contains(kind[1])) {
+        FakeEvents::Faults &f = m_events->faults[s->host];
+        f.refused = f.refused || kind[1] == u"refused"_s;
+        f.silent = f.silent || kind[1] == u"silent"_s;
+        f.gap = f.gap || kind[1] == u"gap"_s;
+    } else
         return refuse(u"unknown fault \"%1\""_s.arg(fault));
     return ok ? true : refuse(u"not a number in \"%1\""_s.arg(fault));
 }
@@ -257,10 +262,21 @@ Response FakeSpeakers::handle(Speaker &speaker, const Request &request)
         r.noAnswer = true;
         return r;
     }
+    settle();
+    // Subscribers hear of whatever this request changes, once it is answered.
+    if (!m_publishing) {
+        m_publishing = true;
+        QTimer::singleShot(0, this, [this] {
+            m_publishing = false;
+            publish();
+        });
+    }
     const QString path = request.path();
     if (speaker.forbidden) {
         // Local control switched off: everything is refused, the description too.
         r = Response::text("<html><body><h1>403 Forbidden</h1></body></html>", "text/html", 403);
+    } else if (request.method == "SUBSCRIBE" || request.method == "UNSUBSCRIBE") {
+        r = m_events->handle(speaker.host, request);
     } else if (request.method == "GET" && path == u"/xml/device_description.xml"_s) {
         r = Response::text(captures::description(speaker.model, speaker.id, speaker.host, speaker.room).toUtf8(), "text/xml");
     } else if (!services.contains(path)) {
@@ -353,34 +369,6 @@ Response FakeSpeakers::rendering(Speaker &speaker, const QString &action, const 
     return envelope(action, renderingService, {});
 }
 
-Response FakeSpeakers::browse(Speaker &speaker, const QString &body)
-{
-    // The DIDL items of the household's favorites or of the coordinator's
-    // queue, escaped into the reply as speakers do.
-    const QString object = argument(body, u"ObjectID"_s);
-    QString items;
-    int count = 0;
-    auto item = [&](const QString &id, const QString &parent, const QString &title, const QString &upnpClass, const QString &uri) {
-        items += u"<item id=\"%1\" parentID=\"%2\" restricted=\"true\"><dc:title>%3</dc:title><upnp:class>%4</upnp:class><res protocolInfo=\"sonos.com-http:*:audio/mp4:*\">%5</res></item>"_s
-                     .arg(id, parent, escape(title), upnpClass, escape(uri));
-        ++count;
-    };
-    if (object == u"FV:2"_s) {
-        for (const Favorite &f : std::as_const(favorites))
-            item(u"FV:2/%1"_s.arg(count + 1), u"FV:2"_s, f.title, f.upnpClass, f.uri);
-    } else if (object == u"Q:0"_s) {
-        for (const Track &t : std::as_const(coordinatorOf(speaker).queue))
-            item(u"Q:0/%1"_s.arg(count + 1), u"Q:0"_s, t.title, u"object.item.audioItem.musicTrack"_s, t.uri);
-    } else {
-        return fault(701); // no such object
-    }
-    const QString didl = u"<DIDL-Lite xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
-                         "xmlns:r=\"urn:schemas-rinconnetworks-com:metadata-1-0/\" xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\">"_s
-        + items + u"</DIDL-Lite>"_s;
-    return envelope(u"Browse"_s, contentService,
-                    u"<Result>%1</Result><NumberReturned>%2</NumberReturned><TotalMatches>%2</TotalMatches><UpdateID>1</UpdateID>"_s.arg(escape(didl)).arg(count));
-}
-
 namespace {
 const Registration registration({
     "speakers",
@@ -396,8 +384,13 @@ const Registration registration({
                                             u"news.velotte.app"_s));
         parser.addOption(QCommandLineOption(u"speakers-fault"_s,
                                             u"A fault, repeatable: HOST=latency:MS, HOST=silent, HOST=forbidden, HOST=error[:CODE], "
-                                            "HOST=upnp:ACTION:CODE, alarm-conflict[:CODE]."_s,
+                                            "HOST=upnp:ACTION:CODE, HOST=events:refused (SUBSCRIBE answered 503), HOST=events:silent "
+                                            "(subscriptions taken, no events sent), HOST=events:gap (the next event skips a SEQ), alarm-conflict[:CODE]."_s,
                                             u"fault"_s));
+        parser.addOption(QCommandLineOption(u"speakers-queue"_s, u"Tracks in every speaker's queue, made up (default: three)."_s, u"n"_s));
+        parser.addOption(QCommandLineOption(u"speakers-subscription-seconds"_s,
+                                            u"Longest subscription the speakers grant; one not renewed in time lapses (default 1800)."_s,
+                                            u"seconds"_s, u"1800"_s));
     },
     [](const QCommandLineParser &parser, QObject *parent) -> QStringList {
         FakeSpeakers::Options options;
@@ -413,6 +406,12 @@ const Registration registration({
         if (QHostAddress(options.base).protocol() != QAbstractSocket::IPv4Protocol)
             return {u"error: --speakers-base must be an IPv4 address"_s};
         auto *speakers = new FakeSpeakers(options, parent);
+        if (parser.isSet(u"speakers-queue"_s)) {
+            const QList<FakeSpeakers::Track> queue = FakeSpeakers::generatedQueue(std::clamp(parser.value(u"speakers-queue"_s).toInt(), 0, 40000));
+            for (auto &s : speakers->speakers)
+                s.queue = queue;
+        }
+        speakers->events().grantedSeconds = std::max(1, parser.value(u"speakers-subscription-seconds"_s).toInt());
         for (const QString &fault : parser.values(u"speakers-fault"_s)) {
             QString why;
             if (!speakers->inject(fault, &why))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fakealarms.h"
+#include "fakeevents.h"
 #include "kit/fakehttpserver.h"
 
 #include <QElapsedTimer>
@@ -55,6 +56,9 @@ public:
         int track = 0;
         QList<Track> queue;
         int updateID = 1;
+        // The sleep timer: when it runs out (on the playback clock), -1 for none.
+        qint64 sleepUntil = -1;
+        int sleepGeneration = 0;
         QString playMode = QStringLiteral("NORMAL");
         QString streamURI;
         // The actions list to send instead of what real speakers send for
@@ -93,8 +97,9 @@ public:
     QStringList visibleHosts() const;
 
     // "HOST=latency:MS", "HOST=silent", "HOST=forbidden", "HOST=error[:CODE]",
-    // "HOST=upnp:ACTION:CODE", "alarm-conflict[:CODE]"; false with a reason
-    // for anything else.
+    // "HOST=upnp:ACTION:CODE", "HOST=events:refused", "HOST=events:silent",
+    // "HOST=events:gap", "alarm-conflict[:CODE]"; false with a reason for
+    // anything else.
     bool inject(const QString &fault, QString *why = nullptr);
 
     std::vector<Speaker> speakers;
@@ -113,6 +118,17 @@ public:
     // What real speakers list for what this one plays now.
     QString transportActions(Speaker &speaker);
 
+    // Subscriptions to the speakers' events.
+    FakeEvents &events() { return *m_events; }
+    // Sends subscribers what changed, as after a change made by another
+    // controller; requests to the speakers do it by themselves.
+    void publish();
+    // `count` made-up tracks, for a long queue.
+    static QList<Track> generatedQueue(int count);
+    // A track as a DIDL-Lite item, its texts escaped once as speakers send them.
+    static QString didlItem(const Track &t, const QString &id, const QString &parent);
+    static QString didlDocument(const QString &items);
+
 private:
     Response handle(Speaker &speaker, const Request &request);
     Response soap(Speaker &speaker, const QString &service, const QString &action, const QString &body);
@@ -125,9 +141,18 @@ private:
     Response positionInfo(Speaker &coordinator);
     qint64 positionOf(const Speaker &s) const;
     void setState(Speaker &s, const QString &state);
+    // Sleep timers that ran out pause their group.
+    void settle();
+    // The property set a speaker sends for the service at an event path.
+    QString eventBody(const QString &host, const QString &path);
+    QString transportEvent(Speaker &speaker);
+    QString renderingEvent(const Speaker &speaker) const;
+    QString topologyEvent(Speaker &speaker);
 
     QElapsedTimer m_clock;
     std::vector<std::unique_ptr<HttpServer>> m_servers;
+    FakeEvents *m_events;
+    bool m_publishing = false;
 };
 
 } // namespace velotte::fake

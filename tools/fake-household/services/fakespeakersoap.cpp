@@ -41,6 +41,13 @@ QString argument(const QString &body, const QString &name) { return unescape(fin
 
 bool hasArgument(const QString &body, const QString &name) { return find(body, name).hasMatch(); }
 
+std::optional<int> number(const QString &body, const QString &name)
+{
+    bool ok = false;
+    const int value = argument(body, name).toInt(&ok);
+    return ok ? std::optional<int>(value) : std::nullopt;
+}
+
 QString clock(qint64 ms)
 {
     const qint64 s = std::max<qint64>(0, ms) / 1000;

@@ -1,10 +1,11 @@
-// AVTransport of the fake speakers: playback, the queue and grouping.
+// AVTransport of the fake speakers: playback, grouping and the sleep timer.
 #include "fakespeakers.h"
 
 #include "fakecaptures.h"
 #include "fakespeakersoap.h"
 
 #include <QRegularExpression>
+#include <QTimer>
 #include <QUrl>
 
 namespace velotte::fake {
@@ -14,29 +15,11 @@ using namespace speakersoap;
 
 namespace {
 
-// Error codes real speakers use for these cases.
-constexpr int invalidAction = 401;
-constexpr int invalidArgs = 402;
-constexpr int transitionNotAvailable = 701;
-constexpr int illegalSeekTarget = 711;
-constexpr int seekModeNotSupported = 710;
-constexpr int playModeNotSupported = 712;
-constexpr int illegalMimeType = 714;
-constexpr int notCoordinator = 800;
-constexpr int queueChanged = 1028;
-
 QString didl(const FakeSpeakers::Track &t)
 {
     // The metadata document is escaped once inside the reply, and the texts
     // inside it once more, as real speakers do.
-    const QString inner = u"<DIDL-Lite xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
-                          "xmlns:r=\"urn:schemas-rinconnetworks-com:metadata-1-0/\" xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\">"
-                          "<item id=\"-1\" parentID=\"-1\" restricted=\"true\"><res protocolInfo=\"sonos.com-http:*:audio/mp4:*\" duration=\""_s
-        + clock(t.duration) + u"\">"_s + escape(t.uri) + u"</res><r:streamContent></r:streamContent><upnp:albumArtURI>/getaa?s=1&amp;u="_s
-        + QString::fromLatin1(QUrl::toPercentEncoding(t.uri)) + u"</upnp:albumArtURI><dc:title>"_s + escape(t.title)
-        + u"</dc:title><upnp:class>object.item.audioItem.musicTrack</upnp:class><dc:creator>"_s + escape(t.artist)
-        + u"</dc:creator><upnp:album>"_s + escape(t.album) + u"</upnp:album></item></DIDL-Lite>"_s;
-    return escape(inner);
+    return escape(FakeSpeakers::didlDocument(FakeSpeakers::didlItem(t, u"-1"_s, u"-1"_s)));
 }
 
 // What a stream address plays: a TV input, or a radio station.
@@ -44,13 +27,6 @@ bool isTelevision(const QString &uri) { return uri.startsWith(u"x-sonos-htastrea
 bool isRadio(const QString &uri)
 {
     return uri.startsWith(u"x-sonosapi-stream:"_s) || uri.startsWith(u"x-rincon-mp3radio:"_s) || uri.startsWith(u"aac:"_s);
-}
-
-std::optional<int> number(const QString &body, const QString &name)
-{
-    bool ok = false;
-    const int value = argument(body, name).toInt(&ok);
-    return ok ? std::optional<int>(value) : std::nullopt;
 }
 
 } // namespace
@@ -62,6 +38,18 @@ qint64 FakeSpeakers::positionOf(const Speaker &s) const
         p += m_clock.elapsed() - s.since;
     const qint64 duration = s.streamURI.isEmpty() && !s.queue.isEmpty() ? s.queue[s.track % s.queue.size()].duration : 0;
     return duration > 0 ? std::min(p, duration) : p;
+}
+
+void FakeSpeakers::settle()
+{
+    for (Speaker &s : speakers) {
+        if (s.sleepUntil < 0 || m_clock.elapsed() < s.sleepUntil)
+            continue;
+        s.sleepUntil = -1;
+        ++s.sleepGeneration;
+        if (s.state == u"PLAYING"_s)
+            setState(s, u"PAUSED_PLAYBACK"_s);
+    }
 }
 
 void FakeSpeakers::setState(Speaker &s, const QString &state)
@@ -157,7 +145,9 @@ Response FakeSpeakers::transport(Speaker &speaker, const QString &action, const 
         return positionInfo(c);
     if (action == u"SetAVTransportURI"_s || action == u"BecomeCoordinatorOfStandaloneGroup"_s || action == u"DelegateGroupCoordinationTo"_s)
         return grouping(speaker, action, body);
-    if (action == u"AddMultipleURIsToQueue"_s || action == u"RemoveTrackRangeFromQueue"_s || action == u"RemoveAllTracksFromQueue"_s) {
+    static const QStringList edits{u"AddMultipleURIsToQueue"_s, u"RemoveTrackRangeFromQueue"_s, u"RemoveAllTracksFromQueue"_s,
+                                   u"RemoveTrackFromQueue"_s, u"ReorderTracksInQueue"_s};
+    if (edits.contains(action)) {
         if (&c != &speaker)
             return fault(notCoordinator);
         return queue(c, action, body);
@@ -200,6 +190,20 @@ Response FakeSpeakers::transport(Speaker &speaker, const QString &action, const 
             return fault(seekModeNotSupported);
         }
         c.since = m_clock.elapsed();
+    } else if (action == u"ConfigureSleepTimer"_s) {
+        const QString duration = argument(body, u"NewSleepTimerDuration"_s);
+        const auto after = parseClock(duration);
+        if (!duration.isEmpty() && !after)
+            return fault(invalidArgs);
+        c.sleepUntil = after ? m_clock.elapsed() + *after : -1;
+        ++c.sleepGeneration;
+        if (after) // the pause reaches subscribers when it happens
+            QTimer::singleShot(std::chrono::milliseconds(*after + 1), this, [this] { publish(); });
+    } else if (action == u"GetRemainingSleepTimerDuration"_s) {
+        const QString left = c.sleepUntil < 0 ? QString() : clock(c.sleepUntil - m_clock.elapsed());
+        return envelope(action, transportService,
+                        u"<RemainingSleepTimerDuration>%1</RemainingSleepTimerDuration><CurrentSleepTimerGeneration>%2</CurrentSleepTimerGeneration>"_s.arg(left).arg(
+                            c.sleepGeneration));
     } else if (action == u"SetPlayMode"_s) {
         const QString mode = argument(body, u"NewPlayMode"_s);
         static const QStringList modes{u"NORMAL"_s, u"REPEAT_ALL"_s, u"REPEAT_ONE"_s, u"SHUFFLE"_s, u"SHUFFLE_NOREPEAT"_s, u"SHUFFLE_REPEAT_ONE"_s};
@@ -277,73 +281,6 @@ Response FakeSpeakers::grouping(Speaker &speaker, const QString &action, const Q
         // The old coordinator stays in the group (no rejoin asked for leaves it there).
     }
     return envelope(action, transportService, {});
-}
-
-Response FakeSpeakers::queue(Speaker &c, const QString &action, const QString &body)
-{
-    const auto updateID = number(body, u"UpdateID"_s);
-    if (action == u"AddMultipleURIsToQueue"_s) {
-        // Update id 0 means "whatever the queue holds now".
-        if (!updateID || (*updateID != 0 && *updateID != c.updateID))
-            return fault(queueChanged);
-        const auto count = number(body, u"NumberOfURIs"_s);
-        const QStringList uris = argument(body, u"EnqueuedURIs"_s).split(u' ', Qt::SkipEmptyParts);
-        if (!count || *count < 1 || uris.size() != *count)
-            return fault(invalidArgs);
-        // An Apple Music song for an account the household does not have
-        // cannot be played.
-        static const QRegularExpression account(u"[?&]sid=204&.*\\bsn=(\\d+)"_s);
-        for (const QString &uri : uris) {
-            const auto m = account.match(uri);
-            if (m.hasMatch() && m.captured(1).toInt() != appleMusicAccount)
-                return fault(illegalMimeType);
-        }
-        // Titles from the metadata when it holds one per item.
-        static const QRegularExpression title(u"<dc:title>(.*?)</dc:title>"_s, QRegularExpression::DotMatchesEverythingOption);
-        QStringList titles;
-        for (auto it = title.globalMatch(argument(body, u"EnqueuedURIsMetaData"_s)); it.hasNext();)
-            titles << unescape(it.next().captured(1));
-        int at = number(body, u"DesiredFirstTrackNumberEnqueued"_s).value_or(0);
-        if (at < 1 || at > c.queue.size() + 1)
-            at = int(c.queue.size()) + 1;
-        const bool current = !c.queue.isEmpty() && at - 1 <= c.track;
-        for (int i = 0; i < *count; ++i) {
-            const QString name = titles.size() == *count ? titles[i] : u"Queued song %1"_s.arg(c.queue.size() + 1);
-            c.queue.insert(at - 1 + i, Track{name, u"Apple Music"_s, {}, 200000, uris[i]});
-        }
-        if (current)
-            c.track += *count; // the playing track keeps playing
-        ++c.updateID;
-        return envelope(u"AddMultipleURIsToQueue"_s, transportService,
-                        u"<FirstTrackNumberEnqueued>%1</FirstTrackNumberEnqueued><NumTracksAdded>%2</NumTracksAdded>"
-                        "<NewQueueLength>%3</NewQueueLength><NewUpdateID>%4</NewUpdateID>"_s.arg(at)
-                            .arg(*count)
-                            .arg(c.queue.size())
-                            .arg(c.updateID));
-    }
-    if (action == u"RemoveAllTracksFromQueue"_s) {
-        c.queue.clear();
-        c.track = 0;
-        setState(c, u"STOPPED"_s);
-        c.position = 0;
-        ++c.updateID;
-        return envelope(action, transportService, {});
-    }
-    if (!updateID || (*updateID != 0 && *updateID != c.updateID))
-        return fault(queueChanged);
-    const auto start = number(body, u"StartingIndex"_s);
-    const auto count = number(body, u"NumberOfTracks"_s);
-    if (!start || !count || *start < 1 || *count < 0 || *start - 1 + *count > c.queue.size())
-        return fault(invalidArgs);
-    const int first = *start - 1;
-    c.queue.remove(first, *count);
-    if (c.track >= first + *count)
-        c.track -= *count;
-    else if (c.track >= first)
-        c.track = std::min(first, int(c.queue.size()) - 1);
-    c.track = std::max(0, c.track);
-    ++c.updateID;
-    return envelope(action, transportService, u"<NewUpdateID>%1</NewUpdateID>"_s.arg(c.updateID));
 }
 
 } // namespace velotte::fake
