@@ -4,8 +4,11 @@
 #include "singleinstance.h"
 
 #include "core/shutdown.h"
+#include "session/housesession.h"
 
 #include <QApplication>
+#include <QEventLoop>
+#include <QTimer>
 #include <QSystemTrayIcon>
 
 #include <cstdio>
@@ -63,6 +66,17 @@ int main(int argc, char **argv)
         QObject::connect(&controller.bridge(), &velotte::ControllerBridge::quitRequested, &app, &QApplication::quit, Qt::QueuedConnection);
         controller.start();
         status = app.exec();
+        // The speakers stop sending updates to a program that is gone; a
+        // speaker that does not answer in time forgets it on its own.
+        QEventLoop unsubscribing;
+        auto stop = [&]() -> QCoro::Task<void> {
+            co_await controller.session().events()->stop();
+            unsubscribing.quit();
+        };
+        auto stopping = stop();
+        QTimer::singleShot(1500, &unsubscribing, &QEventLoop::quit);
+        if (!stopping.isReady())
+            unsubscribing.exec();
     }
     velotte::settleBeforeExit();
     return status;

@@ -38,6 +38,7 @@ HouseSession::Services Wiring::services()
     s.followers.push_back(d->picks.get());
     s.history = d->browse.get();
     s.readsLibrary = false; // the commands that show favorites read them
+    s.followsEvents = false; // a command is over before a subscription pays
     return s;
 }
 

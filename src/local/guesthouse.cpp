@@ -247,6 +247,8 @@ QCoro::Task<std::optional<GuestHouse::Now>> GuestHouse::nowPlaying(QString host)
     now.artist = artist;
     now.positionMillis = Soap::millis(Soap::tag(u"RelTime"_s, *position).value_or(QString()));
     now.durationMillis = Soap::millis(Soap::tag(u"TrackDuration"_s, *position).value_or(QString()));
+    if (const auto track = Soap::integer(Soap::tag(u"Track"_s, *position).value_or(QString())); track && *track > 0)
+        now.track = int(*track);
     const QString transportState = Soap::tag(u"CurrentTransportState"_s, *state).value_or(QString());
     now.playing = transportState == u"PLAYING"_s || transportState == u"TRANSITIONING"_s;
     now.volume = volume;

@@ -52,6 +52,7 @@ public:
         bool canSkip = false;
         bool canSkipBack = false;
         bool canSeek = false;
+        std::optional<int> track; // in the queue, from 1
     };
     struct Identity {
         QString id;
@@ -66,6 +67,9 @@ public:
     };
 
     explicit GuestHouse(HttpTransport &transport = NetworkTransport::shared());
+    ~GuestHouse() { *m_alive = false; }
+    GuestHouse(const GuestHouse &) = delete;
+    GuestHouse &operator=(const GuestHouse &) = delete;
     HttpTransport &http() const { return m_transport; }
     // Why the speaker's last answer was no success; none after a success.
     // Every operation below answers "no value" or false on failure: this is
@@ -146,6 +150,8 @@ private:
     std::shared_ptr<QHash<QString, SpeakerFault>> m_faults = std::make_shared<QHash<QString, SpeakerFault>>();
     // Player id -> host of every speaker met, for finding a coordinator.
     std::shared_ptr<QHash<QString, QString>> m_known = std::make_shared<QHash<QString, QString>>();
+    // Cleared when the house goes: a discovery still out must not call on it.
+    std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };
 
 } // namespace velotte

@@ -140,4 +140,11 @@ QString playMode(bool shuffle, bool repeats)
     return repeats ? QStringLiteral("REPEAT_ALL") : QStringLiteral("NORMAL");
 }
 
+std::pair<bool, bool> playModeFlags(const QString &mode)
+{
+    const bool shuffle = mode.startsWith(u"SHUFFLE");
+    const bool repeats = mode == u"SHUFFLE" || mode.startsWith(u"REPEAT") || mode == u"SHUFFLE_REPEAT_ONE";
+    return {shuffle, repeats};
+}
+
 } // namespace velotte::Soap

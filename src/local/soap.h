@@ -47,6 +47,8 @@ QString clock(qint64 millis);
 qint64 millis(const QString &text);
 // The play-mode word for a shuffle and repeat pair.
 QString playMode(bool shuffle, bool repeats);
+// The shuffle and repeat flags of a play mode; repeating one track counts as repeating.
+std::pair<bool, bool> playModeFlags(const QString &mode);
 
 // POSTs a short-form action with its action quoted, as the queueing and
 // alarm clients send them. Throws TransportError (also for a host that makes

@@ -170,13 +170,14 @@ QList<GuestHouse::Room> GuestHouse::roomsOfState(const QString &state)
 
 QCoro::Task<std::optional<QList<GuestHouse::Room>>> GuestHouse::zoneGroups(QString host)
 {
+    const std::shared_ptr<QHash<QString, QString>> known = m_known; // the house may be gone when the answer comes
     const auto reply = co_await call(host, Soap::topologyPath, Soap::zoneGroupTopology + u"#GetZoneGroupState"_s,
                                      Soap::envelope(u"GetZoneGroupState"_s, Soap::zoneGroupTopology, QString()));
     if (!reply)
         co_return std::nullopt;
     QList<Room> list = rooms(*reply);
     for (const Room &room : std::as_const(list))
-        m_known->insert(room.hosts);
+        known->insert(room.hosts);
     co_return list;
 }
 
@@ -331,6 +332,7 @@ GuestHouse::Snapshot GuestHouse::snapshot(const QList<Room> &rooms, const QHash<
 
 QCoro::Task<GuestHouse::Snapshot> GuestHouse::discover(QHash<QString, QString> found)
 {
+    const std::shared_ptr<bool> alive = m_alive;
     // Identities of every speaker at once.
     QList<QString> hosts = found.values();
     std::sort(hosts.begin(), hosts.end());
@@ -348,12 +350,16 @@ QCoro::Task<GuestHouse::Snapshot> GuestHouse::discover(QHash<QString, QString> f
     }
     // The topology from the first speaker that gives one.
     for (const QString &host : hosts) {
+        if (!*alive)
+            co_return {};
         const auto list = co_await zoneGroups(host);
         if (list && !list->isEmpty())
             co_return snapshot(*list, byID, names);
     }
     // Large households refuse the whole topology: every speaker tells of its
     // own group, and its transport address tells whom it follows.
+    if (!*alive)
+        co_return {};
     QStringList asked = byID.keys();
     std::sort(asked.begin(), asked.end(), [&](const QString &a, const QString &b) { return byID.value(a) < byID.value(b); });
     std::vector<QCoro::Task<std::optional<GroupAttributes>>> asks;
@@ -370,6 +376,8 @@ QCoro::Task<GuestHouse::Snapshot> GuestHouse::discover(QHash<QString, QString> f
         if (const auto uri = co_await transports[size_t(i)])
             leaders.insert(asked[i], followedCoordinator(*uri).value_or(asked[i]));
     }
+    if (!*alive)
+        co_return {};
     std::stable_sort(groups.begin(), groups.end(), [](const GroupAttributes &a, const GroupAttributes &b) { return a.id < b.id; });
     Snapshot result = snapshot(rooms(groups, byID, names, leaders), byID, names);
     if (result.groups.isEmpty())

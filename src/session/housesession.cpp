@@ -1,6 +1,8 @@
 #include "housesession.h"
 
 #include "localports.h"
+
+#include "local/eventsubscriptions.h"
 #include "pending.h"
 
 #include "cloud/sonosclient.h"
@@ -11,8 +13,14 @@ namespace velotte {
 HouseSession::HouseSession(Services services, QObject *parent)
     : QObject(parent), m_services(std::move(services)), m_clock(m_services.clock ? *m_services.clock : Clock::system()),
       m_pending(std::make_shared<PendingSends>()), m_playback(new SessionPlayback(*this)), m_sound(new SessionSound(*this)),
-      m_rooms(new SessionRooms(*this)), m_library(new SessionLibrary(*this)), m_appleMusic(new SessionAppleMusic(*this))
+      m_rooms(new SessionRooms(*this)), m_library(new SessionLibrary(*this)), m_appleMusic(new SessionAppleMusic(*this)),
+      m_events(new SessionEvents(*this, m_services.followsEvents && m_services.local ? m_services.local->events.get() : nullptr))
 {
+    m_followLater.setSingleShot(true);
+    m_followLater.setInterval(0);
+    QObject::connect(&m_followLater, &QTimer::timeout, m_events, &SessionEvents::follow);
+    for (auto change : {&HouseSession::groupsChanged, &HouseSession::activeGroupIDChanged, &HouseSession::modeChanged, &HouseSession::phaseChanged})
+        QObject::connect(this, change, &m_followLater, qOverload<>(&QTimer::start));
     if (m_services.api && m_services.local == nullptr)
         qCDebug(lcSession) << "session without local network access";
     if (m_services.api) {
@@ -88,23 +96,26 @@ std::optional<QString> HouseSession::guestHost(const QString &groupID) const
     return std::nullopt;
 }
 
+std::optional<QString> HouseSession::knownHost(const QString &playerID) const
+{
+    if (m_guest) {
+        const QString host = m_guestHosts.value(playerID);
+        return host.isEmpty() ? std::nullopt : std::optional<QString>(host);
+    }
+    for (const SonosPlayer &p : m_players) {
+        if (p.id == playerID)
+            return p.localHost();
+    }
+    return std::nullopt;
+}
+
 QCoro::Task<std::optional<QString>> HouseSession::playerHost(QString playerID)
 {
     if (playerID.isEmpty())
         co_return std::nullopt;
-    if (m_guest) {
-        const QString host = m_guestHosts.value(playerID);
-        if (host.isEmpty())
-            co_return std::nullopt;
+    if (const auto host = knownHost(playerID))
         co_return host;
-    }
-    for (const SonosPlayer &p : m_players) {
-        if (p.id == playerID) {
-            if (auto host = p.localHost())
-                co_return host;
-        }
-    }
-    if (!m_services.local || !m_services.local->hostForPlayer)
+    if (m_guest || !m_services.local || !m_services.local->hostForPlayer)
         co_return std::nullopt;
     co_return co_await m_services.local->hostForPlayer(playerID);
 }
@@ -153,6 +164,16 @@ void HouseSession::setActiveGroupID(const std::optional<QString> &id)
     m_activeGroupID = id;
     m_playback->clearNowPlaying(); // another room: nothing of the last one may show
     Q_EMIT activeGroupIDChanged();
+}
+
+void HouseSession::setGroupPlaying(const QString &groupID, bool playing)
+{
+    QList<SonosGroup> groups = m_groups;
+    for (SonosGroup &g : groups) {
+        if (g.id == groupID)
+            g.playbackState = playing ? QStringLiteral("PLAYBACK_STATE_PLAYING") : QStringLiteral("PLAYBACK_STATE_PAUSED");
+    }
+    setGroups(groups);
 }
 
 void HouseSession::followActiveGroup(const QString &id)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sessionapplemusic.h"
+#include "sessionevents.h"
 #include "sessionlibrary.h"
 #include "sessionplayback.h"
 #include "sessionports.h"
@@ -17,6 +18,7 @@
 
 #include <QHash>
 #include <QObject>
+#include <QTimer>
 
 #include <memory>
 #include <optional>
@@ -68,6 +70,7 @@ public:
         AppleMusicSonosBridge *appleMusicLinks = nullptr; // Sonos favorites that play Apple Music items
         AppleMusicCatalog *catalog = nullptr;            // finds an artist's songs
         bool readsLibrary = true; // favorites and playlists once the household is read
+        bool followsEvents = true; // the speakers' own updates, where they reach this computer
     };
 
     explicit HouseSession(Services services, QObject *parent = nullptr);
@@ -78,6 +81,7 @@ public:
     SessionRooms *rooms() const { return m_rooms; }
     SessionLibrary *library() const { return m_library; }
     SessionAppleMusic *appleMusic() const { return m_appleMusic; }
+    SessionEvents *events() const { return m_events; }
 
     // Lifecycle
     QCoro::Task<void> bootstrap();
@@ -86,6 +90,8 @@ public:
     QCoro::Task<void> enterGuest();
     // Re-reads the household, its rooms and what the active group plays.
     QCoro::Task<void> refresh();
+    // Re-reads how the rooms are grouped.
+    QCoro::Task<void> refreshRooms();
     Q_INVOKABLE void choose(const QString &groupID);
     void setPollingEnabled(bool enabled);
     void loadDemo();
@@ -134,6 +140,9 @@ public:
     // The local address of a player: known to the local household, given by
     // the cloud, or found on the network.
     QCoro::Task<std::optional<QString>> playerHost(QString playerID);
+    // The local address of a player as far as the household already tells,
+    // without asking the network.
+    std::optional<QString> knownHost(const QString &playerID) const;
     // Throws the failure that explains why the speaker at `host` did nothing.
     [[noreturn]] void speakerFailed(const std::optional<QString> &host) const;
     // Why the speaker at `host` failed its last action; none after a success.
@@ -141,6 +150,8 @@ public:
     void setGroups(const QList<SonosGroup> &groups);
     void setPlayers(const QList<SonosPlayer> &players);
     void setActiveGroupID(const std::optional<QString> &id);
+    // Another group started or stopped playing (the room list shows it).
+    void setGroupPlaying(const QString &groupID, bool playing);
     // The active group took a new id but plays on (after a regroup).
     void followActiveGroup(const QString &id);
     QCoro::Task<void> refreshGuestHouse(bool includePlayback);
@@ -215,6 +226,8 @@ private:
     SessionRooms *m_rooms;
     SessionLibrary *m_library;
     SessionAppleMusic *m_appleMusic;
+    SessionEvents *m_events;
+    QTimer m_followLater; // changes that come together are followed once
 };
 
 } // namespace velotte

@@ -215,6 +215,14 @@ QCoro::Task<void> HouseSession::refreshGuestHouse(bool includePlayback)
         co_await m_playback->refreshPlayback();
 }
 
+QCoro::Task<void> HouseSession::refreshRooms()
+{
+    if (m_guest)
+        co_await refreshGuestHouse(false);
+    else
+        co_await refresh();
+}
+
 QCoro::Task<void> HouseSession::refresh()
 {
     if (m_demo)

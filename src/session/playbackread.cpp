@@ -8,6 +8,8 @@
 
 #include "cloud/sonosclient.h"
 #include "core/logging.h"
+#include "local/soap.h"
+#include "local/speakerevent.h"
 
 namespace velotte {
 
@@ -118,10 +120,46 @@ QCoro::Task<void> SessionPlayback::refreshGuestPlayback()
         co_return;
     }
     setActions(now->canSkip, now->canSkipBack, now->canSeek);
+    setTrackNumber(now->track);
     applyNowPlaying(now->title, now->artist, QString(), std::nullopt, now->durationMillis, now->positionMillis, now->playing);
     if (now->volume)
         m_session.sound()->showGroupVolume(*now->volume);
     Q_EMIT m_session.readFinished();
+}
+
+void SessionPlayback::applyEvent(const SpeakerEvent &event)
+{
+    m_playbackRefreshID.draw(); // a read still out began before this news
+    if (event.actions)
+        setActions(event.actions->canSkip, event.actions->canSkipBack, event.actions->canSeek);
+    if (event.playMode) {
+        const auto [shuffle, repeats] = Soap::playModeFlags(*event.playMode);
+        setPlayModes(shuffle, repeats);
+    }
+    if (event.track)
+        setTrackNumber(event.track);
+    qint64 position = m_positionMillis;
+    const bool newTrack = (event.title && *event.title != m_title) || (event.artist && *event.artist != m_artist);
+    if (newTrack) {
+        // Events carry no position: a new track starts at its beginning.
+        setTitle(event.title.value_or(m_title));
+        setArtist(event.artist.value_or(m_artist));
+        position = 0;
+    }
+    if (event.durationMillis)
+        setDurationMillis(std::max<qint64>(0, *event.durationMillis));
+    const bool playing = event.playing().value_or(m_isPlaying);
+    setIsPlaying(playing);
+    setPositionMillis(position);
+    resetClock(position, playing);
+}
+
+void SessionPlayback::setTrackNumber(std::optional<int> number)
+{
+    if (m_trackNumber == number)
+        return;
+    m_trackNumber = number;
+    Q_EMIT trackNumberChanged();
 }
 
 void SessionPlayback::advanceLive()

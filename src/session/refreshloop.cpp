@@ -34,8 +34,10 @@ QCoro::Task<void> HouseSession::runClock(CancelToken cancel)
         if (m_phase != Phase::ready)
             continue;
         m_playback->advanceLive();
-        // Reads wait for each other: a slow read stretches the period.
-        if (tick % (m_guest ? 3 : 15) == 0) {
+        // Reads wait for each other: a slow read stretches the period. While
+        // the speakers send their own updates, a read now and then suffices.
+        const quint64 period = m_events->holding() ? 120 : m_guest ? 3 : 15;
+        if (tick % period == 0) {
             if (m_groups.isEmpty())
                 co_await refresh();
             else

@@ -14,6 +14,7 @@ namespace velotte {
 class HouseSession;
 struct PlaybackStatus;
 struct PlaybackMetadata;
+struct SpeakerEvent;
 
 struct PlaybackClock {
     qint64 positionMillis = 0;
@@ -63,6 +64,10 @@ public:
     void setSendingPlaybackCommand(bool sending);
     // Moves the shown position on between reads.
     void advanceLive();
+    // What the coordinator's transport event says; newer than any read in flight.
+    void applyEvent(const SpeakerEvent &event);
+    // The playing track's number in the queue, from 1; none when unknown.
+    std::optional<int> trackNumber() const { return m_trackNumber; }
 
     // The demo's queue: three pieces that play on a tick of their own.
     void loadDemoQueue();
@@ -104,6 +109,7 @@ Q_SIGNALS:
     void actionsChanged();
     void playModesChanged();
     void sendingPlaybackCommandChanged();
+    void trackNumberChanged();
 
 private:
     enum SkipKind { restart, next, previous };
@@ -129,6 +135,7 @@ private:
     void setPositionMillis(qint64 position);
     void setDurationMillis(qint64 duration);
     void setActions(bool canSkip, bool canSkipBack, bool canSeek);
+    void setTrackNumber(std::optional<int> number);
 
     HouseSession &m_session;
     QString m_title;
@@ -145,6 +152,7 @@ private:
     bool m_repeats = false;
     bool m_sendingPlaybackCommand = false;
     PlaybackClock m_playbackClock;
+    std::optional<int> m_trackNumber;
     std::optional<QString> m_playbackReadNote;
 
     // Staleness tokens: drawn before the first await, compared after each.

@@ -7,6 +7,7 @@
 
 #include "cloud/sonosclient.h"
 #include "core/logging.h"
+#include "local/speakerevent.h"
 
 #include <cmath>
 
@@ -52,6 +53,26 @@ void SessionSound::showGroupVolume(int volume)
 {
     if (!m_adjustingGroupVolume)
         setVolume(std::clamp(volume, 0, 100));
+}
+
+void SessionSound::applyEvent(const SpeakerEvent &event)
+{
+    const auto group = m_session.activeGroup();
+    if (!group)
+        return;
+    // The coordinator speaks for itself; it speaks for the group when it is
+    // the group, or where reads take it so (the local network).
+    const bool forGroup = group->playerIds.size() == 1 || m_session.guest();
+    if (event.volume) {
+        if (!m_volumeTasks.contains(group->coordinatorId)) {
+            m_playerVolumes[group->coordinatorId] = std::clamp(*event.volume, 0, 100);
+            Q_EMIT playerVolumesChanged();
+        }
+        if (forGroup)
+            showGroupVolume(*event.volume);
+    }
+    if (event.muted && forGroup)
+        setMuted(*event.muted);
 }
 
 void SessionSound::invalidate()

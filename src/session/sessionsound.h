@@ -12,6 +12,7 @@
 namespace velotte {
 
 class HouseSession;
+struct SpeakerEvent;
 
 // Group and room volume, mute, bass and the conversation level: shown at
 // once, sent in the background (room sliders and bass debounced).
@@ -47,6 +48,8 @@ public:
     QCoro::Task<void> readGroupVolume(QString groupID, StillCurrent current);
     // A volume read elsewhere; a dial under the finger keeps its value.
     void showGroupVolume(int volume);
+    // What the active coordinator's rendering event says.
+    void applyEvent(const SpeakerEvent &event);
     // The connection changed: pending room sends and conversations are void.
     void invalidate();
     // The rooms of the group change: a conversation's send in flight is void.
