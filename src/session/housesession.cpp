@@ -14,7 +14,8 @@ HouseSession::HouseSession(Services services, QObject *parent)
     : QObject(parent), m_services(std::move(services)), m_clock(m_services.clock ? *m_services.clock : Clock::system()),
       m_pending(std::make_shared<PendingSends>()), m_playback(new SessionPlayback(*this)), m_sound(new SessionSound(*this)),
       m_rooms(new SessionRooms(*this)), m_library(new SessionLibrary(*this)), m_appleMusic(new SessionAppleMusic(*this)),
-      m_events(new SessionEvents(*this, m_services.followsEvents && m_services.local ? m_services.local->events.get() : nullptr))
+      m_events(new SessionEvents(*this, m_services.followsEvents && m_services.local ? m_services.local->events.get() : nullptr)),
+      m_queue(new SessionQueue(*this)), m_sleepTimer(new SessionSleepTimer(*this))
 {
     m_followLater.setSingleShot(true);
     m_followLater.setInterval(0);

@@ -4,8 +4,10 @@
 #include "sessionevents.h"
 #include "sessionlibrary.h"
 #include "sessionplayback.h"
+#include "sessionqueue.h"
 #include "sessionports.h"
 #include "sessionrooms.h"
+#include "sessionsleeptimer.h"
 #include "sessionsound.h"
 
 #include "cloud/records.h"
@@ -54,6 +56,8 @@ class HouseSession : public QObject {
     Q_PROPERTY(velotte::SessionRooms *rooms READ rooms CONSTANT)
     Q_PROPERTY(velotte::SessionLibrary *library READ library CONSTANT)
     Q_PROPERTY(velotte::SessionAppleMusic *appleMusic READ appleMusic CONSTANT)
+    Q_PROPERTY(velotte::SessionQueue *queue READ queue CONSTANT)
+    Q_PROPERTY(velotte::SessionSleepTimer *sleepTimer READ sleepTimer CONSTANT)
 
 public:
     enum class Phase { signedOut, ready };
@@ -82,6 +86,8 @@ public:
     SessionLibrary *library() const { return m_library; }
     SessionAppleMusic *appleMusic() const { return m_appleMusic; }
     SessionEvents *events() const { return m_events; }
+    SessionQueue *queue() const { return m_queue; }
+    SessionSleepTimer *sleepTimer() const { return m_sleepTimer; }
 
     // Lifecycle
     QCoro::Task<void> bootstrap();
@@ -227,6 +233,8 @@ private:
     SessionLibrary *m_library;
     SessionAppleMusic *m_appleMusic;
     SessionEvents *m_events;
+    SessionQueue *m_queue;
+    SessionSleepTimer *m_sleepTimer;
     QTimer m_followLater; // changes that come together are followed once
 };
 
