@@ -50,7 +50,6 @@ TEST_F(QuickPicks, SixAtMostAndUnpinningKeepsTheOrder)
     store.toggle(QStringLiteral("g"));
     EXPECT_EQ(store.ids(), ids({"a", "b", "c", "d", "e", "f"}));
     EXPECT_EQ(defaults.writes(), writes);
-    EXPECT_EQ(QuickPicksStore::hint(), QStringLiteral("Pin up to six favorites in Browse."));
 
     store.toggle(QStringLiteral("b"));
     store.toggle(QStringLiteral("e"));
