@@ -3,7 +3,6 @@
 #include "news/newsschedule.h"
 #include "local/speakerfault.h"
 
-#include "services/fakealarms.h"
 #include "testkit/testkit.h"
 
 #include <gtest/gtest.h>
@@ -244,19 +243,6 @@ TEST(NewsAlarmClient, ParseKeepsOnlyNewsSchedules)
     EXPECT_EQ(failureOf([&] { NewsAlarmClient::parse(u"<Alarms><Alarm"_s, source); }), Kind::response);
 }
 
-TEST(NewsAlarmClient, ParsesTheFakeHouseholdsMix)
-{
-    fake::FakeAlarmClock clock;
-    clock.seed({u"RINCON_A"_s, u"RINCON_B"_s, u"RINCON_C"_s}, newsHost);
-    const QList<NewsSchedule> parsed = NewsAlarmClient::parse(clock.document(), NewsSource());
-    ASSERT_EQ(parsed.size(), 2); // the bilingual one and the valid English one
-    EXPECT_EQ(parsed[0].language, u"bilingual"_s);
-    EXPECT_FALSE(parsed[0].enabled);
-    EXPECT_EQ(parsed[1].language, u"english"_s);
-    EXPECT_EQ(parsed[1].days, (std::set<int>{1, 2, 3, 4, 5}));
-    EXPECT_EQ(parsed[1].volume, 30);
-}
-
 namespace {
 // A scripted AlarmClock that records what was sent.
 struct Script {
@@ -361,31 +347,28 @@ TEST(NewsAlarmClient, RequestOutcomes)
 {
     test::RecordingTransport transport;
     auto send = [&] { return NewsAlarmClient::request(transport, u"127.0.0.1"_s, u"ListAlarms"_s, {}); };
+    auto answer = [&](std::function<HttpResponse()> reply) {
+        transport.setHandler([reply](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return reply(); });
+    };
 
-    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return test::reply(200, "<ok>fine</ok>"); });
+    answer([] { return test::reply(200, "<ok>fine</ok>"); });
     EXPECT_EQ(test::await(send()), u"<ok>fine</ok>"_s);
     const HttpRequest &sent = transport.requests.back();
     EXPECT_EQ(sent.url.toString(), u"http://127.0.0.1:1400/AlarmClock/Control"_s);
     EXPECT_EQ(sent.header("SOAPACTION"), QByteArray("\"urn:schemas-upnp-org:service:AlarmClock:1#ListAlarms\""));
     EXPECT_EQ(sent.timeout, std::chrono::milliseconds(10000));
 
-    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return test::reply(500, "<errorCode>801</errorCode>"); });
-    EXPECT_EQ(awaitFailure(send()), Kind::rejected);
-    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return test::reply(403); });
+    const std::vector<std::pair<std::function<HttpResponse()>, Kind>> failures{
+        {[] { return test::reply(500, "<errorCode>801</errorCode>"); }, Kind::rejected},
+        {[] { return test::reply(200, "<s:Envelope><UPnPError><errorCode>402</errorCode></UPnPError></s:Envelope>"); }, Kind::rejected},
+        {[]() -> HttpResponse { throw TransportError(TransportError::Kind::Timeout, u"slow"_s); }, Kind::network},
+    };
+    for (const auto &[reply, kind] : failures) {
+        answer(reply);
+        EXPECT_EQ(awaitFailure(send()), kind);
+    }
+    answer([] { return test::reply(403); });
     EXPECT_THROW(test::await(send()), SpeakerFault); // local control switched off, said as such
-    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
-        co_return test::reply(200, "<s:Envelope><UPnPError><errorCode>402</errorCode></UPnPError></s:Envelope>");
-    });
-    EXPECT_EQ(awaitFailure(send()), Kind::rejected);
-    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
-        throw TransportError(TransportError::Kind::Timeout, u"slow"_s);
-        co_return test::reply(200);
-    });
-    EXPECT_EQ(awaitFailure(send()), Kind::network);
-    transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
-        throw Cancelled();
-        co_return test::reply(200);
-    });
+    answer([]() -> HttpResponse { throw Cancelled(); });
     EXPECT_THROW(test::await(send()), Cancelled);
 }
-

@@ -243,8 +243,8 @@ TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
 
     // An edit whose check of the list is outlived never updates the old household's alarm.
     NewsSchedule edited = schedule(rig.living(), 7, 30);
-    edited.id = u"6"_s;
-    const QString seeded = alarm(u"6"_s)->startTime;
+    edited.id = u"105"_s;
+    const QString seeded = alarm(u"105"_s)->startTime;
     rig.actions.clear();
     auto editing = news.save(edited, rig.port);
     drain();
@@ -253,7 +253,7 @@ TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
         rig.clock.advance(1s);
     EXPECT_FALSE(await(std::move(editing)));
     EXPECT_EQ(rig.actions, QStringList{u"ListAlarms"_s});
-    EXPECT_EQ(alarm(u"6"_s)->startTime, seeded);
+    EXPECT_EQ(alarm(u"105"_s)->startTime, seeded);
 }
 
 TEST_F(Controller, PlayNowInAStandaloneRoom)
@@ -316,15 +316,11 @@ TEST_F(Controller, PlayNowRefusals)
     EXPECT_TRUE(rig.actions.isEmpty());
     EXPECT_FALSE(rig.lastRequest("GET"));
 
-    rig.failingActions = {u"GetZoneGroupState"_s};
-    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
-    EXPECT_EQ(news.message(), networkText);
-    rig.failingActions = {u"SetVolume"_s};
-    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
-    EXPECT_EQ(news.message(), networkText);
-    rig.failingActions = {u"Play"_s};
-    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
-    EXPECT_EQ(news.message(), networkText);
+    for (const QString &action : {u"GetZoneGroupState"_s, u"SetVolume"_s, u"Play"_s}) {
+        rig.failingActions = {action};
+        EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port))) << action.toStdString();
+        EXPECT_EQ(news.message(), networkText);
+    }
     rig.failingActions.clear();
     rig.bulletinStatus = 404;
     EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
