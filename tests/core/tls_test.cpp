@@ -18,16 +18,14 @@ using namespace velotte;
 // with a self-signed certificate is refused before any byte of the request.
 TEST(Tls, SelfSignedServerIsRefused)
 {
-    if (!QSslSocket::supportsSsl())
-        GTEST_SKIP() << "this Qt has no TLS backend";
+    ASSERT_TRUE(QSslSocket::supportsSsl()) << "this Qt has no TLS backend";
     QTemporaryDir dir;
     const QString key = dir.filePath(QStringLiteral("key.pem")), cert = dir.filePath(QStringLiteral("cert.pem"));
     QProcess openssl;
     openssl.start(QStringLiteral("openssl"), {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("rsa:2048"),
                                               QStringLiteral("-nodes"), QStringLiteral("-keyout"), key, QStringLiteral("-out"), cert,
                                               QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1")});
-    if (!openssl.waitForFinished(30000) || openssl.exitCode() != 0)
-        GTEST_SKIP() << "openssl could not make a test certificate";
+    ASSERT_TRUE(openssl.waitForFinished(30000) && openssl.exitCode() == 0) << "openssl could not make a test certificate";
 
     QFile keyFile(key), certFile(cert);
     ASSERT_TRUE(keyFile.open(QIODevice::ReadOnly) && certFile.open(QIODevice::ReadOnly));

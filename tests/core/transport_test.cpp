@@ -21,11 +21,12 @@ struct Transport : ::testing::Test {
     NetworkTransport transport{&manager};
 
     void SetUp() override { ASSERT_TRUE(server.listen(QHostAddress::LocalHost)); }
-    QUrl url(const QString &path) const
+    HttpRequest request(const QString &path) const
     {
-        QUrl u = server.baseUrl();
-        u.setPath(path, QUrl::TolerantMode);
-        return u;
+        HttpRequest r;
+        r.url = server.baseUrl();
+        r.url.setPath(path, QUrl::TolerantMode);
+        return r;
     }
 };
 } // namespace
@@ -33,9 +34,8 @@ struct Transport : ::testing::Test {
 TEST_F(Transport, SendsMethodHeadersAndBodyAndReturnsStatusAndHeaders)
 {
     next = fake::Response::json("{\"late\":1}", 429).header("Retry-After", "120");
-    HttpRequest request;
+    HttpRequest request = this->request(QStringLiteral("/control/api/v1/groups/G%3A1/playback/play"));
     request.method = "POST";
-    request.url = url(QStringLiteral("/control/api/v1/groups/G%3A1/playback/play"));
     request.setHeader("Authorization", "Bearer abc");
     request.setHeader("Content-Type", "application/json");
     request.body = "{}";
@@ -53,9 +53,8 @@ TEST_F(Transport, SendsMethodHeadersAndBodyAndReturnsStatusAndHeaders)
 TEST_F(Transport, HeadReturnsLengthWithoutBody)
 {
     next = fake::Response::text(QByteArray(5000, 'x'), "audio/mpeg");
-    HttpRequest request;
+    HttpRequest request = this->request(QStringLiteral("/clip.mp3"));
     request.method = "HEAD";
-    request.url = url(QStringLiteral("/clip.mp3"));
     const HttpResponse response = test::await(transport.send(request));
     EXPECT_EQ(response.status, 200);
     EXPECT_EQ(response.header("Content-Length"), "5000");
@@ -65,8 +64,7 @@ TEST_F(Transport, HeadReturnsLengthWithoutBody)
 TEST_F(Transport, TimeOutBecomesTransportError)
 {
     next.noAnswer = true;
-    HttpRequest request;
-    request.url = url(QStringLiteral("/slow"));
+    HttpRequest request = this->request(QStringLiteral("/slow"));
     request.timeout = 150ms;
     try {
         test::await(transport.send(request));
@@ -98,8 +96,7 @@ TEST_F(Transport, RefusedConnectionAndBadAddressFailCleanly)
 TEST_F(Transport, CancelAbortsTheReplyInFlight)
 {
     next.noAnswer = true;
-    HttpRequest request;
-    request.url = url(QStringLiteral("/never"));
+    HttpRequest request = this->request(QStringLiteral("/never"));
     CancelToken cancel;
     QTimer::singleShot(30, [&] { cancel.cancel(); });
     EXPECT_THROW(test::await(transport.send(request, cancel)), Cancelled);
@@ -108,8 +105,7 @@ TEST_F(Transport, CancelAbortsTheReplyInFlight)
 TEST_F(Transport, OversizedReplyIsRefused)
 {
     next = fake::Response::text(QByteArray(3 * 1024 * 1024, 'a'), "text/plain");
-    HttpRequest request;
-    request.url = url(QStringLiteral("/big"));
+    HttpRequest request = this->request(QStringLiteral("/big"));
     request.maxBytes = 1024 * 1024;
     try {
         test::await(transport.send(request));
@@ -125,8 +121,7 @@ TEST_F(Transport, OversizedReplyIsRefused)
 TEST_F(Transport, CookiesAreNotSentWhenSwitchedOff)
 {
     next = fake::Response::json("{}").header("Set-Cookie", "session=secret; Path=/");
-    HttpRequest request;
-    request.url = url(QStringLiteral("/a"));
+    HttpRequest request = this->request(QStringLiteral("/a"));
     test::await(transport.send(request));
     test::await(transport.send(request));
     EXPECT_EQ(seen.back().header("Cookie"), "session=secret");
