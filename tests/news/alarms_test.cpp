@@ -316,32 +316,19 @@ TEST(NewsAlarmClient, ListSaveAndDelete)
     EXPECT_EQ(awaitFailure(client.save(morning(), u"127.0.0.1"_s)), Kind::response);
 }
 
+// The request itself is the short form of the speakers' SOAP, tested with it;
+// here, what its answers become.
 TEST(NewsAlarmClient, RequestOutcomes)
 {
     test::RecordingTransport transport;
-    auto send = [&] { return NewsAlarmClient::request(transport, u"127.0.0.1"_s, u"ListAlarms"_s, {}); };
-    auto answer = [&](std::function<HttpResponse()> reply) {
+    auto outcome = [&](std::function<HttpResponse()> reply) {
         transport.setHandler([reply](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return reply(); });
+        return NewsAlarmClient::request(transport, u"127.0.0.1"_s, u"ListAlarms"_s, {});
     };
-
-    answer([] { return test::reply(200, "<ok>fine</ok>"); });
-    EXPECT_EQ(test::await(send()), u"<ok>fine</ok>"_s);
-    const HttpRequest &sent = transport.requests.back();
-    EXPECT_EQ(sent.url.toString(), u"http://127.0.0.1:1400/AlarmClock/Control"_s);
-    EXPECT_EQ(sent.header("SOAPACTION"), QByteArray("\"urn:schemas-upnp-org:service:AlarmClock:1#ListAlarms\""));
-    EXPECT_EQ(sent.timeout, std::chrono::milliseconds(10000));
-
-    const std::vector<std::pair<std::function<HttpResponse()>, Kind>> failures{
-        {[] { return test::reply(500, "<errorCode>801</errorCode>"); }, Kind::rejected},
-        {[] { return test::reply(200, "<s:Envelope><UPnPError><errorCode>402</errorCode></UPnPError></s:Envelope>"); }, Kind::rejected},
-        {[]() -> HttpResponse { throw TransportError(TransportError::Kind::Timeout, u"slow"_s); }, Kind::network},
-    };
-    for (const auto &[reply, kind] : failures) {
-        answer(reply);
-        EXPECT_EQ(awaitFailure(send()), kind);
-    }
-    answer([] { return test::reply(403); });
-    EXPECT_THROW(test::await(send()), SpeakerFault); // local control switched off, said as such
-    answer([]() -> HttpResponse { throw Cancelled(); });
-    EXPECT_THROW(test::await(send()), Cancelled);
+    EXPECT_EQ(test::await(outcome([] { return test::reply(200, "<ok>fine</ok>"); })), u"<ok>fine</ok>"_s);
+    // A fault inside a 200 is still a fault.
+    EXPECT_EQ(awaitFailure(outcome([] { return test::reply(200, "<s:Envelope><UPnPError><errorCode>402</errorCode></UPnPError></s:Envelope>"); })),
+              Kind::rejected);
+    EXPECT_THROW(test::await(outcome([] { return test::reply(403); })), SpeakerFault); // local control switched off, said as such
+    EXPECT_THROW(test::await(outcome([]() -> HttpResponse { throw Cancelled(); })), Cancelled);
 }

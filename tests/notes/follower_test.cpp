@@ -121,7 +121,6 @@ TEST(TrackLinesModel, MirrorsTheLines)
     EXPECT_EQ(model.data(first, TrackLinesModel::TimeRole).toLongLong(), 1000);
     EXPECT_TRUE(model.data(first, TrackLinesModel::TimedRole).toBool());
     EXPECT_FALSE(model.index(5).isValid());
-    EXPECT_EQ(model.roleNames().value(TrackLinesModel::TimeRole), "time");
 
     await(notes.load(QString(), QString(), {}, 0));
     EXPECT_EQ(model.rowCount(), 0);
