@@ -46,12 +46,6 @@ TEST(Tls, SelfSignedServerIsRefused)
     HttpRequest request;
     request.url = QUrl(QStringLiteral("https://127.0.0.1:%1/control/api/v1/households").arg(server.serverPort()));
     request.setHeader("Authorization", "Bearer must-not-leak");
-    try {
-        test::await(transport.send(request));
-        FAIL() << "a self-signed certificate was accepted";
-    } catch (const TransportError &e) {
-        EXPECT_EQ(e.kind(), TransportError::Kind::Tls) << e.what();
-        EXPECT_EQ(sentenceOf(e), QStringLiteral("A secure connection to the server couldn’t be made."));
-    }
+    EXPECT_EQ(test::failureSentence(transport.send(request)), QStringLiteral("A secure connection to the server couldn’t be made."));
     EXPECT_FALSE(requestRead);
 }

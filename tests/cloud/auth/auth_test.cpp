@@ -247,12 +247,7 @@ TEST_F(Auth, BadRedirectsFailWithoutATokenRequest)
     EXPECT_THROW(test::await(auth->authorize()), SonosError);
     cloud.signIn.denyAuthorization = true;
     browser.tamper = nullptr;
-    try {
-        test::await(auth->authorize());
-        FAIL();
-    } catch (const SonosError &e) {
-        EXPECT_EQ(e.sentence(), QStringLiteral("Connect to Sonos again to renew your sign-in."));
-    }
+    EXPECT_EQ(test::failureSentence(auth->authorize()), QStringLiteral("Connect to Sonos again to renew your sign-in."));
     EXPECT_EQ(cloud.signIn.tokenRequests, 0);
     browser.cancel = true;
     EXPECT_THROW(test::await(auth->authorize()), Cancelled);
@@ -262,12 +257,7 @@ TEST_F(Auth, FailuresKeepThePreviousSignIn)
 {
     test::await(auth->authorize());
     store.failWrites = true;
-    try {
-        test::await(auth->forceRefresh());
-        FAIL();
-    } catch (const Failure &e) {
-        EXPECT_EQ(e.sentence(), QStringLiteral("Sonos sign-in could not be saved securely. Try connecting again."));
-    }
+    EXPECT_EQ(test::failureSentence(auth->forceRefresh()), QStringLiteral("Sonos sign-in could not be saved securely. Try connecting again."));
     EXPECT_TRUE(auth->signedIn());
     store.failWrites = false;
     cloud.signIn.refuseStatus = 429;
@@ -277,12 +267,7 @@ TEST_F(Auth, FailuresKeepThePreviousSignIn)
     SonosConfig empty = config();
     empty.clientID.clear();
     SonosAuth unconfigured(empty, store, transport, clock, &browser);
-    try {
-        test::await(unconfigured.authorize());
-        FAIL();
-    } catch (const SonosError &e) {
-        EXPECT_EQ(e.sentence(), QStringLiteral("Sonos sign-in is not configured in this build."));
-    }
+    EXPECT_EQ(test::failureSentence(unconfigured.authorize()), QStringLiteral("Sonos sign-in is not configured in this build."));
     SonosAuth none(config(), store, transport, clock);
     EXPECT_THROW(test::await(none.validToken()), SonosError); // nothing restored yet
 }
