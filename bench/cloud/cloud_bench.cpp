@@ -1,4 +1,4 @@
-#include "benchkit.h"
+#include "cloud/fakes.h"
 #include "cloud/records.h"
 #include "cloud/sonosclient.h"
 
@@ -63,7 +63,7 @@ BENCHMARK(DecodeGroups32)->Unit(benchmark::kMicrosecond);
 // decoding) against a transport that answers at once.
 void ClientGetPipeline(benchmark::State &state)
 {
-    bench::StaticTokens tokens;
+    test::StaticTokens tokens;
     const QByteArray body = R"({"playbackState":"PLAYBACK_STATE_PLAYING","positionMillis":1234,"playModes":{"shuffle":false}})";
     FunctionTransport transport([&body](HttpRequest, CancelToken) -> QCoro::Task<HttpResponse> { co_return HttpResponse{200, body, {}}; });
     SonosConfig config = SonosConfig::defaults();

@@ -1,4 +1,4 @@
-#include "benchkit.h"
+#include "testkit/testkit.h"
 #include "core/networktransport.h"
 #include "local/applemusicdirect.h"
 #include "local/guesthouse.h"
@@ -13,8 +13,6 @@
 using namespace velotte;
 
 namespace {
-
-using bench::run;
 
 // One speaker with 20 ms of latency on every answer.
 struct SlowSpeaker {
@@ -39,9 +37,9 @@ void OneRequestWith20msLatency(benchmark::State &state)
     SlowSpeaker s;
     if (!s.ready(state))
         return;
-    run(s.house.volume(s.host)); // open the connection
+    test::await(s.house.volume(s.host)); // open the connection
     for (auto _ : state) {
-        if (!run(s.house.volume(s.host)))
+        if (!test::await(s.house.volume(s.host)))
             state.SkipWithError("no answer");
     }
 }
@@ -53,9 +51,9 @@ void NowPlayingWith20msLatency(benchmark::State &state)
     SlowSpeaker s;
     if (!s.ready(state))
         return;
-    run(s.house.nowPlaying(s.host)); // open the connections
+    test::await(s.house.nowPlaying(s.host)); // open the connections
     for (auto _ : state) {
-        if (!run(s.house.nowPlaying(s.host)))
+        if (!test::await(s.house.nowPlaying(s.host)))
             state.SkipWithError("no answer");
     }
 }
@@ -89,14 +87,7 @@ void Queue500SongsWith20msLatency(benchmark::State &state)
     for (auto _ : state) {
         s.speakers.speakers[0].queue.clear();
         requests = 0;
-        bool done = false;
-        auto body = [&]() -> QCoro::Task<void> {
-            co_await direct.play(songs, s.host, s.speakers.speakers[0].id, AppleMusicAction::replace);
-            done = true;
-        };
-        auto t = body();
-        while (!done)
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+        test::await(direct.play(songs, s.host, s.speakers.speakers[0].id, AppleMusicAction::replace), 60000);
     }
     state.counters["requests"] = requests;
     state.counters["ms_per_batch_beyond_latency"] = batches ? overheadMs / batches : 0;

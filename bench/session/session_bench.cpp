@@ -1,4 +1,4 @@
-#include "benchkit.h"
+#include "cloud/fakes.h"
 #include "cloud/sonosclient.h"
 #include "services/fakecloud.h"
 #include "session/housesession.h"
@@ -27,7 +27,7 @@ struct CloudSession {
         onRequest(r);
         return cloud.respond(r);
     }};
-    bench::StaticTokens tokens;
+    test::StaticTokens tokens;
     VirtualClock clock;
     SonosClient api{config(), tokens, transport, clock};
     StoredSignIn signIn;
