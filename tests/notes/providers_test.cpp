@@ -165,37 +165,6 @@ TEST(LyricProviders, RetryAfterSetsTheBackoff)
     EXPECT_THROW(await(s.providers.get(QUrl(u"http://127.0.0.1:7103/search"_s))), LyricsError);
 }
 
-TEST(LyricProviders, WaitingForTheService)
-{
-    Services s;
-    s.routes[u"lrclib/api/search"_s] = [](const HttpRequest &) { return reply(200, "[]"); };
-    // 1.5 s: wait, then ask.
-    s.providers.lyricsRetryAfter = s.clock.now().addMSecs(1500);
-    bool done = false;
-    const QStringList artists{u"The Condiments"_s};
-    auto waiting = [&]() -> QCoro::Task<void> {
-        co_await s.providers.lrclibWords(u"Salt & Pepper"_s, artists, 0, true);
-        done = true;
-    };
-    auto task = waiting();
-    drain();
-    EXPECT_TRUE(s.transport.requests.empty());
-    s.clock.advance(Millis(1499));
-    EXPECT_TRUE(s.transport.requests.empty());
-    s.clock.advance(Millis(1));
-    drain();
-    EXPECT_TRUE(done);
-    EXPECT_EQ(s.transport.requests.size(), 1u);
-
-    // 3 s: busy at once, nothing sent.
-    s.providers.lyricsRetryAfter = s.clock.now().addMSecs(3000);
-    EXPECT_EQ(failure<LyricsError>(s.providers.lrclibWords(u"Salt & Pepper"_s, {u"The Condiments"_s}, 0, true)).value().kind(), LyricsError::Kind::busy);
-    EXPECT_EQ(s.transport.requests.size(), 1u);
-    // Not allowed to wait: it asks anyway.
-    EXPECT_FALSE(await(s.providers.lrclibWords(u"Salt & Pepper"_s, {u"The Condiments"_s}, 0, false)).result);
-    EXPECT_EQ(s.transport.requests.size(), 2u);
-}
-
 TEST(LyricProviders, NetEaseSearchAndLyric)
 {
     Services s;
