@@ -62,8 +62,10 @@ TEST(MusicMixComposer, RequestCarriesInstructionsPromptOptionsAndSchema)
     RecordingTransport transport;
     MusicMixComposer composer(QUrl(QStringLiteral("http://127.0.0.1:9/")), transport);
     composer.setModel(QStringLiteral("qwen2.5-3b"));
+    composer.setAnswerTimeout(std::chrono::milliseconds(900));
     const HttpRequest r = composer.request(QStringLiteral("rainy sunday"), {{QStringLiteral("One"), QStringLiteral("A"), std::nullopt, {}}});
     EXPECT_EQ(r.method, "POST");
+    EXPECT_EQ(r.timeout, std::chrono::milliseconds(900));
     EXPECT_EQ(r.url, QUrl(QStringLiteral("http://127.0.0.1:9/v1/chat/completions")));
     EXPECT_EQ(r.header("Content-Type"), "application/json");
     const QJsonObject body = QJsonDocument::fromJson(r.body).object();

@@ -129,6 +129,14 @@ TEST_F(Recommending, AFailedOrEmptyModelAnswerFallsBack)
         EXPECT_EQ(model.recommendationDetail(), SonosBrowseModel::unavailableSentence());
         EXPECT_FALSE(model.recommendations().isEmpty());
     }
+    // So does a completion that never comes.
+    transport.setHandler([](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.url.path().endsWith(QLatin1String("/models")))
+            co_return reply(200, modelList());
+        throw TransportError(TransportError::Kind::Timeout, QStringLiteral("no answer"));
+    });
+    await(model.recommend(QStringLiteral("calm"), favorites));
+    EXPECT_EQ(model.recommendationDetail(), SonosBrowseModel::unavailableSentence());
     // An artist nobody saved, or no favorites at all, give nothing and say
     // so without asking the model.
     const size_t asked = transport.requests.size();
