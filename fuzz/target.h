@@ -22,6 +22,19 @@ std::vector<Target> &targets();
 // Bytes as the readers get them: UTF-8 text, invalid sequences and all.
 inline QString text(const QByteArray &data) { return QString::fromUtf8(data); }
 
+// Runs each reader on the bytes; the refusal it documents is no finding.
+template<typename Refusal, typename... Readers>
+void each(const QByteArray &data, Readers... readers)
+{
+    auto attempt = [&](auto read) {
+        try {
+            read(data);
+        } catch (const Refusal &) {
+        }
+    };
+    (attempt(readers), ...);
+}
+
 } // namespace velotte::fuzz
 
 #define VELOTTE_FUZZ_TARGET(NAME)                                                                                  \

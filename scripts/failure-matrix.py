@@ -4,8 +4,11 @@
 Sentences are the string literals under src/ that read as sentences (a capital
 letter first, several words, a full stop, question mark or ellipsis at the
 end). A sentence is covered when a test under tests/ holds it, or, for a
-sentence with placeholders, its longest fixed part. Writes docs/failure-matrix.md;
-with --check, writes nothing and exits 1 when a sentence has no test.
+sentence with placeholders, its longest fixed part. A sentence that is all a
+function returns has that function's name ("QuickPicksStore::hint"), and a
+test that names the function, as a row of a table of sentences does, covers
+it too. Writes docs/failure-matrix.md; with --check, writes nothing and exits
+1 when a sentence has no test.
 """
 import pathlib
 import re
@@ -22,15 +25,46 @@ def unescape(text):
     return text.replace('\\"', '"').replace('\\\\', '\\').replace('\\n', '\n')
 
 
+def function_name(lines, index):
+    """Class::function when the sentence on lines[index] is all that function returns."""
+    line = lines[index]
+    if re.match(r'\s*(?:u8?)?"', line) and index > 0 and re.search(r'"\s*$', lines[index - 1]):
+        return function_name(lines, index - 1)  # the second half of a literal split over lines
+    same = re.search(r'\b(?:(\w+)::)?(\w+)\(\)\s*(?:const\s*)?(?:override\s*)?\{\s*return\b', line)
+    if same:
+        scope, name = same.groups()
+    else:
+        if not line.strip().startswith('return '):
+            return None
+        signature = None
+        for back in range(index - 1, max(index - 3, -1), -1):
+            text = lines[back].strip()
+            if text == '{':
+                continue
+            signature = re.fullmatch(r'(?:static\s+)?QString\s+(?:(\w+)::)?(\w+)\(\)\s*(?:const)?\s*\{?', text)
+            break
+        if not signature:
+            return None
+        scope, name = signature.groups()
+    if not scope:
+        classes = re.findall(r'^\s*(?:class|struct)\s+(\w+)[^;]*$', '\n'.join(lines[:index]), re.M)
+        if not classes:
+            return None
+        scope = classes[-1]
+    return f'{scope}::{name}'
+
+
 def sentences():
     found = {}
     exempt = {}
+    names = {}
     for path in sorted((root / 'src').rglob('*')):
         if path.suffix not in ('.cpp', '.h', '.qml'):
             continue
         help_block = False
         previous = ''
-        for number, line in enumerate(path.read_text(encoding='utf-8').splitlines(), 1):
+        lines = path.read_text(encoding='utf-8').splitlines()
+        for number, line in enumerate(lines, 1):
             why = re.search(r'// matrix: (.*)', previous)
             previous = line
             stripped = line.strip()
@@ -51,7 +85,11 @@ def sentences():
                     exempt.setdefault(text, (f'{path.relative_to(root)}:{number}', why.group(1)))
                 else:
                     found.setdefault(text, f'{path.relative_to(root)}:{number}')
-    return found, exempt
+                    if path.suffix != '.qml' and len(list(literal.finditer(line))) == 1:
+                        name = function_name(lines, number - 1)
+                        if name:
+                            names.setdefault(text, name)
+    return found, exempt, names
 
 
 def tests():
@@ -71,6 +109,28 @@ def needle(text):
     return max(parts, key=len).strip()
 
 
+def located(path, body, at, how=''):
+    """path:line and the test around that place."""
+    tests_before = re.findall(r'^(?:TEST(?:_F)?\((\w+),\s*(\w+)\)|void (\w+)\(\))', body[:at], re.M)
+    names = []
+    if tests_before:
+        last = tests_before[-1]
+        names.append(f'{last[0]}.{last[1]}' if last[0] else last[2])
+    if how:
+        names.append(how)
+    return f'{path}:{body.count(chr(10), 0, at) + 1}' + (f' ({", ".join(names)})' if names else '')
+
+
+def naming(name, corpus):
+    """The first test that names the function giving the sentence."""
+    pattern = re.compile(r'\b' + re.escape(name) + r'\(\)')
+    for path, body in corpus:
+        m = pattern.search(body)
+        if m:
+            return located(path, body, m.start(), f'names {name}')
+    return None
+
+
 def covering(text, corpus):
     # Any fixed part of 20 characters or more (or the longest) stands for it.
     parts = [p.strip() for p in re.split(r'%[0-9]|\{[a-z]+\}', text)]
@@ -81,7 +141,7 @@ def covering(text, corpus):
         for path, body in corpus:
             m = pattern.search(body)
             if m:
-                return f'{path}:{body.count(chr(10), 0, m.start()) + 1}'
+                return located(path, body, m.start())
         return None
     variants = []
     for key in keys:
@@ -92,22 +152,16 @@ def covering(text, corpus):
         for variant in variants:
             at = body.find(variant)
             if at >= 0:
-                line = body.count('\n', 0, at) + 1
-                tests_before = re.findall(r'^(?:TEST(?:_F)?\((\w+),\s*(\w+)\)|void (\w+)\(\))', body[:at], re.M)
-                name = ''
-                if tests_before:
-                    last = tests_before[-1]
-                    name = f'{last[0]}.{last[1]}' if last[0] else last[2]
-                return f'{path}:{line}' + (f' ({name})' if name else '')
+                return located(path, body, at)
     return None
 
 
 def main():
-    found, exempt = sentences()
+    found, exempt, names = sentences()
     corpus = tests()
     rows, gaps = [], []
     for text, where in sorted(found.items(), key=lambda kv: kv[1]):
-        test = covering(text, corpus)
+        test = covering(text, corpus) or (naming(names[text], corpus) if text in names else None)
         rows.append((text, where, test))
         if not test:
             gaps.append((text, where))

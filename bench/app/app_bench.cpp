@@ -9,12 +9,11 @@
 #include <map>
 
 namespace {
-QString probe;
 
 std::map<QString, double> run(const char *mode)
 {
     QProcess p;
-    p.start(probe, {QString::fromLatin1(mode)});
+    p.start(QCoreApplication::applicationDirPath() + QStringLiteral("/app_probe"), {QString::fromLatin1(mode)});
     std::map<QString, double> figures;
     if (!p.waitForFinished(30000) || p.exitCode() != 0)
         return figures;
@@ -48,14 +47,5 @@ void BM_MinimalQuickWindow(benchmark::State &state) { measure(state, "minimal");
 void BM_DemoPanel(benchmark::State &state) { measure(state, "panel"); }
 BENCHMARK(BM_MinimalQuickWindow)->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DemoPanel)->Iterations(3)->Unit(benchmark::kMillisecond);
-} // namespace
 
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    probe = QCoreApplication::applicationDirPath() + QStringLiteral("/app_probe");
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+} // namespace

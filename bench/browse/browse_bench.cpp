@@ -4,8 +4,6 @@
 #include "browse/favoritematch.h"
 #include "browse/sonosbrowsemodel.h"
 
-#include <QCoreApplication>
-
 #include <benchmark/benchmark.h>
 
 using namespace velotte;
@@ -52,25 +50,4 @@ void classicalView(benchmark::State &state)
 }
 BENCHMARK(classicalView)->Arg(100)->Arg(500)->Unit(benchmark::kMicrosecond);
 
-void rankForSuggestion(benchmark::State &state)
-{
-    const QList<SonosFavorite> favorites = household(500);
-    MemoryStore defaults;
-    SonosBrowseModel model(defaults);
-    model.selectHousehold(QStringLiteral("H"));
-    for (int i = 0; i < 12; ++i)
-        model.recordPlayed(favorites[i * 7]);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(model.rankedForRequest(QStringLiteral("something calm for a rainy morning"), favorites));
-}
-BENCHMARK(rankForSuggestion)->Unit(benchmark::kMicrosecond);
-
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

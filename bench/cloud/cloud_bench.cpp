@@ -1,7 +1,7 @@
+#include "cloud/fakes.h"
 #include "cloud/records.h"
 #include "cloud/sonosclient.h"
 
-#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -59,17 +59,11 @@ void DecodeGroups32(benchmark::State &state)
 }
 BENCHMARK(DecodeGroups32)->Unit(benchmark::kMicrosecond);
 
-class StaticTokens final : public TokenProvider {
-public:
-    QCoro::Task<QString> validToken() override { co_return QStringLiteral("token"); }
-    QCoro::Task<QString> forceRefresh() override { co_return QStringLiteral("token"); }
-};
-
 // One GET through the whole pipeline (token, horizon, request building,
 // decoding) against a transport that answers at once.
 void ClientGetPipeline(benchmark::State &state)
 {
-    StaticTokens tokens;
+    test::StaticTokens tokens;
     const QByteArray body = R"({"playbackState":"PLAYBACK_STATE_PLAYING","positionMillis":1234,"playModes":{"shuffle":false}})";
     FunctionTransport transport([&body](HttpRequest, CancelToken) -> QCoro::Task<HttpResponse> { co_return HttpResponse{200, body, {}}; });
     SonosConfig config = SonosConfig::defaults();
@@ -83,11 +77,3 @@ void ClientGetPipeline(benchmark::State &state)
 BENCHMARK(ClientGetPipeline)->Unit(benchmark::kMicrosecond);
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

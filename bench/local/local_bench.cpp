@@ -286,11 +286,3 @@ void QueuePageOf100(benchmark::State &state)
 BENCHMARK(QueuePageOf100)->Unit(benchmark::kMicrosecond);
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

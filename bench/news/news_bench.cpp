@@ -1,10 +1,6 @@
 #include "news/newsalarmclient.h"
-#include "news/newsbulletin.h"
 
 #include "services/fakealarms.h"
-
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <benchmark/benchmark.h>
 
@@ -43,26 +39,5 @@ void ParseAlarmList(benchmark::State &state)
 }
 BENCHMARK(ParseAlarmList)->Arg(6)->Arg(60)->Arg(600);
 
-void CheckBulletin(benchmark::State &state)
-{
-    const QByteArray json = QJsonDocument(QJsonObject{{u"videoID"_s, u"aB3_-9xYz01"_s},
-                                                      {u"title"_s, u"Morning Briefing"_s},
-                                                      {u"language"_s, u"english"_s},
-                                                      {u"category"_s, u"latest"_s},
-                                                      {u"publishedAt"_s, u"2026-03-02T05:00:00.250Z"_s},
-                                                      {u"clipSeconds"_s, 400},
-                                                      {u"contentType"_s, u"audio/mpeg"_s}})
-                                .toJson();
-    const NewsSource source;
-    const QDateTime now(QDate(2026, 3, 2), QTime(6, 0), Qt::UTC);
-    for (auto _ : state) {
-        const auto bulletin = NewsBulletin::decode(json);
-        auto url = bulletin->audioURL(source, now);
-        benchmark::DoNotOptimize(url);
-    }
-}
-BENCHMARK(CheckBulletin);
-
 } // namespace
 
-BENCHMARK_MAIN();

@@ -58,4 +58,3 @@ BENCHMARK(ParseFiveHundredLineLrc)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
-BENCHMARK_MAIN();

@@ -1,10 +1,8 @@
+#include "cloud/fakes.h"
 #include "cloud/sonosclient.h"
 #include "services/fakecloud.h"
 #include "session/housesession.h"
 #include "session/directtransport.h"
-
-#include <QCoreApplication>
-#include <QEventLoop>
 
 #include <benchmark/benchmark.h>
 
@@ -14,12 +12,6 @@ using namespace velotte;
 
 namespace {
 
-class StaticTokens final : public TokenProvider {
-public:
-    QCoro::Task<QString> validToken() override { co_return QStringLiteral("token"); }
-    QCoro::Task<QString> forceRefresh() override { co_return QStringLiteral("token"); }
-};
-
 class StoredSignIn final : public SignInService {
 public:
     QCoro::Task<bool> restore() override { co_return true; }
@@ -27,37 +19,55 @@ public:
     void signOut() override {}
 };
 
+// A signed-in session on the fake cloud, answering in-process on a virtual clock.
+struct CloudSession {
+    fake::FakeCloud cloud;
+    std::function<void(const fake::Request &)> onRequest = [](const fake::Request &) {};
+    test::DirectTransport transport{[this](const fake::Request &r) {
+        onRequest(r);
+        return cloud.respond(r);
+    }};
+    test::StaticTokens tokens;
+    VirtualClock clock;
+    SonosClient api{config(), tokens, transport, clock};
+    StoredSignIn signIn;
+    HouseSession session{services()};
+    QCoro::Task<void> boot = session.bootstrap();
+
+    CloudSession() { QCoreApplication::processEvents(); }
+    static SonosConfig config()
+    {
+        SonosConfig c = SonosConfig::defaults();
+        c.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
+        return c;
+    }
+    HouseSession::Services services()
+    {
+        HouseSession::Services s;
+        s.api = &api;
+        s.auth = &signIn;
+        s.clock = &clock;
+        return s;
+    }
+};
+
 // From toggle() to the command leaving the transport: the program's own
 // time, with the fake cloud answering in-process.
 void ToggleToTransport(benchmark::State &state)
 {
-    fake::FakeCloud cloud;
+    CloudSession s;
     std::chrono::steady_clock::time_point sentAt;
     bool sent = false;
-    test::DirectTransport transport([&](const fake::Request &r) {
+    s.onRequest = [&](const fake::Request &r) {
         if (r.method == "POST" && !sent) {
             sentAt = std::chrono::steady_clock::now();
             sent = true;
         }
-        return cloud.respond(r);
-    });
-    StaticTokens tokens;
-    VirtualClock clock;
-    SonosConfig config = SonosConfig::defaults();
-    config.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
-    SonosClient api(config, tokens, transport, clock);
-    StoredSignIn signIn;
-    HouseSession::Services services;
-    services.api = &api;
-    services.auth = &signIn;
-    services.clock = &clock;
-    HouseSession session(services);
-    auto boot = session.bootstrap();
-    QCoreApplication::processEvents();
+    };
     for (auto _ : state) {
         sent = false;
         const auto start = std::chrono::steady_clock::now();
-        session.playback()->toggle();
+        s.session.playback()->toggle();
         if (!sent)
             state.SkipWithError("the command did not leave");
         state.SetIterationTime(std::chrono::duration<double>(sentAt - start).count());
@@ -71,42 +81,19 @@ BENCHMARK(ToggleToTransport)->UseManualTime()->Unit(benchmark::kMicrosecond);
 // (household, groups, playback, library) are counted in the first minute.
 void CloudRequestsPerMinute(benchmark::State &state)
 {
-    const bool shown = state.range(0) == 1;
     for (auto _ : state) {
-        fake::FakeCloud cloud;
-        test::DirectTransport transport([&](const fake::Request &r) { return cloud.respond(r); });
-        StaticTokens tokens;
-        VirtualClock clock;
-        SonosConfig config = SonosConfig::defaults();
-        config.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
-        SonosClient api(config, tokens, transport, clock);
-        StoredSignIn signIn;
-        HouseSession::Services services;
-        services.api = &api;
-        services.auth = &signIn;
-        services.clock = &clock;
-        HouseSession session(services);
-        auto boot = session.bootstrap();
+        CloudSession s;
+        s.session.setPollingEnabled(state.range(0) == 1);
         QCoreApplication::processEvents();
-        session.setPollingEnabled(shown);
-        QCoreApplication::processEvents();
-        const std::size_t startUp = cloud.requests.size();
+        const std::size_t startUp = s.cloud.requests.size();
         for (int i = 0; i < 10 * 60 * 2; ++i) {
-            clock.advance(std::chrono::milliseconds(500));
+            s.clock.advance(std::chrono::milliseconds(500));
             QCoreApplication::processEvents();
         }
         state.counters["startup_requests"] = double(startUp);
-        state.counters["requests_per_minute"] = double(cloud.requests.size() - startUp) / 10.0;
+        state.counters["requests_per_minute"] = double(s.cloud.requests.size() - startUp) / 10.0;
     }
 }
 BENCHMARK(CloudRequestsPerMinute)->Arg(1)->Arg(0)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

@@ -7,22 +7,8 @@
 VELOTTE_FUZZ_TARGET(cloudjson)
 {
     using namespace velotte;
-    auto attempt = [&](auto decode) {
-        try {
-            decode(data);
-        } catch (const DecodeError &) {
-        }
-    };
-    attempt(Decode::households);
-    attempt(Decode::groups);
-    attempt(Decode::favorites);
-    attempt(Decode::playlists);
-    attempt(Decode::playbackStatus);
-    attempt(Decode::playbackMetadata);
-    attempt(Decode::volume);
-    attempt(Decode::token);
-    attempt(Decode::groupMove);
-    attempt(Decode::favoriteArray);
+    fuzz::each<DecodeError>(data, Decode::households, Decode::groups, Decode::favorites, Decode::playlists, Decode::playbackStatus,
+                            Decode::playbackMetadata, Decode::volume, Decode::token, Decode::groupMove, Decode::favoriteArray);
     SonosClient::relocated(404, data);
     SonosClient::relocated(410, data);
     StoredToken::decode(data);

@@ -7,17 +7,7 @@
 VELOTTE_FUZZ_TARGET(notes_records)
 {
     using namespace velotte;
-    auto attempt = [&](auto decode) {
-        try {
-            decode(data);
-        } catch (const DecodeError &) {
-        }
-    };
-    attempt(decodeLyricHits);
-    attempt(NetEaseSearch::decode);
-    attempt(NetEaseLyric::decode);
-    attempt(KugouSearch::decode);
-    attempt(KugouLyric::decode);
-    attempt(ItunesSearch::decode);
+    fuzz::each<DecodeError>(data, decodeLyricHits, NetEaseSearch::decode, NetEaseLyric::decode, KugouSearch::decode, KugouLyric::decode,
+                            ItunesSearch::decode);
     ITunesCatalog::items(data);
 }

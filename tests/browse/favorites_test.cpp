@@ -29,16 +29,6 @@ TEST_F(Browse, EveryQueryWordMustMatchNameDescriptionOrService)
     EXPECT_EQ(visible(QStringLiteral("xylophone")), QStringList());
 }
 
-TEST_F(Browse, CaseAccentsWidthAndScriptNeverHideAMatch)
-{
-    for (const char *query : {"CAFE", "café", "ｃａｆé", "Cafe DEL mar", "cafe-del-mar"})
-        EXPECT_EQ(visible(QString::fromUtf8(query)), QStringList{QStringLiteral("f2")}) << query;
-    // Simplified characters find a favorite saved in Traditional ones.
-    EXPECT_EQ(visible(QString::fromUtf8("周杰伦")), QStringList{QStringLiteral("f7")});
-    EXPECT_EQ(visible(QString::fromUtf8("杰伦")), QStringList{QStringLiteral("f7")});
-    EXPECT_EQ(visible(QString::fromUtf8("精选")), QStringList{QStringLiteral("f7")});
-}
-
 TEST_F(Browse, BetterMatchesComeFirstThenTheSpeakersOrder)
 {
     favorites = {favorite(QStringLiteral("a"), QStringLiteral("Jazz Classics"), QStringLiteral("Playlist")),

@@ -129,11 +129,22 @@ TEST_F(Recommending, AFailedOrEmptyModelAnswerFallsBack)
         EXPECT_EQ(model.recommendationDetail(), SonosBrowseModel::unavailableSentence());
         EXPECT_FALSE(model.recommendations().isEmpty());
     }
-    // An artist nobody saved gives nothing and says so, without asking the model.
+    // So does a completion that never comes.
+    transport.setHandler([](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.url.path().endsWith(QLatin1String("/models")))
+            co_return reply(200, modelList());
+        throw TransportError(TransportError::Kind::Timeout, QStringLiteral("no answer"));
+    });
+    await(model.recommend(QStringLiteral("calm"), favorites));
+    EXPECT_EQ(model.recommendationDetail(), SonosBrowseModel::unavailableSentence());
+    // An artist nobody saved, or no favorites at all, give nothing and say
+    // so without asking the model.
     const size_t asked = transport.requests.size();
     await(model.recommend(QStringLiteral("recommend music by Taylor Swift"), favorites));
     EXPECT_TRUE(model.recommendations().isEmpty());
     EXPECT_EQ(model.recommendationDetail(), QStringLiteral("No favorites match \"Taylor Swift\"."));
+    await(model.recommend(QStringLiteral("calm"), {}));
+    EXPECT_EQ(model.recommendationDetail(), QStringLiteral("There are no favorites to suggest from."));
     EXPECT_EQ(transport.requests.size(), asked);
 }
 

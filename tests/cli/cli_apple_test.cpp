@@ -3,42 +3,29 @@
 #include "clirunner.h"
 
 #include "services/fakeitunes.h"
-#include "services/fakespeakers.h"
 
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSettings>
 
 #include <csignal>
 
 using namespace velotte;
 using namespace velotte::test;
-using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-struct CliApple : ::testing::Test {
-    QTemporaryDir home;
-    fake::FakeSpeakers speakers{u"127.0.46.11"_s, 5};
+struct CliApple : SpeakerCli<46> {
     fake::FakeItunes itunes;
 
     void SetUp() override
     {
-        if (!speakers.start())
-            GTEST_SKIP() << "cannot bind port 1400 on 127.0.46.x (needs root)";
+        SpeakerCli::SetUp();
         ASSERT_TRUE(itunes.listen());
-        QDir().mkpath(home.filePath(u"config/velotte"_s));
-        QSettings config(home.filePath(u"config/velotte/velotte.conf"_s), QSettings::IniFormat);
-        config.setValue(u"services/itunes"_s, itunes.baseUrl().toString());
+        setService(u"itunes"_s, itunes.baseUrl());
     }
-    QStringList with(QStringList args) const
-    {
-        return QStringList{u"--speakers"_s, speakers.visibleHosts().join(u','), u"--room"_s, u"Kitchen"_s} + args;
-    }
-    CliResult ctl(const QStringList &args) { return runCli(with(args), home); }
-    fake::FakeSpeakers::Speaker &kitchen() { return speakers.speakers[2]; }
+    QStringList in(const QStringList &args) const { return QStringList{u"--speakers"_s, speakers.visibleHosts().join(u','), u"--room"_s, u"Kitchen"_s} + args; }
+    CliResult apple(const QStringList &args) { return runCli(in(QStringList{u"apple"_s} + args), home); }
     QStringList titles()
     {
         QStringList out;
@@ -57,41 +44,25 @@ struct CliApple : ::testing::Test {
 
 } // namespace
 
-TEST_F(CliApple, SearchListsSongsAndAlbumsWithTheirIds)
+TEST_F(CliApple, SearchAndPlayByID)
 {
-    const auto found = ctl({u"apple"_s, u"search"_s, u"Debussy"_s, u"Clair"_s});
+    const auto found = apple({u"search"_s, u"Debussy"_s, u"Clair"_s});
     ASSERT_EQ(found.exit, 0) << found.err.toStdString();
     EXPECT_TRUE(found.out.contains(u"1440880315"_s)) << found.out.toStdString();
     EXPECT_TRUE(found.out.contains(u"Clair de lune  · Claude Debussy"_s));
-
-    const auto json = ctl({u"--json"_s, u"apple"_s, u"search"_s, u"Satie"_s});
-    const QJsonArray items = QJsonDocument::fromJson(json.out.toUtf8()).array();
+    const QJsonArray items = QJsonDocument::fromJson(apple({u"--json"_s, u"search"_s, u"Satie"_s}).out.toUtf8()).array();
     ASSERT_EQ(items.size(), 4); // three songs, then the album
-    EXPECT_EQ(items[0].toObject().value(u"kind"_s).toString(), u"song"_s);
-    EXPECT_EQ(items[3].toObject().value(u"kind"_s).toString(), u"album"_s);
-    EXPECT_EQ(items[3].toObject().value(u"id"_s).toString(), u"1512345600"_s);
+    EXPECT_EQ(items[0][u"kind"_s].toString(), u"song"_s);
+    EXPECT_EQ(items[3][u"kind"_s].toString(), u"album"_s);
+    EXPECT_EQ(items[3][u"id"_s].toString(), u"1512345600"_s);
+    EXPECT_TRUE(apple({u"search"_s, u"zzzz"_s}).out.contains(u"Nothing in the Apple Music catalog matches"_s));
 
-    const auto none = ctl({u"apple"_s, u"search"_s, u"zzzz"_s});
-    EXPECT_EQ(none.exit, 0);
-    EXPECT_TRUE(none.out.contains(u"Nothing in the Apple Music catalog matches"_s));
-}
-
-TEST_F(CliApple, PlayByIdReplacesOrAppends)
-{
-    auto r = ctl({u"apple"_s, u"play"_s, u"1440880315"_s});
-    ASSERT_EQ(r.exit, 0) << r.err.toStdString();
+    ASSERT_EQ(apple({u"play"_s, u"1440880315"_s}).exit, 0);
     EXPECT_EQ(titles(), QStringList{u"Clair de lune"_s});
-    EXPECT_EQ(kitchen().state, u"PLAYING"_s);
-
-    r = ctl({u"apple"_s, u"play"_s, u"1603550701"_s, u"1603550702"_s, u"--append"_s});
-    ASSERT_EQ(r.exit, 0) << r.err.toStdString();
+    const auto appended = apple({u"play"_s, u"1603550701"_s, u"1603550702"_s, u"--append"_s});
     EXPECT_EQ(titles(), (QStringList{u"Clair de lune"_s, u"Salt & Pepper"_s, u"Olive Oil Blues"_s}));
-    EXPECT_TRUE(r.out.contains(u"Added to the Sonos queue in Kitchen"_s)) << r.out.toStdString();
-
-    // A radio stream takes no shuffle (712): the play mode waits for the queue.
-    kitchen().streamURI = u"x-sonosapi-stream:s17553?sid=254&flags=8224&sn=0"_s;
-    r = ctl({u"apple"_s, u"play"_s, u"1512345600"_s, u"--shuffle"_s}); // an album is one container entry
-    ASSERT_EQ(r.exit, 0) << r.err.toStdString();
+    EXPECT_TRUE(appended.out.contains(u"Added to the Sonos queue in Kitchen"_s)) << appended.out.toStdString();
+    ASSERT_EQ(apple({u"play"_s, u"1512345600"_s, u"--shuffle"_s}).exit, 0); // an album is one container entry
     EXPECT_EQ(titles(), QStringList{u"Gymnopédies"_s});
     EXPECT_EQ(kitchen().playMode, u"SHUFFLE_NOREPEAT"_s);
 }
@@ -99,34 +70,34 @@ TEST_F(CliApple, PlayByIdReplacesOrAppends)
 TEST_F(CliApple, ArtistQueueAndItsSentences)
 {
     addBigArtist(40);
-    auto r = ctl({u"apple"_s, u"artist"_s, u"The"_s, u"Long"_s, u"Players"_s});
+    auto r = apple({u"artist"_s, u"The"_s, u"Long"_s, u"Players"_s});
     ASSERT_EQ(r.exit, 0) << r.err.toStdString();
     EXPECT_EQ(kitchen().queue.size(), 40);
-    EXPECT_EQ(kitchen().queue.first().title, u"Movement 1"_s);
     EXPECT_TRUE(r.out.contains(u"Adding songs · 17 of 40"_s)) << r.out.toStdString();
     EXPECT_TRUE(r.out.contains(u"Queued 40 songs by The Long Players."_s));
 
-    r = ctl({u"apple"_s, u"artist"_s, u"Nobody At All"_s});
-    EXPECT_EQ(r.exit, 1);
-    EXPECT_EQ(r.err.trimmed(), u"No playable songs are available for this artist."_s);
-
-    ASSERT_TRUE(speakers.inject(kitchen().host + u"=upnp:AddMultipleURIsToQueue:714"_s));
-    r = ctl({u"apple"_s, u"play"_s, u"1440880315"_s});
-    EXPECT_EQ(r.exit, 1);
-    EXPECT_EQ(r.err.trimmed(), u"Sonos couldn’t load this Apple Music item (714). Check that Apple Music is connected in the Sonos app and the item is "
-                               "available in your account."_s);
-
-    r = ctl({u"apple"_s, u"play"_s, u"42"_s});
-    EXPECT_EQ(r.exit, 1);
-    EXPECT_EQ(r.err.trimmed(), u"The Apple Music catalog has no item 42."_s);
-
-    itunes.failStatus = 503;
-    r = ctl({u"apple"_s, u"search"_s, u"Satie"_s});
-    EXPECT_EQ(r.exit, 1);
-    EXPECT_EQ(r.err.trimmed(), u"The Apple Music catalog could not be reached. Check your internet connection."_s);
-
-    EXPECT_EQ(ctl({u"apple"_s, u"play"_s, u"1"_s, u"--shuffle"_s, u"--append"_s}).exit, 2);
-    EXPECT_EQ(ctl({u"apple"_s, u"sing"_s}).exit, 2);
+    struct Case {
+        std::function<void()> arrange;
+        QStringList args;
+        int exit;
+        QString said;
+    };
+    const std::vector<Case> cases{
+        {[] {}, {u"artist"_s, u"Nobody At All"_s}, 1, u"No playable songs are available for this artist."_s},
+        {[] {}, {u"play"_s, u"42"_s}, 1, u"The Apple Music catalog has no item 42."_s},
+        {[&] { ASSERT_TRUE(speakers.inject(kitchen().host + u"=upnp:AddMultipleURIsToQueue:714"_s)); }, {u"play"_s, u"1440880315"_s}, 1,
+         u"Sonos couldn’t load this Apple Music item (714). Check that Apple Music is connected in the Sonos app and the item is available in your account."_s},
+        {[&] { itunes.failStatus = 503; }, {u"search"_s, u"Satie"_s}, 1, u"The Apple Music catalog could not be reached. Check your internet connection."_s},
+        {[] {}, {u"play"_s, u"1"_s, u"--shuffle"_s, u"--append"_s}, 2, {}},
+        {[] {}, {u"sing"_s}, 2, {}},
+    };
+    for (const Case &c : cases) {
+        c.arrange();
+        r = apple(c.args);
+        EXPECT_EQ(r.exit, c.exit) << c.args.join(u' ').toStdString();
+        if (!c.said.isEmpty())
+            EXPECT_EQ(r.err.trimmed(), c.said);
+    }
 }
 
 TEST_F(CliApple, InterruptStopsAddingAndKeepsWhatWasQueued)
@@ -135,23 +106,16 @@ TEST_F(CliApple, InterruptStopsAddingAndKeepsWhatWasQueued)
     ASSERT_TRUE(speakers.inject(kitchen().host + u"=latency:150"_s));
     QProcess p;
     prepare(p, home);
-    p.start(QStringLiteral(VELOTTECTL), with({u"apple"_s, u"artist"_s, u"The Long Players"_s}));
+    const QStringList args = in({u"apple"_s, u"artist"_s, u"The Long Players"_s});
+    p.start(QStringLiteral(VELOTTECTL), args);
     QString out;
-    QElapsedTimer t;
-    t.start();
-    while (!out.contains(u"Adding songs · 17 of 60"_s) && t.elapsed() < 20000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
-        out += QString::fromUtf8(p.readAllStandardOutput());
-    }
-    ASSERT_TRUE(out.contains(u"Adding songs · 17 of 60"_s)) << out.toStdString();
+    ASSERT_TRUE(spinUntil([&] { return (out += QString::fromUtf8(p.readAllStandardOutput())).contains(u"Adding songs · 17 of 60"_s); }, 20000))
+        << out.toStdString();
     ::kill(pid_t(p.processId()), SIGINT);
-    while (p.state() != QProcess::NotRunning && t.elapsed() < 20000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
-    out += QString::fromUtf8(p.readAllStandardOutput());
-    EXPECT_EQ(p.exitCode(), 0);
-    const qsizetype queued = kitchen().queue.size();
-    EXPECT_GE(queued, 17);
-    EXPECT_LT(queued, 60);
-    EXPECT_TRUE(out.contains(u" songs queued before loading stopped."_s)) << out.toStdString();
+    const CliResult r = finish(p, args, 20000);
+    EXPECT_EQ(r.exit, 0);
+    EXPECT_GE(kitchen().queue.size(), 17);
+    EXPECT_LT(kitchen().queue.size(), 60);
+    EXPECT_TRUE(r.out.contains(u" songs queued before loading stopped."_s)) << r.out.toStdString();
     EXPECT_EQ(kitchen().state, u"PLAYING"_s); // what was queued keeps playing
 }

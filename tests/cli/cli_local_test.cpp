@@ -1,188 +1,107 @@
+// What velottectl itself adds on the speakers: its words, its output, its
+// exit status. What the commands do to a room is the session's, tested there.
 #include "clirunner.h"
 
-#include "services/fakespeakers.h"
-
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QDir>
-#include <QFile>
 #include <QSet>
-#include <QSettings>
 
 using namespace velotte;
 using namespace velotte::test;
 
 namespace {
-// Each test binary takes its own loopback block, so parallel tests never meet.
-struct CliLocal : ::testing::Test {
-    QTemporaryDir home;
-    fake::FakeSpeakers speakers{QStringLiteral("127.0.42.11"), 5};
-
-    void SetUp() override
-    {
-        if (!speakers.start())
-            GTEST_SKIP() << "cannot bind port 1400 on 127.0.42.x (needs root)";
-    }
-    CliResult ctl(QStringList args)
-    {
-        args.prepend(speakers.visibleHosts().join(QLatin1Char(',')));
-        args.prepend(QStringLiteral("--speakers"));
-        return runCli(args, home);
-    }
-    fake::FakeSpeakers::Speaker &living() { return speakers.speakers[0]; }
-    fake::FakeSpeakers::Speaker &kitchen() { return speakers.speakers[2]; }
-};
+struct CliLocal : SpeakerCli<42> {};
 } // namespace
 
-TEST_F(CliLocal, RoomsAndStatusFromTheSpeakers)
+TEST_F(CliLocal, RoomsAndStatus)
 {
-    const auto rooms = ctl({QStringLiteral("rooms"), QStringLiteral("--json")});
+    const auto rooms = ctl({u"rooms"_s, u"--json"_s});
     ASSERT_EQ(rooms.exit, 0) << rooms.err.toStdString();
     const QJsonArray groups = QJsonDocument::fromJson(rooms.out.toUtf8()).array();
     ASSERT_EQ(groups.size(), 4); // the stereo partner is not a room of its own
     const QJsonObject first = groups[0].toObject();
-    EXPECT_EQ(first.value(QStringLiteral("name")).toString(), QStringLiteral("Living Room"));
-    EXPECT_EQ(first.value(QStringLiteral("players")).toArray().size(), 1);
-    EXPECT_EQ(first.value(QStringLiteral("players")).toArray()[0].toObject().value(QStringLiteral("host")).toString(), QStringLiteral("127.0.42.11"));
+    EXPECT_EQ(first[u"name"_s].toString(), u"Living Room"_s);
+    EXPECT_EQ(first[u"players"_s][0][u"host"_s].toString(), u"127.0.42.11"_s);
     // The rooms the shell's completion offers, without asking the network.
-    QFile cache(home.filePath(QStringLiteral("cache/velotte/rooms")));
+    QFile cache(home.filePath(u"cache/velotte/rooms"_s));
     ASSERT_TRUE(cache.open(QIODevice::ReadOnly));
-    const QStringList cached = QString::fromUtf8(cache.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    EXPECT_TRUE(cached.contains(QStringLiteral("Living Room"))) << cached.join(QLatin1Char('|')).toStdString();
+    const QStringList cached = QString::fromUtf8(cache.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    EXPECT_TRUE(cached.contains(u"Living Room"_s)) << cached.join(u'|').toStdString();
     EXPECT_EQ(cached.size(), QSet<QString>(cached.begin(), cached.end()).size()); // a stereo pair is one room
 
-    const auto status = ctl({QStringLiteral("status"), QStringLiteral("--json")});
-    const QJsonObject s = QJsonDocument::fromJson(status.out.toUtf8()).object();
-    EXPECT_EQ(s.value(QStringLiteral("title")).toString(), QStringLiteral("Clair de lune"));
-    EXPECT_TRUE(s.value(QStringLiteral("playing")).toBool());
-    EXPECT_EQ(s.value(QStringLiteral("durationMillis")).toInteger(), 300000);
-    EXPECT_GE(s.value(QStringLiteral("positionMillis")).toInteger(), 42000);
-}
-
-TEST_F(CliLocal, TransportCommandsChangeTheSpeaker)
-{
-    EXPECT_EQ(ctl({QStringLiteral("pause")}).exit, 0);
-    EXPECT_EQ(living().state, QStringLiteral("PAUSED_PLAYBACK"));
-    EXPECT_EQ(ctl({QStringLiteral("play")}).exit, 0);
-    EXPECT_EQ(living().state, QStringLiteral("PLAYING"));
-    EXPECT_EQ(ctl({QStringLiteral("toggle")}).exit, 0);
-    EXPECT_EQ(living().state, QStringLiteral("PAUSED_PLAYBACK"));
-    EXPECT_EQ(ctl({QStringLiteral("next")}).exit, 0);
-    EXPECT_EQ(living().track, 1);
-    const auto status = ctl({QStringLiteral("status")});
-    EXPECT_TRUE(status.out.contains(QStringLiteral("Salt & Pepper — The Condiments"))) << status.out.toStdString();
-    EXPECT_EQ(ctl({QStringLiteral("seek"), QStringLiteral("1:30")}).exit, 0);
-    EXPECT_EQ(living().position, 90000);
-    EXPECT_EQ(ctl({QStringLiteral("seek"), QStringLiteral("50%")}).exit, 0);
-    EXPECT_EQ(living().position, 100000); // half of 3:21, to the second
-    EXPECT_EQ(ctl({QStringLiteral("previous")}).exit, 0); // past 3 s: back to the start
-    EXPECT_EQ(living().position, 0);
-    EXPECT_EQ(living().track, 1);
-    EXPECT_EQ(ctl({QStringLiteral("previous")}).exit, 0);
-    EXPECT_EQ(living().track, 0);
-    living().queue[0].duration = 2 * 3600 * 1000; // an hour-long position: hours, and minutes that wrap
-    EXPECT_EQ(ctl({QStringLiteral("seek"), QStringLiteral("1:02:05")}).exit, 0);
-    EXPECT_TRUE(ctl({QStringLiteral("status")}).out.contains(QStringLiteral("1:02:05 / 2:00:00")));
-    EXPECT_EQ(ctl({QStringLiteral("shuffle"), QStringLiteral("on")}).exit, 0);
-    EXPECT_EQ(living().playMode, QStringLiteral("SHUFFLE_NOREPEAT"));
-    EXPECT_EQ(ctl({QStringLiteral("--room"), QStringLiteral("kitchen"), QStringLiteral("play")}).exit, 0);
-    EXPECT_EQ(kitchen().state, QStringLiteral("PLAYING"));
-}
-
-TEST_F(CliLocal, SoundCommands)
-{
-    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("35")}).exit, 0);
-    EXPECT_EQ(living().volume, 35);
-    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("+5")}).exit, 0);
-    EXPECT_EQ(living().volume, 40);
-    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("150")}).exit, 0);
-    EXPECT_EQ(living().volume, 100);
-    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("-15")}).exit, 0);
-    EXPECT_EQ(living().volume, 85);
-    EXPECT_EQ(ctl({QStringLiteral("mute"), QStringLiteral("on")}).exit, 0);
-    EXPECT_TRUE(living().muted);
-    EXPECT_EQ(ctl({QStringLiteral("bass"), QStringLiteral("4")}).exit, 0);
-    EXPECT_EQ(living().bass, 4);
-    EXPECT_TRUE(ctl({QStringLiteral("bass")}).out.contains(QStringLiteral("bass 4")));
-    EXPECT_EQ(ctl({QStringLiteral("volume"), QStringLiteral("--player"), QStringLiteral("Kitchen"), QStringLiteral("9")}).exit, 0);
-    EXPECT_EQ(kitchen().volume, 9);
-}
-
-TEST_F(CliLocal, GroupingChangesTheTopology)
-{
-    const auto joined = ctl({QStringLiteral("group"), QStringLiteral("Living Room"), QStringLiteral("Kitchen"), QStringLiteral("Bedroom")});
-    ASSERT_EQ(joined.exit, 0) << joined.err.toStdString();
-    EXPECT_EQ(kitchen().follows, living().id);
-    EXPECT_EQ(speakers.speakers[3].follows, living().id);
-    EXPECT_EQ(ctl({QStringLiteral("ungroup"), QStringLiteral("Kitchen")}).exit, 0);
-    EXPECT_EQ(kitchen().follows, kitchen().id);
-    // The coordinator leaving hands the group over first.
-    const auto handed = ctl({QStringLiteral("group"), QStringLiteral("Bedroom")});
-    ASSERT_EQ(handed.exit, 0) << handed.err.toStdString();
-    EXPECT_EQ(speakers.speakers[3].follows, speakers.speakers[3].id);
-    EXPECT_EQ(living().follows, living().id);
-}
-
-TEST_F(CliLocal, FaultsGiveTheSentences)
-{
-    living().upnpErrors.insert(QStringLiteral("Pause"), 701);
-    const auto refused = ctl({QStringLiteral("pause")});
-    EXPECT_EQ(refused.exit, 1);
-    // A fault is an answer: the action's sentence with the code, not "did not answer".
-    EXPECT_EQ(refused.err.trimmed(), QStringLiteral("Could not pause in Living Room. What is playing now does not allow that (701)."));
-    living().upnpErrors.insert(QStringLiteral("Next"), 701);
-    EXPECT_EQ(ctl({QStringLiteral("next")}).err.trimmed(), QStringLiteral("Could not play the next song in Living Room. What is playing now does not allow that (701)."));
-    living().upnpErrors.clear();
-
-    // Local control switched off answers 403 to everything: said plainly.
+    // An hour-long position: hours, and minutes that wrap.
+    living().queue[0].duration = 2 * 3600 * 1000;
+    EXPECT_EQ(ctl({u"seek"_s, u"1:02:05"_s}).exit, 0);
+    const auto status = ctl({u"status"_s});
+    EXPECT_TRUE(status.out.contains(u"1:02:05 / 2:00:00"_s)) << status.out.toStdString();
+    // A room that cannot be read fails the command, for scripts to see.
     living().forbidden = true;
-    const auto status = ctl({QStringLiteral("status")});
-    EXPECT_EQ(status.exit, 1);
-    EXPECT_TRUE(status.out.contains(QStringLiteral("This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer.")))
-        << status.out.toStdString() << status.err.toStdString();
-    for (const QString &command : {QStringLiteral("play"), QStringLiteral("next"), QStringLiteral("bass")}) {
-        const auto r = ctl({command});
-        EXPECT_EQ(r.exit, 1) << command.toStdString();
-        EXPECT_TRUE(r.err.contains(QStringLiteral("This speaker has local control switched off."))) << command.toStdString() << r.err.toStdString();
-    }
-    for (auto &s : speakers.speakers)
-        s.forbidden = true;
-    const auto rooms = ctl({QStringLiteral("rooms")});
-    EXPECT_EQ(rooms.exit, 1);
-    EXPECT_TRUE((rooms.out + rooms.err)
-                    .contains(QStringLiteral("Your Sonos speakers have local control switched off. Switch it on in the Sonos app, or sign in to Sonos to use them through your account.")))
-        << rooms.err.toStdString();
-    for (auto &s : speakers.speakers)
-        s.forbidden = false;
-
-    living().forbidden = false;
-    living().latencyMs = 6000; // longer than the 4-second time-out
-    const auto slow = ctl({QStringLiteral("next")});
-    EXPECT_EQ(slow.exit, 1);
+    const auto refused = ctl({u"status"_s});
+    EXPECT_EQ(refused.exit, 1);
+    EXPECT_TRUE(refused.out.contains(u"This speaker has local control switched off."_s)) << refused.out.toStdString();
 }
 
-TEST_F(CliLocal, RoomsWithNothingToSeekOrSing)
+TEST_F(CliLocal, TheWordsOfEachCommand)
 {
+    struct Case {
+        QStringList args;
+        std::function<bool()> done;
+    };
+    const std::vector<Case> cases{
+        {{u"pause"_s}, [&] { return living().state == u"PAUSED_PLAYBACK"_s; }},
+        {{u"play"_s}, [&] { return living().state == u"PLAYING"_s; }},
+        {{u"toggle"_s}, [&] { return living().state == u"PAUSED_PLAYBACK"_s; }},
+        {{u"next"_s}, [&] { return living().track == 1; }},
+        {{u"seek"_s, u"1:30"_s}, [&] { return living().position == 90000; }},
+        {{u"seek"_s, u"50%"_s}, [&] { return living().position == 100000; }}, // half of 3:21, to the second
+        {{u"previous"_s}, [&] { return living().position == 0 && living().track == 1; }}, // past 3 s: the start again
+        {{u"shuffle"_s, u"on"_s}, [&] { return living().playMode == u"SHUFFLE_NOREPEAT"_s; }},
+        {{u"volume"_s, u"35"_s}, [&] { return living().volume == 35; }},
+        {{u"volume"_s, u"+5"_s}, [&] { return living().volume == 40; }},
+        {{u"volume"_s, u"150"_s}, [&] { return living().volume == 100; }},
+        {{u"volume"_s, u"-15"_s}, [&] { return living().volume == 85; }},
+        {{u"mute"_s, u"on"_s}, [&] { return living().muted; }},
+        {{u"bass"_s, u"4"_s}, [&] { return living().bass == 4; }},
+        {{u"volume"_s, u"--player"_s, u"Kitchen"_s, u"9"_s}, [&] { return kitchen().volume == 9; }},
+        {{u"--room"_s, u"kitchen"_s, u"play"_s}, [&] { return kitchen().state == u"PLAYING"_s; }},
+        {{u"group"_s, u"Living Room"_s, u"Kitchen"_s, u"Bedroom"_s}, [&] { return kitchen().follows == living().id && bedroom().follows == living().id; }},
+        {{u"ungroup"_s, u"Kitchen"_s}, [&] { return kitchen().follows == kitchen().id; }},
+    };
+    for (const Case &c : cases) {
+        const auto r = ctl(c.args);
+        EXPECT_EQ(r.exit, 0) << c.args.join(u' ').toStdString() << ": " << r.err.toStdString();
+        EXPECT_TRUE(c.done()) << c.args.join(u' ').toStdString();
+    }
+    EXPECT_TRUE(ctl({u"bass"_s}).out.contains(u"bass 4"_s));
+}
+
+TEST_F(CliLocal, FailuresAndRoomsWithNothingToDo)
+{
+    living().upnpErrors.insert(u"Pause"_s, 701);
+    const auto refused = ctl({u"pause"_s});
+    EXPECT_EQ(refused.exit, 1);
+    EXPECT_EQ(refused.err.trimmed(), u"Could not pause in Living Room. What is playing now does not allow that (701)."_s);
+
     // A TV input has no length and no song.
-    kitchen().streamURI = QStringLiteral("x-sonos-htastream:RINCON_347E5C0D000401400:spdif");
-    const auto seek = ctl({QStringLiteral("--room"), QStringLiteral("Kitchen"), QStringLiteral("seek"), QStringLiteral("1:00")});
+    kitchen().streamURI = u"x-sonos-htastream:RINCON_347E5C0D000401400:spdif"_s;
+    const auto seek = ctl({u"--room"_s, u"Kitchen"_s, u"seek"_s, u"1:00"_s});
     EXPECT_EQ(seek.exit, 1);
-    EXPECT_EQ(seek.err.trimmed(), QStringLiteral("This source has no length to seek in."));
+    EXPECT_EQ(seek.err.trimmed(), u"This source has no length to seek in."_s);
     kitchen().streamURI.clear();
     kitchen().queue.clear();
-    const auto lyrics = ctl({QStringLiteral("--room"), QStringLiteral("Kitchen"), QStringLiteral("lyrics")});
-    EXPECT_EQ(lyrics.out.trimmed(), QStringLiteral("Nothing is playing in Kitchen.")) << lyrics.err.toStdString();
-    const auto following = ctl({QStringLiteral("--room"), QStringLiteral("Kitchen"), QStringLiteral("lyrics"), QStringLiteral("--follow"),
-                                QStringLiteral("--seconds"), QStringLiteral("1")});
-    EXPECT_EQ(following.out.trimmed(), QStringLiteral("Nothing is playing.")) << following.err.toStdString();
+    EXPECT_EQ(ctl({u"--room"_s, u"Kitchen"_s, u"lyrics"_s}).out.trimmed(), u"Nothing is playing in Kitchen."_s);
+    EXPECT_EQ(ctl({u"--room"_s, u"Kitchen"_s, u"lyrics"_s, u"--follow"_s, u"--seconds"_s, u"1"_s}).out.trimmed(), u"Nothing is playing."_s);
     // Rooms found on the network have no Sonos favorites.
-    const auto favorites = ctl({QStringLiteral("favorites")});
-    EXPECT_TRUE((favorites.out + favorites.err).contains(QStringLiteral("There are no favorites in this household."))) << favorites.out.toStdString() << favorites.err.toStdString();
-    QDir().mkpath(home.filePath(QStringLiteral("config/velotte")));
-    QSettings config(home.filePath(QStringLiteral("config/velotte/velotte.conf")), QSettings::IniFormat);
-    config.setValue(QStringLiteral("services/model"), QStringLiteral("http://127.0.0.1:9"));
-    config.sync();
-    const auto suggest = ctl({QStringLiteral("suggest"), QStringLiteral("something calm")});
-    EXPECT_TRUE((suggest.out + suggest.err).contains(QStringLiteral("There are no favorites to suggest from."))) << suggest.out.toStdString() << suggest.err.toStdString();
+    const auto favorites = ctl({u"favorites"_s});
+    EXPECT_TRUE((favorites.out + favorites.err).contains(u"There are no favorites in this household."_s)) << favorites.out.toStdString();
+
+    for (auto &s : speakers.speakers)
+        s.forbidden = true;
+    const auto rooms = ctl({u"rooms"_s});
+    EXPECT_EQ(rooms.exit, 1);
+    EXPECT_TRUE((rooms.out + rooms.err)
+                    .contains(u"Your Sonos speakers have local control switched off. Switch it on in the Sonos app, or sign in to Sonos to use them through your account."_s))
+        << rooms.err.toStdString();
 }

@@ -5,12 +5,10 @@ velotte_test(test_cloud_records
 
 velotte_test(test_cloud_client
   SOURCES ${CMAKE_CURRENT_LIST_DIR}/client_test.cpp ${CMAKE_CURRENT_LIST_DIR}/fakes.h
-  LIBS velotte_cloud
+  LIBS velotte_cloud velotte_fakes
   LABELS unit)
 
-if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/wire_test.cpp)
 velotte_test(test_cloud_wire
   SOURCES ${CMAKE_CURRENT_LIST_DIR}/wire_test.cpp ${CMAKE_CURRENT_LIST_DIR}/fakes.h
   LIBS velotte_cloud velotte_fakes
   LABELS integration)
-endif()

@@ -3,6 +3,8 @@
 #include "cloud/httpdate.h"
 #include "cloud/sonosclient.h"
 #include "core/wakeup.h"
+#include "services/fakecloud.h"
+#include "session/directtransport.h"
 #include "testkit/testkit.h"
 
 #include <QJsonDocument>
@@ -44,12 +46,8 @@ struct Client : ::testing::Test {
     QString path(size_t i) const { return transport.requests.at(i).url.toString(QUrl::FullyEncoded); }
     int sonosStatus(QCoro::Task<void> task)
     {
-        try {
-            test::await(std::move(task));
-        } catch (const SonosError &e) {
-            return e.kind() == SonosError::Kind::rateLimited ? -429 : e.status();
-        }
-        return 0;
+        const auto e = test::failure<SonosError>(std::move(task));
+        return !e ? 0 : e->kind() == SonosError::Kind::rateLimited ? -429 : e->status();
     }
 };
 
@@ -57,36 +55,81 @@ const QString root = QStringLiteral("https://api.example.test/control/api/v1/");
 
 } // namespace
 
-TEST_F(Client, BuildsRequestsWithHeadersTimeOutsAndBodies)
+namespace {
+// The client against the fake cloud's own routes, without a socket: each
+// read and command reaches its route, with its body, and the household follows.
+struct AgainstTheCloud : ::testing::Test {
+    fake::FakeCloud cloud;
+    test::DirectTransport direct{[this](const fake::Request &r) { return cloud.respond(r); }};
+    test::RecordingTransport transport{[this](const HttpRequest &r, CancelToken c) { return direct.send(r, c); }};
+    test::CountingTokens tokens;
+    VirtualClock clock;
+    SonosClient client{config(), tokens, transport, clock};
+    QString living() const { return cloud.groups.front().id; }
+    QJsonObject bodyOf(size_t i) const { return QJsonDocument::fromJson(cloud.requests.at(i).body).object(); }
+};
+} // namespace
+
+TEST_F(AgainstTheCloud, ReadsTheWholeHousehold)
 {
-    test::await(client.playback(QStringLiteral("RINCON_1:2")));
-    test::await(client.setPlaying(QStringLiteral("G"), false));
-    test::await(client.setPlayModes(QStringLiteral("G"), true, std::nullopt, std::nullopt));
-    test::await(client.setPlayModes(QStringLiteral("G"), std::nullopt, std::nullopt, std::nullopt));
-    test::await(client.loadFavorite(QStringLiteral("G"), QStringLiteral("F1"), QStringLiteral("APPEND")));
-    test::await(client.command(QStringLiteral("G"), QStringLiteral("playback/skipToNextTrack")));
+    const auto households = test::await(client.households());
+    ASSERT_EQ(households.size(), 1);
+    const auto groups = test::await(client.groups(households[0].id));
+    EXPECT_EQ(groups.groups.size(), 3);
+    EXPECT_EQ(groups.players[0].localHost(), QStringLiteral("127.0.0.11"));
+    EXPECT_EQ(test::await(client.favorites(households[0].id)).size(), 5);
+    EXPECT_EQ(test::await(client.playlists(households[0].id)).at(0).trackCount, 18);
+    EXPECT_TRUE(test::await(client.playback(living())).isPlaying());
+    EXPECT_EQ(test::await(client.metadata(living())).currentItem->track->artist->name, QStringLiteral("Claude Debussy"));
+    EXPECT_EQ(test::await(client.groupVolume(living())).volume, 25);
+    EXPECT_EQ(test::await(client.playerVolume(cloud.players[3].id)).fixed, true);
+    for (const auto &seen : cloud.requests) {
+        EXPECT_EQ(seen.authorization, "Bearer token-1");
+        EXPECT_EQ(seen.apiKey, "client-id");
+        EXPECT_EQ(seen.contentType, "application/json");
+    }
+    for (const auto &request : transport.requests) {
+        EXPECT_EQ(request.method, "GET");
+        EXPECT_EQ(request.timeout, 12s);
+        EXPECT_TRUE(request.body.isEmpty());
+    }
+}
 
-    const auto &get = transport.requests[0];
-    EXPECT_EQ(get.method, "GET");
-    EXPECT_EQ(path(0), root + QStringLiteral("groups/RINCON_1%3A2/playback"));
-    EXPECT_EQ(get.timeout, 12s);
-    EXPECT_TRUE(get.body.isEmpty());
-    EXPECT_EQ(get.header("Authorization"), "Bearer token-1");
-    EXPECT_EQ(get.header("Content-Type"), "application/json");
-    EXPECT_EQ(get.header("X-Sonos-Api-Key"), "client-id");
+TEST_F(AgainstTheCloud, CommandsArriveWithTheirBodiesAndChangeTheHousehold)
+{
+    const QString g = living();
+    test::await(client.setPlaying(g, false));
+    test::await(client.seek(g, 61000));
+    test::await(client.setPlayModes(g, std::nullopt, true, false));
+    test::await(client.setPlayModes(g, std::nullopt, std::nullopt, std::nullopt));
+    test::await(client.setGroupVolume(g, 40));
+    test::await(client.setMuted(g, true));
+    test::await(client.setPlayerVolume(cloud.players[1].id, 7));
+    test::await(client.loadPlaylist(g, QStringLiteral("SQ:4"), QStringLiteral("APPEND")));
+    test::await(client.loadFavorite(g, QStringLiteral("7"), QStringLiteral("REPLACE")));
+    test::await(client.command(g, QStringLiteral("playback/skipToNextTrack")));
 
-    EXPECT_EQ(path(1), root + QStringLiteral("groups/G/playback/pause"));
-    EXPECT_EQ(transport.requests[1].timeout, 30s);
-    EXPECT_EQ(transport.requests[1].body, "{}");
-    EXPECT_EQ(transport.requests[2].body, R"({"playModes":{"shuffle":true}})");
-    EXPECT_EQ(transport.requests[3].body, R"({"playModes":{}})");
-    EXPECT_EQ(QJsonDocument::fromJson(transport.requests[4].body).object(),
-              QJsonObject({{QStringLiteral("favoriteId"), QStringLiteral("F1")},
-                           {QStringLiteral("action"), QStringLiteral("APPEND")},
-                           {QStringLiteral("playOnCompletion"), false}}));
-    EXPECT_EQ(transport.requests[5].method, "POST");
-    EXPECT_EQ(transport.requests[5].body, "{}");
-    EXPECT_EQ(path(5), root + QStringLiteral("groups/G/playback/skipToNextTrack"));
+    ASSERT_EQ(cloud.requests.size(), 10u);
+    EXPECT_EQ(cloud.requests[0].path, g.section(QLatin1Char(':'), 0, 0).prepend(QStringLiteral("groups/")) + QStringLiteral("%3A1845/playback/pause"));
+    EXPECT_EQ(cloud.requests[0].body, "{}");
+    EXPECT_EQ(bodyOf(1).value(QStringLiteral("positionMillis")).toInteger(), 61000);
+    EXPECT_EQ(cloud.requests[2].body, R"({"playModes":{"repeat":true,"repeatOne":false}})");
+    EXPECT_EQ(cloud.requests[3].body, R"({"playModes":{}})");
+    EXPECT_EQ(bodyOf(7).value(QStringLiteral("playOnCompletion")).toBool(), false);
+    EXPECT_EQ(bodyOf(8), (QJsonObject{{QStringLiteral("favoriteId"), QStringLiteral("7")}, {QStringLiteral("action"), QStringLiteral("REPLACE")},
+                                      {QStringLiteral("playOnCompletion"), true}}));
+    EXPECT_TRUE(cloud.requests[9].path.endsWith(QLatin1String("/playback/skipToNextTrack")));
+    EXPECT_EQ(cloud.requests[9].body, "{}");
+    for (const auto &request : transport.requests) {
+        EXPECT_EQ(request.method, "POST");
+        EXPECT_EQ(request.timeout, 30s);
+    }
+    const auto &group = cloud.groups.front();
+    EXPECT_EQ(group.volume, 40);
+    EXPECT_TRUE(group.muted && group.repeat);
+    EXPECT_EQ(cloud.players[1].volume, 7);
+    EXPECT_EQ(group.queue, QStringList{QStringLiteral("Morning Coffee")});
+    EXPECT_EQ(group.state, QStringLiteral("PLAYBACK_STATE_PLAYING")); // the favorite replaced the queue and plays
 }
 
 TEST_F(Client, ApiKeyHeaderOnlyWithAClientID)
@@ -175,18 +218,12 @@ TEST_F(Client, UnauthorizedRefreshesOnceAndRetries)
     EXPECT_EQ(sonosStatus(client.setPlaying(QStringLiteral("G"), true)), 401);
     EXPECT_EQ(tokens.refreshes, 2);
     EXPECT_EQ(transport.requests.size(), 4u);
-    EXPECT_EQ(SonosError::http(401).sentence(), QStringLiteral("Connect to Sonos again to renew your sign-in."));
 }
 
 TEST_F(Client, MissingSignInFailsBeforeSending)
 {
     tokens.failValid = true;
-    try {
-        test::await(client.households());
-        FAIL();
-    } catch (const SonosError &e) {
-        EXPECT_EQ(e.kind(), SonosError::Kind::authorization);
-    }
+    EXPECT_EQ(test::failure<SonosError>(client.households()).value().kind(), SonosError::Kind::authorization);
     EXPECT_TRUE(transport.requests.empty());
 }
 
@@ -219,8 +256,6 @@ TEST_F(Client, NotFoundWithoutMoveFailsWithItsSentence)
         script = {test::reply(404, body)};
         EXPECT_EQ(sonosStatus(client.setMuted(QStringLiteral("G"), true)), 404);
     }
-    EXPECT_EQ(SonosError::http(410).sentence(),
-              QStringLiteral("This room or saved item is no longer available. Refresh Sonos and select it again."));
     // Player routes are never relocated.
     script = {test::reply(410, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})")};
     EXPECT_EQ(sonosStatus(client.setPlayerVolume(QStringLiteral("P"), 3)), 410);
@@ -267,19 +302,28 @@ TEST_F(Client, CancellationIsCheckedBeforeEveryAttempt)
     EXPECT_EQ(transport.requests.size(), 1u);
 }
 
-TEST_F(Client, FailuresCarryTheirSentences)
+TEST_F(Client, EachRefusalItsSentence)
 {
-    EXPECT_EQ(SonosError::http(403).sentence(),
-              QStringLiteral("Sonos denied this command. Check the account and music-service connection in the Sonos app."));
-    EXPECT_EQ(SonosError::http(429).sentence(),
-              QStringLiteral("Sonos is temporarily limiting cloud requests. Your connection is saved; try again later."));
-    EXPECT_EQ(SonosError::http(503).sentence(),
-              QStringLiteral("The speaker cannot reach the music service. Check its connection in the Sonos app."));
-    EXPECT_EQ(SonosError::http(502).sentence(), QStringLiteral("Sonos rejected the request (502). Try again."));
-    EXPECT_EQ(SonosError::rateLimited({}).sentence(),
-              QStringLiteral("Sonos is temporarily limiting cloud requests. Your connection is saved; updates will resume automatically."));
-    EXPECT_EQ(SonosError::missingCredentials().sentence(), QStringLiteral("Sonos sign-in is not configured in this build."));
+    struct Case {
+        std::vector<HttpResponse> replies;
+        QString sentence;
+    };
+    const std::vector<Case> cases{
+        {{test::reply(401), test::reply(401)}, QStringLiteral("Connect to Sonos again to renew your sign-in.")},
+        {{test::reply(403)}, QStringLiteral("Sonos denied this command. Check the account and music-service connection in the Sonos app.")},
+        {{test::reply(410, R"({"errorCode":"ERROR_RESOURCE_GONE"})")},
+         QStringLiteral("This room or saved item is no longer available. Refresh Sonos and select it again.")},
+        {{test::reply(503)}, QStringLiteral("The speaker cannot reach the music service. Check its connection in the Sonos app.")},
+        {{test::reply(502)}, QStringLiteral("Sonos rejected the request (502). Try again.")},
+        {{test::reply(429, {}, {{"Retry-After", "5"}})},
+         QStringLiteral("Sonos is temporarily limiting cloud requests. Your connection is saved; updates will resume automatically.")},
+    };
+    for (const Case &c : cases) {
+        script = c.replies;
+        EXPECT_EQ(test::failureSentence(client.setMuted(QStringLiteral("G"), true)), c.sentence);
+    }
 
+    clock.advance(10s); // past the rate limit
     script = {test::reply(200, "{\"groups\":[")};
     EXPECT_THROW(test::await(client.groups(QStringLiteral("H"))), DecodeError);
     transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {

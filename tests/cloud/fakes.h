@@ -30,4 +30,11 @@ public:
     }
 };
 
+// A signed-in client's tokens, with nothing to refresh.
+class StaticTokens final : public TokenProvider {
+public:
+    QCoro::Task<QString> validToken() override { co_return QStringLiteral("token"); }
+    QCoro::Task<QString> forceRefresh() override { co_return QStringLiteral("token"); }
+};
+
 } // namespace velotte::test

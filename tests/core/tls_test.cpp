@@ -18,16 +18,14 @@ using namespace velotte;
 // with a self-signed certificate is refused before any byte of the request.
 TEST(Tls, SelfSignedServerIsRefused)
 {
-    if (!QSslSocket::supportsSsl())
-        GTEST_SKIP() << "this Qt has no TLS backend";
+    ASSERT_TRUE(QSslSocket::supportsSsl()) << "this Qt has no TLS backend";
     QTemporaryDir dir;
     const QString key = dir.filePath(QStringLiteral("key.pem")), cert = dir.filePath(QStringLiteral("cert.pem"));
     QProcess openssl;
     openssl.start(QStringLiteral("openssl"), {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("rsa:2048"),
                                               QStringLiteral("-nodes"), QStringLiteral("-keyout"), key, QStringLiteral("-out"), cert,
                                               QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1")});
-    if (!openssl.waitForFinished(30000) || openssl.exitCode() != 0)
-        GTEST_SKIP() << "openssl could not make a test certificate";
+    ASSERT_TRUE(openssl.waitForFinished(30000) && openssl.exitCode() == 0) << "openssl could not make a test certificate";
 
     QFile keyFile(key), certFile(cert);
     ASSERT_TRUE(keyFile.open(QIODevice::ReadOnly) && certFile.open(QIODevice::ReadOnly));
@@ -48,12 +46,6 @@ TEST(Tls, SelfSignedServerIsRefused)
     HttpRequest request;
     request.url = QUrl(QStringLiteral("https://127.0.0.1:%1/control/api/v1/households").arg(server.serverPort()));
     request.setHeader("Authorization", "Bearer must-not-leak");
-    try {
-        test::await(transport.send(request));
-        FAIL() << "a self-signed certificate was accepted";
-    } catch (const TransportError &e) {
-        EXPECT_EQ(e.kind(), TransportError::Kind::Tls) << e.what();
-        EXPECT_EQ(sentenceOf(e), QStringLiteral("A secure connection to the server couldn’t be made."));
-    }
+    EXPECT_EQ(test::failureSentence(transport.send(request)), QStringLiteral("A secure connection to the server couldn’t be made."));
     EXPECT_FALSE(requestRead);
 }

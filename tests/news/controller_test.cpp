@@ -65,7 +65,6 @@ TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
     EXPECT_EQ(rows->data(first, NewsScheduleModel::TimeRole), u"05:59"_s);
     EXPECT_EQ(rows->data(first, NewsScheduleModel::DaysRole), (QVariantList{0, 6}));
     EXPECT_EQ(rows->data(first, NewsScheduleModel::LanguageRole), u"japanese"_s);
-    EXPECT_EQ(rows->roleNames().value(NewsScheduleModel::EnabledRole), QByteArray("enabled"));
     news.reset(u"H9"_s);
     EXPECT_EQ(rows->rowCount(), 0);
 
@@ -164,11 +163,6 @@ TEST_F(Controller, ChangedRejectedAndUnconfirmedSaves)
     EXPECT_FALSE(await(news.save(schedule(rig.living(), 6, 0), rig.port)));
     EXPECT_EQ(news.message(), u"Sonos rejected this alarm. Check for another alarm at the same time, then refresh."_s);
     rig.speakers.alarms.createConflict = 0;
-
-    NewsSchedule loud = schedule(rig.living(), 6, 0);
-    loud.volume = 101;
-    EXPECT_FALSE(await(news.save(loud, rig.port)));
-    EXPECT_EQ(news.message(), invalidText);
 
     // Saved, but the list could not be read again.
     rig.failingActions.insert(u"ListAlarms"_s);
@@ -279,11 +273,6 @@ TEST_F(Controller, PlayNowInAStandaloneRoom)
     EXPECT_EQ(head->url, QUrl(living.streamURI));
     EXPECT_EQ(head->timeout, 240s);
 
-    // The transport actions are the short form with a quoted action.
-    const auto play = std::find_if(rig.transport.requests.begin(), rig.transport.requests.end(),
-                                   [](const HttpRequest &r) { return r.header("SOAPACTION").endsWith("#Play\""); });
-    ASSERT_NE(play, rig.transport.requests.end());
-    EXPECT_TRUE(play->body.contains("<InstanceID>0</InstanceID><Speed>1</Speed>"));
 }
 
 TEST_F(Controller, PlayNowRefusals)
@@ -316,15 +305,11 @@ TEST_F(Controller, PlayNowRefusals)
     EXPECT_TRUE(rig.actions.isEmpty());
     EXPECT_FALSE(rig.lastRequest("GET"));
 
-    rig.failingActions = {u"GetZoneGroupState"_s};
-    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
-    EXPECT_EQ(news.message(), networkText);
-    rig.failingActions = {u"SetVolume"_s};
-    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
-    EXPECT_EQ(news.message(), networkText);
-    rig.failingActions = {u"Play"_s};
-    EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
-    EXPECT_EQ(news.message(), networkText);
+    for (const QString &action : {u"GetZoneGroupState"_s, u"SetVolume"_s, u"Play"_s}) {
+        rig.failingActions = {action};
+        EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port))) << action.toStdString();
+        EXPECT_EQ(news.message(), networkText);
+    }
     rig.failingActions.clear();
     rig.bulletinStatus = 404;
     EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));

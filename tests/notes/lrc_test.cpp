@@ -75,15 +75,3 @@ TEST(Lrc, PlainTextBecomesUntimedLines)
     EXPECT_EQ(lines[2].text, u"Olive oil blues"_s);
     EXPECT_TRUE(untimed(u"\n\n"_s).isEmpty());
 }
-
-TEST(Lrc, SourcesAndCredits)
-{
-    EXPECT_EQ(TrackLyricsSource::netEase(1901371001).link(), QUrl(u"https://music.163.com/song?id=1901371001"_s));
-    EXPECT_EQ(TrackLyricsSource::netEase(1).label(), u"NetEase Cloud Music"_s);
-    EXPECT_EQ(TrackLyricsSource::kugou().label(), u"KuGou Music"_s);
-    EXPECT_EQ(TrackLyricsSource::lrclib().label(), u"LRCLIB"_s);
-    EXPECT_EQ(TrackLyricsSource::lrclib().link(), QUrl(u"https://lrclib.net"_s));
-    EXPECT_EQ(TrackLyricsSource::netEase(1), TrackLyricsSource::netEase(1));
-    EXPECT_NE(TrackLyricsSource::netEase(1), TrackLyricsSource::netEase(2));
-    EXPECT_NE(TrackLyricsSource::kugou(), TrackLyricsSource::lrclib());
-}

@@ -74,6 +74,31 @@ inline void await(QCoro::Task<void> task, int limitMs = 20000)
         std::rethrow_exception(error);
 }
 
+// What a task failed with, as E; nothing when it finished. Any other
+// exception escapes and fails the test.
+template<typename E, typename T>
+std::optional<E> failure(QCoro::Task<T> task, int limitMs = 20000)
+{
+    try {
+        await(std::move(task), limitMs);
+    } catch (const E &e) {
+        return e;
+    }
+    return std::nullopt;
+}
+
+// The sentence of the failure a task ended with; nothing when it finished.
+template<typename T>
+std::optional<QString> failureSentence(QCoro::Task<T> task)
+{
+    try {
+        await(std::move(task));
+    } catch (const Failure &e) {
+        return e.sentence();
+    }
+    return std::nullopt;
+}
+
 // Lets queued events and zero-timers run.
 inline void drain(int rounds = 5)
 {

@@ -1,3 +1,5 @@
+// The sign-in window with a real web engine under Xvfb, against the fake
+// sign-in service: the redirect ends the flow and is never loaded.
 #include "cloud/signin/signinwindow.h"
 #include "cloud/sonoserror.h"
 #include "core/networktransport.h"
@@ -5,20 +7,40 @@
 #include "testkit/testkit.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLabel>
+#include <QLibraryInfo>
 #include <QNetworkAccessManager>
 #include <QPushButton>
+#include <QWebEnginePage>
+#include <QWebEngineView>
 
 #include <gtest/gtest.h>
-#include "core/shutdown.h"
 
 using namespace velotte;
 
 namespace {
+// Spins the loop until `flag` is set; gives up after a generous while so a
+// broken engine fails the test instead of hanging it.
+void waitUntil(const bool &flag)
+{
+    QElapsedTimer t;
+    t.start();
+    while (!flag && t.elapsed() < 60000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+}
+
 struct SignIn : ::testing::Test {
     fake::FakeCloud cloud;
-    // Loopback: nothing leaves the machine even if the catch failed.
+    // On loopback, so even a redirect that slipped through would stay on this machine.
     QString prefix = QStringLiteral("http://127.0.0.1:9/sonos/callback");
-    void SetUp() override { ASSERT_TRUE(cloud.listen()); }
+    void SetUp() override
+    {
+        ASSERT_TRUE(QFile::exists(QLibraryInfo::path(QLibraryInfo::LibraryExecutablesPath) + QStringLiteral("/QtWebEngineProcess")))
+            << "the web engine's helper process is not installed";
+        ASSERT_TRUE(cloud.listen());
+    }
     QUrl authorization(const QString &state = QStringLiteral("S1")) const
     {
         QUrl url = cloud.baseUrl();
@@ -30,18 +52,30 @@ struct SignIn : ::testing::Test {
 };
 } // namespace
 
-TEST_F(SignIn, TheRedirectEndsTheFlowAndIsNeverLoaded)
+TEST_F(SignIn, APageToClickThrough)
 {
-    SignInWindow window(authorization(), prefix);
-    bool closed = false;
-    QObject::connect(&window, &SignInWindow::didClose, [&] { closed = true; });
+    cloud.signIn.showPage = true;
+    SignInWindow window(authorization(QStringLiteral("S2")), prefix);
     window.show();
+    EXPECT_EQ(window.size(), QSize(640, 480));
+    EXPECT_TRUE(window.loadingShown());
+    auto *label = window.findChild<QLabel *>();
+    ASSERT_NE(label, nullptr);
+    EXPECT_EQ(label->text(), QStringLiteral("Loading Sonos sign-in…"));
+    auto *view = window.findChild<QWebEngineView *>();
+    ASSERT_NE(view, nullptr);
+    bool loaded = false;
+    QObject::connect(view, &QWebEngineView::loadFinished, [&](bool ok) { loaded = loaded || ok; });
+    waitUntil(loaded);
+    ASSERT_TRUE(loaded) << "the Allow page did not load";
+    EXPECT_FALSE(window.loadingShown()) << "the page is there: the label goes";
+    const QUrl allowPage = view->url();
+
+    view->page()->runJavaScript(QStringLiteral("document.getElementById('allow').click();"));
     const QUrl redirect = test::await(window.result(), 60000);
-    EXPECT_TRUE(SonosLogin::isRedirect(redirect, prefix));
-    EXPECT_EQ(SonosLogin::authorizationCode(redirect, QStringLiteral("S1")), QStringLiteral("code-1"));
-    EXPECT_TRUE(window.loadingShown()); // no page was ever shown: the redirect was cancelled
-    window.close();
-    EXPECT_TRUE(closed);
+    EXPECT_EQ(SonosLogin::authorizationCode(redirect, QStringLiteral("S2")), QStringLiteral("code-1"));
+    test::drain();
+    EXPECT_EQ(view->url(), allowPage) << "the redirect was never loaded";
 }
 
 TEST_F(SignIn, AnErrorRedirectFails)
@@ -52,19 +86,33 @@ TEST_F(SignIn, AnErrorRedirectFails)
     EXPECT_THROW(test::await(window.result(), 60000), SonosError);
 }
 
-TEST_F(SignIn, CancelAndCloseEndTheFlowOnce)
+TEST_F(SignIn, CancelCloseOrACrashedPageEndTheFlowOnce)
 {
-    SignInWindow window(QUrl(QStringLiteral("about:blank")), prefix);
+    SignInWindow window(authorization(), prefix);
+    int closed = 0;
+    QObject::connect(&window, &SignInWindow::didClose, [&] { ++closed; });
     window.show();
     auto *cancel = window.findChild<QPushButton *>();
     ASSERT_NE(cancel, nullptr);
     EXPECT_EQ(cancel->text(), QStringLiteral("Cancel"));
-    cancel->click();
-    window.close(); // a second ending changes nothing
+    cancel->click(); // before the page could answer
+    window.close();  // a second ending changes nothing
     EXPECT_THROW(test::await(window.result()), Cancelled);
+    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(cloud.signIn.tokenRequests, 0);
+
+    SignInWindow crashing(QUrl(QStringLiteral("about:blank")), prefix);
+    crashing.show();
+    auto *view = crashing.findChild<QWebEngineView *>();
+    bool terminated = false;
+    QObject::connect(view->page(), &QWebEnginePage::renderProcessTerminated, [&] { terminated = true; });
+    view->load(QUrl(QStringLiteral("chrome://crash")));
+    waitUntil(terminated);
+    ASSERT_TRUE(terminated) << "this web engine did not crash its page on chrome://crash";
+    EXPECT_THROW(test::await(crashing.result()), Cancelled);
 }
 
-TEST_F(SignIn, TheWholeSignInThroughTheWindow)
+TEST_F(SignIn, TheWholeSignInThroughTheWindowTellsTheShellWhenItCloses)
 {
     QNetworkAccessManager manager;
     NetworkTransport transport(&manager);
@@ -76,17 +124,13 @@ TEST_F(SignIn, TheWholeSignInThroughTheWindow)
     config.redirectURI = prefix;
     config.authorizeURL = cloud.baseUrl().resolved(QUrl(QStringLiteral("/login/v3/oauth")));
     config.tokenURL = cloud.baseUrl().resolved(QUrl(QStringLiteral("/login/v3/oauth/access")));
+    int closed = 0;
+    QObject::connect(&presenter, &WindowLoginPresenter::didClose, [&] { ++closed; });
     SonosAuth auth(config, store, transport, Clock::system(), &presenter);
     test::await(auth.authorize(), 60000);
     EXPECT_TRUE(auth.signedIn());
     EXPECT_TRUE(store.data.has_value());
-}
-
-int main(int argc, char **argv)
-{
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    const int status = RUN_ALL_TESTS();
-    velotte::settleBeforeExit(); // nothing a test cancelled stays suspended
-    return status;
+    test::drain();
+    EXPECT_EQ(closed, 1);
+    EXPECT_TRUE(QApplication::topLevelWidgets().isEmpty() || !QApplication::topLevelWidgets().first()->isVisible());
 }

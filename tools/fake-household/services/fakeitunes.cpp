@@ -2,7 +2,6 @@
 
 #include "kit/registry.h"
 
-#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -221,19 +220,6 @@ Response FakeItunes::handle(const Request &request)
     return r;
 }
 
-namespace {
-const Registration registration({
-    "itunes",
-    [](QCommandLineParser &parser) {
-        parser.addOption(QCommandLineOption(u"itunes-port"_s, u"Port of the fake iTunes Search API (default: any free port)."_s, u"port"_s, u"0"_s));
-    },
-    [](const QCommandLineParser &parser, QObject *parent) -> QStringList {
-        auto *itunes = new FakeItunes(parent);
-        if (!itunes->listen(QHostAddress::LocalHost, quint16(parser.value(u"itunes-port"_s).toUInt())))
-            return {u"error: cannot listen on the iTunes port"_s};
-        return {u"iTunes Search API at %1 ([services] itunes)"_s.arg(itunes->baseUrl().toString())};
-    },
-});
-} // namespace
+const Registration registration(portModule<FakeItunes>("itunes", u"iTunes Search API"_s));
 
 } // namespace velotte::fake

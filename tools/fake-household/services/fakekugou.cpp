@@ -2,7 +2,6 @@
 
 #include "kit/registry.h"
 
-#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -130,19 +129,6 @@ Response FakeKugou::handle(const Request &request)
     return r;
 }
 
-namespace {
-const Registration registration({
-    "kugou",
-    [](QCommandLineParser &parser) {
-        parser.addOption(QCommandLineOption(u"kugou-port"_s, u"Port of the fake Kugou lyric service (default: any free port)."_s, u"port"_s, u"0"_s));
-    },
-    [](const QCommandLineParser &parser, QObject *parent) -> QStringList {
-        auto *kugou = new FakeKugou(parent);
-        if (!kugou->listen(QHostAddress::LocalHost, quint16(parser.value(u"kugou-port"_s).toUInt())))
-            return {u"error: cannot listen on the Kugou port"_s};
-        return {u"Kugou lyrics at %1 ([services] kugou)"_s.arg(kugou->baseUrl().toString())};
-    },
-});
-} // namespace
+const Registration registration(portModule<FakeKugou>("kugou", u"Kugou lyric service"_s));
 
 } // namespace velotte::fake

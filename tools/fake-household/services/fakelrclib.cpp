@@ -2,7 +2,6 @@
 
 #include "kit/registry.h"
 
-#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -119,19 +118,6 @@ Response FakeLrclib::handle(const Request &request)
     return r;
 }
 
-namespace {
-const Registration registration({
-    "lrclib",
-    [](QCommandLineParser &parser) {
-        parser.addOption(QCommandLineOption(u"lrclib-port"_s, u"Port of the fake LRCLIB (default: any free port)."_s, u"port"_s, u"0"_s));
-    },
-    [](const QCommandLineParser &parser, QObject *parent) -> QStringList {
-        auto *lrclib = new FakeLrclib(parent);
-        if (!lrclib->listen(QHostAddress::LocalHost, quint16(parser.value(u"lrclib-port"_s).toUInt())))
-            return {u"error: cannot listen on the LRCLIB port"_s};
-        return {u"LRCLIB at %1 ([services] lrclib)"_s.arg(lrclib->baseUrl().toString())};
-    },
-});
-} // namespace
+const Registration registration(portModule<FakeLrclib>("lrclib", u"LRCLIB"_s));
 
 } // namespace velotte::fake

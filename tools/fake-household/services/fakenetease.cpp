@@ -2,7 +2,6 @@
 
 #include "kit/registry.h"
 
-#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -124,19 +123,6 @@ Response FakeNetEase::handle(const Request &request)
     return r;
 }
 
-namespace {
-const Registration registration({
-    "netease",
-    [](QCommandLineParser &parser) {
-        parser.addOption(QCommandLineOption(u"netease-port"_s, u"Port of the fake NetEase Cloud Music (default: any free port)."_s, u"port"_s, u"0"_s));
-    },
-    [](const QCommandLineParser &parser, QObject *parent) -> QStringList {
-        auto *netease = new FakeNetEase(parent);
-        if (!netease->listen(QHostAddress::LocalHost, quint16(parser.value(u"netease-port"_s).toUInt())))
-            return {u"error: cannot listen on the NetEase port"_s};
-        return {u"NetEase Cloud Music at %1 ([services] netease)"_s.arg(netease->baseUrl().toString())};
-    },
-});
-} // namespace
+const Registration registration(portModule<FakeNetEase>("netease", u"NetEase Cloud Music"_s));
 
 } // namespace velotte::fake
