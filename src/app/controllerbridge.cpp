@@ -28,7 +28,7 @@ void detach(QCoro::Task<T> &&task)
 } // namespace
 
 ControllerBridge::ControllerBridge(HouseSession &session, KeyValueStore &preferences, QObject *parent)
-    : QObject(parent), m_session(session), m_preferences(preferences), m_groups(session), m_players(session)
+    : QObject(parent), m_session(session), m_preferences(preferences), m_groups(session), m_players(session), m_queue(*session.queue())
 {
     m_signInConfigured = SonosConfig::load().hasCredentials();
     const QVariant stored = preferences.value(showLyricsKey);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "queuemodel.h"
 #include "roommodels.h"
 
 #include "core/autostart.h"
@@ -26,6 +27,7 @@ class ControllerBridge : public QObject {
     Q_PROPERTY(QString message READ message NOTIFY messageChanged)
     Q_PROPERTY(QObject *groups READ groups CONSTANT)
     Q_PROPERTY(QObject *players READ players CONSTANT)
+    Q_PROPERTY(QObject *queue READ queue CONSTANT)
     Q_PROPERTY(QVariantList favorites READ favorites NOTIFY favoritesChanged)
     Q_PROPERTY(QVariantList playlists READ playlists NOTIFY playlistsChanged)
     Q_PROPERTY(QObject *notes READ notes CONSTANT)
@@ -49,6 +51,7 @@ public:
     void setMessage(const QString &message);
     QObject *groups() { return &m_groups; }
     QObject *players() { return &m_players; }
+    QObject *queue() { return &m_queue; }
     QVariantList favorites() const;
     QVariantList playlists() const;
     QObject *notes() const { return m_notes; }
@@ -115,6 +118,7 @@ private:
     KeyValueStore &m_preferences;
     GroupListModel m_groups;
     PlayerListModel m_players;
+    QueueModel m_queue;
     QString m_screen = QStringLiteral("now");
     bool m_showLyrics = true;
     QString m_message;

@@ -12,6 +12,7 @@
 #include "core/settings.h"
 #include "local/applemusicaccount.h"
 #include "local/avahibrowser.h"
+#include "local/eventsubscriptions.h"
 #include "local/guesthouse.h"
 #include "local/speakerfinder.h"
 
@@ -122,6 +123,11 @@ QCoro::Task<void> checkSpeakers(Context &c, Findings &f)
     }
     if (!leaderHost)
         co_return;
+    // Live updates need the speakers to reach this computer. A port taken is
+    // most likely the running controller's own listener: nothing to say then.
+    EventSubscriptions events(NetworkTransport::shared(), Clock::system());
+    if (const auto failure = co_await events.probe(*leaderHost); failure && failure->kind() != EventFailure::Kind::portTaken)
+        f.notes << failure->sentence() + u" Until then the panel asks the speakers for changes every few seconds while it shows."_s;
     // Apple Music songs need the household's account number.
     AppleMusicAccount account(NetworkTransport::shared());
     if (!co_await account.read(*leaderHost)) {

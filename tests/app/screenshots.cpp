@@ -47,7 +47,7 @@ int shoot(int argc, char **argv)
         return 1;
     }
     int failures = 0;
-    for (const QString &screen : {u"now"_qs, u"sound"_qs, u"rooms"_qs, u"music"_qs, u"news"_qs, u"lyrics"_qs}) {
+    for (const QString &screen : {u"now"_qs, u"queue"_qs, u"sound"_qs, u"rooms"_qs, u"music"_qs, u"news"_qs, u"lyrics"_qs}) {
         controller.bridge().setScreen(screen);
         QTest::qWait(400);
         auto *view = panel->rootObject()->findChild<QQuickItem *>(QStringLiteral("view"));

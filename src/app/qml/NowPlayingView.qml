@@ -139,5 +139,50 @@ Item {
                 onClicked: session.playback.toggleRepeat()
             }
         }
+
+        // What comes next, and the speaker's own sleep timer.
+        Row {
+            anchors.horizontalCenter: parent.horizontalCenter
+            spacing: 8
+            visible: !session.demo || session.sleepTimer.running
+            Pill {
+                objectName: "openQueue"
+                text: "Queue"
+                visible: !session.demo
+                onClicked: controller.screen = "queue"
+            }
+            Pill {
+                id: sleep
+                objectName: "sleepTimer"
+                // The countdown is drawn once a second, and only while it runs.
+                property double now: Date.now()
+                Timer {
+                    interval: 1000
+                    repeat: true
+                    running: session.sleepTimer.running && root.visible
+                    onTriggered: sleep.now = Date.now()
+                    onRunningChanged: sleep.now = Date.now()
+                }
+                readonly property double remaining: session.sleepTimer.running ? session.sleepTimer.endsAt.getTime() - now : 0
+                text: remaining > 0 ? "Sleep · " + Logic.clockText(remaining) : "Sleep timer"
+                active: sleepChoices.visible
+                onClicked: sleepChoices.visible = !sleepChoices.visible
+            }
+        }
+        Flow {
+            id: sleepChoices
+            objectName: "sleepChoices"
+            visible: false
+            width: parent.width
+            spacing: 6
+            Repeater {
+                model: [15, 30, 45, 60, 90, 0]
+                Pill {
+                    required property int modelData
+                    text: modelData > 0 ? modelData + " min" : "Off"
+                    onClicked: { session.sleepTimer.setMinutes(modelData); sleepChoices.visible = false }
+                }
+            }
+        }
     }
 }

@@ -26,6 +26,8 @@ Item {
     onWantedHeightChanged: controller.requestSize(340, wantedHeight)
 
     function viewFor(key) {
+        if (key === "queue") // reached from Now playing, no tab of its own
+            return "QueueView.qml"
         for (var i = 0; i < screens.length; ++i)
             if (screens[i].key === key)
                 return screens[i].view
