@@ -125,7 +125,7 @@ QCoro::Task<void> checkSpeakers(Context &c, Findings &f)
         co_return;
     // Live updates need the speakers to reach this computer. A port taken is
     // most likely the running controller's own listener: nothing to say then.
-    EventSubscriptions events(NetworkTransport::shared(), Clock::system());
+    EventSubscriptions events(NetworkTransport::shared(), Clock::system(), ServiceAddresses::load().eventPort);
     if (const auto failure = co_await events.probe(*leaderHost); failure && failure->kind() != EventFailure::Kind::portTaken)
         f.notes << failure->sentence() + u" Until then the panel asks the speakers for changes every few seconds while it shows."_s;
     // Apple Music songs need the household's account number.

@@ -98,6 +98,10 @@ ServiceAddresses ServiceAddresses::load(const QString &file)
         if (!host.trimmed().isEmpty())
             a.speakers.append(host.trimmed());
     }
+    bool isPort = false;
+    const uint port = s.value(QStringLiteral("local/eventPort")).toString().toUInt(&isPort);
+    if (isPort && port <= 65535)
+        a.eventPort = quint16(port);
     return a;
 }
 

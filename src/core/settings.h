@@ -67,6 +67,9 @@ struct ServiceAddresses {
     QUrl itunes;
     QUrl model;
     QStringList speakers; // [local] speakers: a manual speaker list
+    // [local] eventPort: where the speakers send their updates (a firewall
+    // rule names it); 0 takes any free port.
+    quint16 eventPort = 3490;
 
     static ServiceAddresses defaults();
     static ServiceAddresses load(const QString &file = Paths::settingsFile());

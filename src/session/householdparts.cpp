@@ -40,16 +40,17 @@ HouseholdParts::HouseholdParts(const HouseholdOptions &options, LoginPresenter *
         return;
     d->house = std::make_unique<GuestHouse>(NetworkTransport::shared());
     // A manual list wins over Bonjour: many networks block multicast.
+    const ServiceAddresses addresses = ServiceAddresses::load();
     QStringList hosts = options.speakers;
     if (hosts.isEmpty())
-        hosts = ServiceAddresses::load().speakers;
+        hosts = addresses.speakers;
     if (!hosts.isEmpty()) {
-        d->local = liveLocalPorts(*d->house, manualHosts(hosts));
+        d->local = liveLocalPorts(*d->house, manualHosts(hosts), addresses.eventPort);
     } else {
         d->bonjour = std::make_unique<AvahiBrowser>();
         d->finder = std::make_unique<SpeakerFinder>(*d->bonjour, Clock::system());
         SpeakerFinder *finder = d->finder.get();
-        d->local = liveLocalPorts(*d->house, [finder]() { return finder->hosts(); });
+        d->local = liveLocalPorts(*d->house, [finder]() { return finder->hosts(); }, addresses.eventPort);
     }
     if (options.guest || !options.speakers.isEmpty())
         return;

@@ -6,7 +6,7 @@
 
 namespace velotte {
 
-std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
+std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts, quint16 eventPort)
 {
     const LocalHouseConnection rooms = LocalHouseConnection::live(house, hosts);
     const LocalBassConnection bass = LocalBassConnection::live(house, hosts);
@@ -41,7 +41,7 @@ std::shared_ptr<LocalPorts> liveLocalPorts(GuestHouse &house, HostSource hosts)
         return direct->play(std::move(items), std::move(host), std::move(coordinator), action, std::move(progress), std::move(cancel),
                             std::move(household));
     };
-    p->events = std::make_shared<EventSubscriptions>(house.http(), Clock::system());
+    p->events = std::make_shared<EventSubscriptions>(house.http(), Clock::system(), eventPort);
     auto queue = std::make_shared<SpeakerQueue>(house.http());
     p->queue = [queue](QString host) { return queue->read(std::move(host)); };
     p->jumpInQueue = [queue](QString host, int track, qint64 id) { return queue->jump(std::move(host), track, id); };

@@ -29,6 +29,7 @@ inline void useLoopbackServices()
     QSettings s(file, QSettings::IniFormat);
     for (const char *key : {"news", "lrclib", "netease", "kugou", "itunes", "model"})
         s.setValue(QStringLiteral("services/") + QLatin1String(key), QStringLiteral("http://127.0.0.1:9"));
+    s.setValue(QStringLiteral("local/eventPort"), 0); // test programs side by side each take their own
     s.sync();
 }
 

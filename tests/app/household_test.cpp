@@ -66,6 +66,13 @@ struct Household : ::testing::Test {
                 return s;
         throw std::runtime_error("no such room");
     }
+    int requests() const
+    {
+        int n = 0;
+        for (const auto &s : speakers.speakers)
+            n += s.requests;
+        return n;
+    }
     QString groupOf(const QString &room)
     {
         for (const SonosGroup &g : session().groups())
@@ -106,12 +113,6 @@ TEST_F(Household, RoomsGroupingAndVolumeReachTheSpeakers)
 
 TEST_F(Household, SpeakersAreAskedOnlyWhileThePanelShows)
 {
-    auto requests = [this] {
-        int n = 0;
-        for (const auto &s : speakers.speakers)
-            n += s.requests;
-        return n;
-    };
     app->shell().hideController();
     EXPECT_FALSE(session().pollingEnabled());
     QTest::qWait(300); // a read already on its way lands
@@ -124,6 +125,57 @@ TEST_F(Household, SpeakersAreAskedOnlyWhileThePanelShows)
     app->shell().showController();
     EXPECT_TRUE(session().pollingEnabled());
     ASSERT_TRUE(QTest::qWaitFor([&] { return requests() > quiet; }, 1000));
+}
+
+// A phone turns the living room down and pauses it while the panel is
+// hidden: the speaker's own updates carry it to the session (and so to MPRIS
+// and the widget) without a single request.
+TEST_F(Household, AnotherControllersChangesReachTheHiddenPanel)
+{
+    session().choose(groupOf(u"Living Room"_qs));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs && session().events()->holding(); }, 10000));
+    app->shell().hideController();
+    QTest::qWait(300);
+    const int quiet = requests();
+    auto &living = speaker(u"Living Room"_qs);
+    living.volume = 17;
+    living.state = living.state == u"PLAYING"_qs ? u"PAUSED_PLAYBACK"_qs : u"PLAYING"_qs;
+    const bool playing = living.state == u"PLAYING"_qs;
+    speakers.publish();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return session().sound()->volume() == 17 && session().playback()->isPlaying() == playing; }, 5000))
+        << session().sound()->volume();
+    EXPECT_EQ(requests(), quiet) << "the speakers were asked while the panel was hidden";
+}
+
+// The queue view lists the coordinator's queue with the playing track marked,
+// jumps, and follows an edit made elsewhere.
+TEST_F(Household, QueueFromThePanel)
+{
+    session().choose(groupOf(u"Living Room"_qs));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs; }, 5000));
+    auto &living = speaker(u"Living Room"_qs);
+    ASSERT_GE(living.queue.size(), 3);
+    living.latencyMs = 400;
+    QQuickView *panel = app->shell().panel();
+    app->bridge().setScreen(u"queue"_qs);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel).contains(u"Reading the queue…"_qs); }, 3000))
+        << apptest::shownTexts(panel).join(u" | "_qs).toStdString();
+    living.latencyMs = 0;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session().queue()->count() == living.queue.size(); }, 5000)) << session().queue()->queueNoteText().toStdString();
+    QTest::qWait(50);
+    EXPECT_TRUE(apptest::shownTexts(panel).contains(living.queue[2].title));
+
+    session().queue()->jump(3);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return living.track == 2 && session().queue()->currentTrack() == 3; }, 5000));
+
+    // Cleared from a phone: the speaker says the queue changed, the view reads it again.
+    living.queue.clear();
+    ++living.updateID;
+    speakers.publish();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel).contains(u"The queue is empty."_qs); }, 5000))
+        << apptest::shownTexts(panel).join(u" | "_qs).toStdString();
+    app->bridge().setScreen(u"now"_qs);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !session().queue()->watched(); }, 2000));
 }
 
 TEST_F(Household, PlaybackFromThePanel)

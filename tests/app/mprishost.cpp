@@ -19,7 +19,7 @@ int main(int argc, char **argv)
     velotte::GuestHouse house(velotte::NetworkTransport::shared());
     velotte::HouseSession::Services services;
     if (at > 0 && at + 1 < args.size()) {
-        services.local = velotte::liveLocalPorts(house, velotte::manualHosts(args[at + 1].split(QLatin1Char(','))));
+        services.local = velotte::liveLocalPorts(house, velotte::manualHosts(args[at + 1].split(QLatin1Char(','))), 0);
         services.arguments = {QStringLiteral("-VelotteGuest")};
     }
     velotte::HouseSession session(services);

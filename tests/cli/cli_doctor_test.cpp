@@ -16,6 +16,7 @@ struct CliDoctor : SpeakerCli<47> {
         SpeakerCli::SetUp();
         ASSERT_TRUE(model.listen());
         setService(u"model"_s, model.baseUrl());
+        setSetting(home, u"local/eventPort"_s, 0); // test programs side by side each take their own
     }
     QStringList doctor(int exit, const QStringList &extraHosts = {})
     {
@@ -56,6 +57,7 @@ TEST_F(CliDoctor, GroupedRoomsAndAMissingModelServerAreNotes)
     speakers.favorites.clear();
     speakers.alarms.alarms.removeIf([](const auto &a) { return a.programURI.contains(u"sid=204"_s); });
     setService(u"model"_s, QUrl(u"http://127.0.0.1:9"_s));
+    speakers.events().faults[s[0].host].refused = true;
     const QStringList got = doctor(0);
     const QStringList expected{
         u"· Kitchen plays in a group led by Living Room; commands for it go to Living Room's speaker. Ungroup it (velottectl ungroup Kitchen) to control it alone."_s,
@@ -63,6 +65,7 @@ TEST_F(CliDoctor, GroupedRoomsAndAMissingModelServerAreNotes)
         "there, or set [services] model in the settings."_s,
         u"· The Apple Music account number could not be learned from the speaker at 127.0.47.11: it holds no Apple Music favorite, "
         "queue entry or alarm. Songs are sent for account 1; if Sonos refuses them, save one Apple Music song as a Sonos favorite and try again."_s,
+        u"· The speaker at 127.0.47.11 refused to send updates (HTTP 503). Until then the panel asks the speakers for changes every few seconds while it shows."_s,
     };
     for (const QString &line : expected)
         EXPECT_TRUE(got.contains(line)) << line.toStdString() << "\nin\n" << got.join(u'\n').toStdString();

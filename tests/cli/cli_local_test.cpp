@@ -43,6 +43,54 @@ TEST_F(CliLocal, RoomsAndStatus)
     EXPECT_TRUE(refused.out.contains(u"This speaker has local control switched off."_s)) << refused.out.toStdString();
 }
 
+TEST_F(CliLocal, QueueAndSleepTimer)
+{
+    auto titles = [this] {
+        QStringList out;
+        for (const auto &t : living().queue)
+            out << t.title;
+        return out;
+    };
+    const QStringList before = titles();
+    ASSERT_GE(before.size(), 3);
+    const auto listed = ctl({u"--json"_s, u"queue"_s});
+    ASSERT_EQ(listed.exit, 0) << listed.err.toStdString();
+    const QJsonArray tracks = QJsonDocument::fromJson(listed.out.toUtf8()).array();
+    ASSERT_EQ(tracks.size(), before.size());
+    EXPECT_EQ(tracks[0][u"title"_s].toString(), before[0]);
+    EXPECT_TRUE(tracks[living().track][u"current"_s].toBool());
+
+    EXPECT_EQ(ctl({u"queue"_s, u"move"_s, u"1"_s, u"3"_s}).exit, 0);
+    EXPECT_EQ(titles(), (QStringList{before[1], before[2], before[0]} + before.mid(3)));
+    EXPECT_EQ(ctl({u"queue"_s, u"remove"_s, u"1"_s}).exit, 0);
+    EXPECT_EQ(titles().first(), before[2]);
+    EXPECT_EQ(ctl({u"queue"_s, u"jump"_s, u"2"_s}).exit, 0);
+    EXPECT_EQ(living().track, 1);
+    EXPECT_EQ(ctl({u"queue"_s, u"jump"_s, u"99"_s}).exit, 2);
+    EXPECT_EQ(ctl({u"queue"_s, u"clear"_s}).exit, 0);
+    EXPECT_TRUE(ctl({u"queue"_s}).out.contains(u"The queue is empty."_s));
+
+    const auto set = ctl({u"sleep"_s, u"30m"_s});
+    ASSERT_EQ(set.exit, 0) << set.err.toStdString();
+    EXPECT_TRUE(set.out.contains(u"Living Room pauses in "_s)) << set.out.toStdString();
+    EXPECT_GT(QJsonDocument::fromJson(ctl({u"--json"_s, u"sleep"_s}).out.toUtf8()).object()[u"remainingMillis"_s].toDouble(), 29 * 60000);
+    EXPECT_TRUE(ctl({u"sleep"_s, u"off"_s}).out.contains(u"No sleep timer runs in Living Room."_s));
+    EXPECT_EQ(ctl({u"sleep"_s, u"soon"_s}).exit, 2);
+
+    // A speaker that refuses says so, for the queue and the timer alike.
+    living().forbidden = true;
+    const QString off = u"This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer."_s;
+    const auto queue = ctl({u"queue"_s});
+    EXPECT_EQ(queue.exit, 1);
+    EXPECT_EQ(queue.err.trimmed(), u"Could not read the queue. "_s + off);
+    const auto sleep = ctl({u"sleep"_s, u"1h"_s});
+    EXPECT_EQ(sleep.exit, 1);
+    EXPECT_TRUE(sleep.err.contains(u"Could not set the sleep timer. "_s + off)) << sleep.err.toStdString();
+    const auto clear = ctl({u"queue"_s, u"clear"_s});
+    EXPECT_EQ(clear.exit, 1);
+    EXPECT_TRUE(clear.err.contains(u"Could not change the queue. "_s + off)) << clear.err.toStdString();
+}
+
 TEST_F(CliLocal, TheWordsOfEachCommand)
 {
     struct Case {

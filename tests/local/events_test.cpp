@@ -153,7 +153,8 @@ TEST_F(Events, WhyNoUpdatesCome)
          u"The speakers cannot reach this computer on port %1: allow incoming connections on that port in the firewall."_s},
         {u"127.0.44.13=forbidden"_s, u"127.0.44.13"_s, 0,
          u"This speaker has local control switched off. Switch it on in the Sonos app to control it from this computer."_s},
-        {{}, u"10.9.8.7"_s, 0, u"No address of this computer reaches the speaker at 10.9.8.7, so it cannot send updates."_s},
+        // No route takes a datagram to the broadcast address, and nothing is sent to find out.
+        {{}, u"255.255.255.255"_s, 0, u"No address of this computer reaches the speaker at 255.255.255.255, so it cannot send updates."_s},
         {{}, u"127.0.44.14"_s, quint16(taken), u"Port %1 is taken by another program, so the speakers cannot send updates to this computer."_s.arg(taken)},
     };
     for (const auto &c : cases) {
