@@ -1,5 +1,5 @@
-// The panel's start and memory against a minimal Qt Quick window, each run
-// in a fresh process on the same platform and scene-graph backend.
+// The panel's start and memory against a minimal Qt Quick window, and its
+// running cost; each run in a fresh process on the same platform and backend.
 #include <benchmark/benchmark.h>
 
 #include <QCoreApplication>
@@ -10,12 +10,12 @@
 
 namespace {
 
-std::map<QString, double> run(const char *mode)
+std::map<QString, double> run(QStringList arguments, const char *program = "app_probe")
 {
     QProcess p;
-    p.start(QCoreApplication::applicationDirPath() + QStringLiteral("/app_probe"), {QString::fromLatin1(mode)});
+    p.start(QCoreApplication::applicationDirPath() + u'/' + QLatin1String(program), arguments);
     std::map<QString, double> figures;
-    if (!p.waitForFinished(30000) || p.exitCode() != 0)
+    if (!p.waitForFinished(60000) || p.exitCode() != 0)
         return figures;
     for (const QByteArray &line : p.readAllStandardOutput().split('\n')) {
         const QList<QByteArray> parts = line.split(' ');
@@ -30,7 +30,7 @@ void measure(benchmark::State &state, const char *mode)
     double frame = 0, rss = 0;
     int runs = 0;
     for (auto _ : state) {
-        auto f = run(mode);
+        auto f = run({QString::fromLatin1(mode)});
         if (!f.count(QStringLiteral("rss-kb"))) {
             state.SkipWithError("the probe did not draw a frame");
             return;
@@ -45,6 +45,25 @@ void measure(benchmark::State &state, const char *mode)
 
 void BM_MinimalQuickWindow(benchmark::State &state) { measure(state, "minimal"); }
 void BM_DemoPanel(benchmark::State &state) { measure(state, "panel"); }
+// The panel's running cost: a song playing on a fake speaker, shown and hidden.
+void load(benchmark::State &state, const char *mode)
+{
+    for (auto _ : state) {
+        const QString household = QStringLiteral(VELOTTE_FAKE_HOUSEHOLD);
+        auto f = run({household, QString::fromLatin1(mode)}, "panel_load");
+        if (!f.count(QStringLiteral("cpu-percent"))) {
+            state.SkipWithError("the panel did not run");
+            return;
+        }
+        state.counters["cpu_percent"] = f[QStringLiteral("cpu-percent")];
+        state.counters["wakeups_per_s"] = f[QStringLiteral("wakeups-per-s")];
+    }
+}
+
+void BM_PanelShownPlaying(benchmark::State &state) { load(state, "shown"); }
+void BM_PanelHidden(benchmark::State &state) { load(state, "hidden"); }
+BENCHMARK(BM_PanelShownPlaying)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PanelHidden)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MinimalQuickWindow)->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DemoPanel)->Iterations(3)->Unit(benchmark::kMillisecond);
 

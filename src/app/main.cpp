@@ -43,6 +43,10 @@ int main(int argc, char **argv)
             return 0;
         }
     }
+    // The panel draws about a frame a second: a render thread's hand-offs
+    // would wake the program more often than the drawing itself.
+    if (!qEnvironmentVariableIsSet("QSG_RENDER_LOOP"))
+        qputenv("QSG_RENDER_LOOP", "basic");
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("velotte"));
     QApplication::setApplicationDisplayName(QStringLiteral("Velotte"));

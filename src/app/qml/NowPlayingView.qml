@@ -89,7 +89,8 @@ Item {
 
         SeekBar {
             width: parent.width
-            position: session.playback.positionMillis
+            // Whole seconds: the clock shows no finer, and each change is a frame.
+            position: Math.floor(session.playback.positionMillis / 1000) * 1000
             duration: session.playback.durationMillis
             enabled: session.playback.canSeek && !session.playback.sendingPlaybackCommand
             onSeekRequested: function (fraction) { session.playback.seek(fraction) }
