@@ -147,6 +147,26 @@ TEST_F(Household, AnotherControllersChangesReachTheHiddenPanel)
     EXPECT_EQ(requests(), quiet) << "the speakers were asked while the panel was hidden";
 }
 
+// A read that set out before the speaker's news lands after it: the news stands.
+TEST_F(Household, AReadInFlightDoesNotUndoAnEvent)
+{
+    session().choose(groupOf(u"Living Room"_qs));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs && session().events()->holding(); }, 10000));
+    auto &living = speaker(u"Living Room"_qs);
+    living.state = u"PAUSED_PLAYBACK"_qs;
+    speakers.publish();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !session().playback()->isPlaying(); }, 5000));
+    living.latencyMs = 800;
+    auto read = session().playback()->refreshPlayback(); // answered "paused", late
+    QTest::qWait(100);
+    living.latencyMs = 0;
+    living.state = u"PLAYING"_qs;
+    speakers.publish();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session().playback()->isPlaying(); }, 5000));
+    QTest::qWait(1200); // the late read has landed
+    EXPECT_TRUE(session().playback()->isPlaying());
+}
+
 // The queue view lists the coordinator's queue with the playing track marked,
 // jumps, and follows an edit made elsewhere.
 TEST_F(Household, QueueFromThePanel)
