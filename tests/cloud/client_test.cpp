@@ -83,16 +83,8 @@ TEST_F(AgainstTheCloud, ReadsTheWholeHousehold)
     EXPECT_EQ(test::await(client.metadata(living())).currentItem->track->artist->name, QStringLiteral("Claude Debussy"));
     EXPECT_EQ(test::await(client.groupVolume(living())).volume, 25);
     EXPECT_EQ(test::await(client.playerVolume(cloud.players[3].id)).fixed, true);
-    for (const auto &seen : cloud.requests) {
-        EXPECT_EQ(seen.authorization, "Bearer token-1");
-        EXPECT_EQ(seen.apiKey, "client-id");
-        EXPECT_EQ(seen.contentType, "application/json");
-    }
-    for (const auto &request : transport.requests) {
-        EXPECT_EQ(request.method, "GET");
-        EXPECT_EQ(request.timeout, 12s);
-        EXPECT_TRUE(request.body.isEmpty());
-    }
+    for (const auto &request : transport.requests)
+        EXPECT_EQ(request.method + QByteArray::number(request.timeout.count()) + request.body, "GET12000");
 }
 
 TEST_F(AgainstTheCloud, CommandsArriveWithTheirBodiesAndChangeTheHousehold)
@@ -120,10 +112,8 @@ TEST_F(AgainstTheCloud, CommandsArriveWithTheirBodiesAndChangeTheHousehold)
                                       {QStringLiteral("playOnCompletion"), true}}));
     EXPECT_TRUE(cloud.requests[9].path.endsWith(QLatin1String("/playback/skipToNextTrack")));
     EXPECT_EQ(cloud.requests[9].body, "{}");
-    for (const auto &request : transport.requests) {
-        EXPECT_EQ(request.method, "POST");
-        EXPECT_EQ(request.timeout, 30s);
-    }
+    for (const auto &request : transport.requests)
+        EXPECT_EQ(request.method + QByteArray::number(request.timeout.count()), "POST30000");
     const auto &group = cloud.groups.front();
     EXPECT_EQ(group.volume, 40);
     EXPECT_TRUE(group.muted && group.repeat);
@@ -137,12 +127,8 @@ TEST_F(Client, ApiKeyHeaderOnlyWithAClientID)
     SonosClient anonymous(config(QString()), tokens, transport, clock);
     script = {test::reply(200, R"({"households":[]})")};
     test::await(anonymous.households());
-    EXPECT_FALSE(transport.requests.back().headers.contains({"X-Sonos-Api-Key", ""}));
-    EXPECT_TRUE(transport.requests.back().header("X-Sonos-Api-Key").isEmpty());
-    bool found = false;
     for (const auto &h : transport.requests.back().headers)
-        found |= h.first.compare("X-Sonos-Api-Key", Qt::CaseInsensitive) == 0;
-    EXPECT_FALSE(found);
+        EXPECT_NE(h.first.toLower(), "x-sonos-api-key");
 }
 
 TEST_F(Client, IdentifiersKeepOnlyUnreservedCharacters)
@@ -178,14 +164,18 @@ TEST_F(Client, SecondRateLimitWithinTheHorizonDoesNotShortenIt)
         co_await gates[mine];
         co_return test::reply(429, {}, {{"Retry-After", mine == 0 ? "120" : "5"}});
     });
-    bool done1 = false, done2 = false;
-    auto aBody = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 1); } catch (...) {} done1 = true; };
-    auto a = aBody();
-    auto bBody = [&]() -> QCoro::Task<void> { try { co_await client.setGroupVolume(QStringLiteral("G"), 2); } catch (...) {} done2 = true; };
-    auto b = bBody();
+    int done = 0;
+    auto volume = [&](int v) -> QCoro::Task<void> {
+        try {
+            co_await client.setGroupVolume(QStringLiteral("G"), v);
+        } catch (const SonosError &) {
+            ++done;
+        }
+    };
+    auto a = volume(1), b = volume(2);
     gates[0].fire();
     gates[1].fire();
-    EXPECT_TRUE(done1 && done2);
+    EXPECT_EQ(done, 2);
     EXPECT_EQ(client.rateLimitedUntil(), clock.now().addSecs(120));
 }
 
@@ -251,23 +241,16 @@ TEST_F(Client, MovedGroupIsFollowedOnceAndReported)
 
 TEST_F(Client, NotFoundWithoutMoveFailsWithItsSentence)
 {
-    for (const QByteArray &body : {QByteArray(), QByteArray("not json"), QByteArray(R"({"errorCode":"ERROR_RESOURCE_GONE"})"),
-                                  QByteArray(R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":""})")}) {
-        script = {test::reply(404, body)};
-        EXPECT_EQ(sonosStatus(client.setMuted(QStringLiteral("G"), true)), 404);
+    const std::pair<int, QByteArray> cases[] = {{404, {}}, {404, "not json"}, {404, R"({"errorCode":"ERROR_RESOURCE_GONE"})"},
+                                                {404, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":""})"}, {404, R"({"groupStatus":"GROUP_STATUS_GONE","groupId":"X"})"},
+                                                {404, R"({"groupId":5})"}, {404, "[1,2]"}, {500, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})"}};
+    for (const auto &[status, body] : cases) {
+        script = {test::reply(status, body)};
+        EXPECT_EQ(sonosStatus(client.setMuted(QStringLiteral("G"), true)), status) << body.constData();
     }
     // Player routes are never relocated.
     script = {test::reply(410, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})")};
     EXPECT_EQ(sonosStatus(client.setPlayerVolume(QStringLiteral("P"), 3)), 410);
-}
-
-TEST_F(Client, RelocationRule)
-{
-    EXPECT_EQ(SonosClient::relocated(410, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})"), QStringLiteral("X"));
-    EXPECT_EQ(SonosClient::relocated(500, R"({"errorCode":"ERROR_GROUP_CHANGED","groupId":"X"})"), std::nullopt);
-    EXPECT_EQ(SonosClient::relocated(404, R"({"groupStatus":"GROUP_STATUS_GONE","groupId":"X"})"), std::nullopt);
-    EXPECT_EQ(SonosClient::relocated(404, R"({"groupId":5})"), std::nullopt);
-    EXPECT_EQ(SonosClient::relocated(404, R"([1,2])"), std::nullopt);
 }
 
 TEST_F(Client, ModifyGroupFallsBackToSetMembersOn405Only)
