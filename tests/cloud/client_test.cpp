@@ -3,12 +3,7 @@
 #include "cloud/httpdate.h"
 #include "cloud/sonosclient.h"
 #include "core/wakeup.h"
-#include "services/fakecloud.h"
-#include "session/directtransport.h"
 #include "testkit/testkit.h"
-
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <gtest/gtest.h>
 
@@ -54,73 +49,6 @@ struct Client : ::testing::Test {
 const QString root = QStringLiteral("https://api.example.test/control/api/v1/");
 
 } // namespace
-
-namespace {
-// The client against the fake cloud's own routes, without a socket: each
-// read and command reaches its route, with its body, and the household follows.
-struct AgainstTheCloud : ::testing::Test {
-    fake::FakeCloud cloud;
-    test::DirectTransport direct{[this](const fake::Request &r) { return cloud.respond(r); }};
-    test::RecordingTransport transport{[this](const HttpRequest &r, CancelToken c) { return direct.send(r, c); }};
-    test::CountingTokens tokens;
-    VirtualClock clock;
-    SonosClient client{config(), tokens, transport, clock};
-    QString living() const { return cloud.groups.front().id; }
-    QJsonObject bodyOf(size_t i) const { return QJsonDocument::fromJson(cloud.requests.at(i).body).object(); }
-};
-} // namespace
-
-TEST_F(AgainstTheCloud, ReadsTheWholeHousehold)
-{
-    const auto households = test::await(client.households());
-    ASSERT_EQ(households.size(), 1);
-    const auto groups = test::await(client.groups(households[0].id));
-    EXPECT_EQ(groups.groups.size(), 3);
-    EXPECT_EQ(groups.players[0].localHost(), QStringLiteral("127.0.0.11"));
-    EXPECT_EQ(test::await(client.favorites(households[0].id)).size(), 5);
-    EXPECT_EQ(test::await(client.playlists(households[0].id)).at(0).trackCount, 18);
-    EXPECT_TRUE(test::await(client.playback(living())).isPlaying());
-    EXPECT_EQ(test::await(client.metadata(living())).currentItem->track->artist->name, QStringLiteral("Claude Debussy"));
-    EXPECT_EQ(test::await(client.groupVolume(living())).volume, 25);
-    EXPECT_EQ(test::await(client.playerVolume(cloud.players[3].id)).fixed, true);
-    for (const auto &request : transport.requests)
-        EXPECT_EQ(request.method + QByteArray::number(request.timeout.count()) + request.body, "GET12000");
-}
-
-TEST_F(AgainstTheCloud, CommandsArriveWithTheirBodiesAndChangeTheHousehold)
-{
-    const QString g = living();
-    test::await(client.setPlaying(g, false));
-    test::await(client.seek(g, 61000));
-    test::await(client.setPlayModes(g, std::nullopt, true, false));
-    test::await(client.setPlayModes(g, std::nullopt, std::nullopt, std::nullopt));
-    test::await(client.setGroupVolume(g, 40));
-    test::await(client.setMuted(g, true));
-    test::await(client.setPlayerVolume(cloud.players[1].id, 7));
-    test::await(client.loadPlaylist(g, QStringLiteral("SQ:4"), QStringLiteral("APPEND")));
-    test::await(client.loadFavorite(g, QStringLiteral("7"), QStringLiteral("REPLACE")));
-    test::await(client.command(g, QStringLiteral("playback/skipToNextTrack")));
-
-    ASSERT_EQ(cloud.requests.size(), 10u);
-    EXPECT_EQ(cloud.requests[0].path, g.section(QLatin1Char(':'), 0, 0).prepend(QStringLiteral("groups/")) + QStringLiteral("%3A1845/playback/pause"));
-    EXPECT_EQ(cloud.requests[0].body, "{}");
-    EXPECT_EQ(bodyOf(1).value(QStringLiteral("positionMillis")).toInteger(), 61000);
-    EXPECT_EQ(cloud.requests[2].body, R"({"playModes":{"repeat":true,"repeatOne":false}})");
-    EXPECT_EQ(cloud.requests[3].body, R"({"playModes":{}})");
-    EXPECT_EQ(bodyOf(7).value(QStringLiteral("playOnCompletion")).toBool(), false);
-    EXPECT_EQ(bodyOf(8), (QJsonObject{{QStringLiteral("favoriteId"), QStringLiteral("7")}, {QStringLiteral("action"), QStringLiteral("REPLACE")},
-                                      {QStringLiteral("playOnCompletion"), true}}));
-    EXPECT_TRUE(cloud.requests[9].path.endsWith(QLatin1String("/playback/skipToNextTrack")));
-    EXPECT_EQ(cloud.requests[9].body, "{}");
-    for (const auto &request : transport.requests)
-        EXPECT_EQ(request.method + QByteArray::number(request.timeout.count()), "POST30000");
-    const auto &group = cloud.groups.front();
-    EXPECT_EQ(group.volume, 40);
-    EXPECT_TRUE(group.muted && group.repeat);
-    EXPECT_EQ(cloud.players[1].volume, 7);
-    EXPECT_EQ(group.queue, QStringList{QStringLiteral("Morning Coffee")});
-    EXPECT_EQ(group.state, QStringLiteral("PLAYBACK_STATE_PLAYING")); // the favorite replaced the queue and plays
-}
 
 TEST_F(Client, ApiKeyHeaderOnlyWithAClientID)
 {

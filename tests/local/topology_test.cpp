@@ -1,7 +1,6 @@
 #include "local/guesthouse.h"
 #include "local/localconnections.h"
 #include "services/fakecaptures.h"
-#include "services/fakespeakers.h"
 #include "testkit/testkit.h"
 
 #include <gtest/gtest.h>
@@ -110,30 +109,6 @@ TEST(BassHost, PlayersMeetBonjourServicesOnTheirDeviceID)
     EXPECT_EQ(LocalBassConnection::host(QStringLiteral("ODD"), services), QStringLiteral("192.168.1.22"));
     EXPECT_FALSE(LocalBassConnection::host(QStringLiteral("RINCON_NOPE"), services).has_value());
     EXPECT_EQ(LocalBassConnection::deviceID(QStringLiteral("abc@def")), QStringLiteral("ABC"));
-}
-
-TEST(Topology, ThirtyTwoSpeakersAsTheFakeHouseholdReportsThem)
-{
-    fake::FakeSpeakers speakers(QStringLiteral("10.20.0.11"), 32);
-    // Three rooms grouped with the living room; its stereo partner follows along.
-    for (int i : {2, 3, 9})
-        speakers.speakers[size_t(i)].follows = speakers.speakers[0].id;
-    const QString reply = QStringLiteral("<s:Envelope><s:Body><u:GetZoneGroupStateResponse><ZoneGroupState>") + Soap::escape(speakers.zoneGroupState())
-        + QStringLiteral("</ZoneGroupState></u:GetZoneGroupStateResponse></s:Body></s:Envelope>");
-    const auto rooms = GuestHouse::rooms(reply);
-    ASSERT_EQ(rooms.size(), 28);
-    EXPECT_EQ(rooms[0].name, QStringLiteral("Living Room"));
-    EXPECT_EQ(rooms[0].members.size(), 4);
-    EXPECT_EQ(rooms[0].hosts.size(), 5);
-    EXPECT_EQ(rooms[0].members[0].first, speakers.speakers[0].id); // the partner listed first is hidden
-    const auto tv = std::find_if(rooms.begin(), rooms.end(), [](const auto &r) { return r.name == QStringLiteral("TV Room"); });
-    ASSERT_NE(tv, rooms.end());
-    EXPECT_EQ(tv->members.size(), 1); // satellites are not members
-    EXPECT_EQ(tv->hosts.size(), 1);
-    const auto snapshot = GuestHouse::snapshot(rooms, {}, {});
-    EXPECT_EQ(snapshot.players.size(), 31);
-    EXPECT_EQ(snapshot.hosts.size(), 32);
-    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room + 3"));
 }
 
 TEST(ManualHosts, EachHostIsItsOwnEntry)
