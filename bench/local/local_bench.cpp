@@ -5,6 +5,7 @@
 #include "local/speakerqueue.h"
 #include "services/fakecaptures.h"
 #include "services/fakespeakers.h"
+#include "testkit/testkit.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -16,17 +17,6 @@
 using namespace velotte;
 
 namespace {
-
-template<typename T>
-T run(QCoro::Task<T> task)
-{
-    std::optional<T> out;
-    auto body = [&]() -> QCoro::Task<void> { out = co_await task; };
-    auto t = body();
-    while (!out)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents); // sleeps until something happens
-    return *out;
-}
 
 // One speaker with `latency` ms on every answer; `started` is false, and
 // the benchmark says so, when its port cannot be bound.
@@ -51,9 +41,9 @@ void NowPlayingWith20msLatency(benchmark::State &state)
     OneSpeaker s(state, QStringLiteral("127.0.45.11"), 20);
     if (!s.started)
         return;
-    run(s.house.nowPlaying(s.host)); // open the connections
+    test::await(s.house.nowPlaying(s.host)); // open the connections
     for (auto _ : state) {
-        if (!run(s.house.nowPlaying(s.host)))
+        if (!test::await(s.house.nowPlaying(s.host)))
             state.SkipWithError("no answer");
     }
 }
@@ -87,10 +77,7 @@ void Queue500SongsWith20msLatency(benchmark::State &state)
     for (auto _ : state) {
         s.speakers.speakers[0].queue.clear();
         requests = 0;
-        run([&]() -> QCoro::Task<bool> {
-            co_await direct.play(songs, s.host, s.speakers.speakers[0].id, AppleMusicAction::replace);
-            co_return true;
-        }());
+        test::await(direct.play(songs, s.host, s.speakers.speakers[0].id, AppleMusicAction::replace));
     }
     state.counters["requests"] = requests;
     state.counters["ms_per_batch_beyond_latency"] = batches ? overheadMs / batches : 0;
@@ -110,16 +97,6 @@ void Parse32SpeakerTopology(benchmark::State &state)
 }
 BENCHMARK(Parse32SpeakerTopology)->Unit(benchmark::kMicrosecond);
 
-// Runs the loop until `done`; false after ten seconds without.
-bool spin(const std::function<bool()> &done)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < 10000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
-    return done();
-}
-
 // The program's own time for one event: from the last byte of a speaker's
 // NOTIFY (the captured transport event, the largest kind) on a connected
 // socket to its record delivered.
@@ -136,7 +113,7 @@ void NotifyToRecord(benchmark::State &state)
         QTcpSocket socket;
         socket.bind(QHostAddress(QStringLiteral("127.0.45.21")));
         socket.connectToHost(QHostAddress(callback.host()), quint16(callback.port()));
-        if (!spin([&] { return socket.state() == QAbstractSocket::ConnectedState; })) {
+        if (!test::until([&] { return socket.state() == QAbstractSocket::ConnectedState; })) {
             state.SkipWithError("no connection");
             return;
         }
@@ -147,7 +124,7 @@ void NotifyToRecord(benchmark::State &state)
         t.start();
         socket.write(request);
         socket.flush();
-        if (!spin([&] { return received > before; })) {
+        if (!test::until([&] { return received > before; })) {
             state.SkipWithError("no record");
             return;
         }
@@ -167,7 +144,7 @@ void Queue1000With10msLatency(benchmark::State &state)
     s.speakers.speakers[0].queue = fake::FakeSpeakers::generatedQueue(1000);
     SpeakerQueue queue(s.transport);
     for (auto _ : state) {
-        if (run(queue.read(s.host)).items.size() != 1000)
+        if (test::await(queue.read(s.host)).items.size() != 1000)
             state.SkipWithError("short queue");
     }
 }

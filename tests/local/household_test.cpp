@@ -1,5 +1,5 @@
 // The fake household as its clients meet it over loopback: queueing Apple
-// Music, local control switched off, the program and its options.
+// Music, and local control switched off.
 #include "core/networktransport.h"
 #include "local/applemusicdirect.h"
 #include "local/guesthouse.h"
@@ -8,7 +8,6 @@
 #include "testkit/testkit.h"
 
 #include <QNetworkAccessManager>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -30,38 +29,6 @@ struct FakeHome : ::testing::Test {
 };
 
 } // namespace
-
-TEST(FakeProgram, PrintsItsSpeakersAndTakesFaults)
-{
-    QProcess fakes;
-    fakes.start(QStringLiteral(VELOTTE_FAKE_HOUSEHOLD),
-                {u"--only"_s, u"speakers"_s, u"--speakers-base"_s, u"127.0.52.11"_s, u"--speakers-count"_s, u"3"_s, u"--speakers-fault"_s,
-                 u"127.0.52.13=forbidden"_s, u"--speakers-fault"_s, u"127.0.52.11=upnp:GetVolume:714"_s});
-    ASSERT_TRUE(fakes.waitForStarted());
-    QString out;
-    for (int i = 0; i < 100 && !out.contains(u"ready"_s) && fakes.state() == QProcess::Running; ++i) {
-        fakes.waitForReadyRead(100);
-        out += QString::fromUtf8(fakes.readAllStandardOutput());
-    }
-    ASSERT_TRUE(out.contains(u"ready"_s)) << out.toStdString();
-    EXPECT_TRUE(out.contains(u"speakers: 127.0.52.11:1400  Living Room  Sonos One  RINCON_347E5C0D000001400"_s)) << out.toStdString();
-
-    QNetworkAccessManager manager;
-    NetworkTransport transport(&manager);
-    GuestHouse house(transport);
-    EXPECT_FALSE(test::await(house.volume(u"127.0.52.11"_s)).has_value()); // UPnP 714
-    EXPECT_TRUE(test::await(house.bass(u"127.0.52.11"_s)).has_value());
-    EXPECT_FALSE(test::await(house.identity(u"127.0.52.13"_s)).has_value()); // local control off refuses even the description
-    EXPECT_TRUE(house.refusesLocalControl(u"127.0.52.13"_s));
-    fakes.terminate();
-    fakes.waitForFinished(3000);
-
-    QProcess refused;
-    refused.start(QStringLiteral(VELOTTE_FAKE_HOUSEHOLD), {u"--only"_s, u"speakers"_s, u"--speakers-base"_s, u"127.0.52.31"_s, u"--speakers-fault"_s, u"10.9.9.9=silent"_s});
-    ASSERT_TRUE(refused.waitForFinished(5000));
-    EXPECT_EQ(refused.exitCode(), 1);
-    EXPECT_TRUE(refused.readAllStandardOutput().contains("error: no fake speaker at 10.9.9.9"));
-}
 
 TEST_F(FakeHome, DirectQueueingRunOnTheSpeaker)
 {

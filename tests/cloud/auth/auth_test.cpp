@@ -100,6 +100,14 @@ TEST_F(Auth, SignInExchangesTheCodeAndKeepsTheToken)
         items << name + QLatin1Char('=') + (name == QLatin1String("state") ? QString() : value);
     EXPECT_EQ(items, (QStringList{QStringLiteral("client_id=fake-client-id"), QStringLiteral("response_type=code"), QStringLiteral("state="),
                                   QStringLiteral("scope=playback-control-all"), QStringLiteral("redirect_uri=velotte://sonos/callback")}));
+    ASSERT_EQ(recorder.requests.size(), 1u);
+    const HttpRequest &exchange = recorder.requests[0];
+    EXPECT_EQ(exchange.method, "POST");
+    EXPECT_EQ(exchange.url, config().tokenURL);
+    EXPECT_EQ(exchange.timeout, 15s);
+    EXPECT_EQ(exchange.header("Authorization"), "Basic " + QByteArray("fake-client-id:fake-client-secret").toBase64());
+    EXPECT_EQ(exchange.header("Content-Type"), "application/x-www-form-urlencoded;charset=utf-8");
+    EXPECT_EQ(exchange.body, "grant_type=authorization_code&code=code-1&redirect_uri=velotte%3A%2F%2Fsonos%2Fcallback");
     EXPECT_EQ(token(), QStringLiteral("access-2"));
     const auto stored = StoredToken::decode(*store.data);
     ASSERT_TRUE(stored.has_value());
@@ -113,7 +121,7 @@ TEST_F(Auth, SignInExchangesTheCodeAndKeepsTheToken)
     EXPECT_EQ(test::await(later.validToken()), QStringLiteral("access-2"));
 }
 
-TEST_F(Auth, TenRequestsShareOneRefresh)
+TEST_F(Auth, WaitersShareOneRefresh)
 {
     test::await(auth->authorize());
     clock.advance(86399s - 30s); // inside the 60-second margin
@@ -127,6 +135,19 @@ TEST_F(Auth, TenRequestsShareOneRefresh)
     EXPECT_EQ(cloud.signIn.tokenRequests, 2); // the exchange, then one refresh
     for (const QString &t : tokens)
         EXPECT_EQ(t, QStringLiteral("access-3"));
+
+    // A failed refresh reaches every waiter, and the next one is not stuck behind it.
+    cloud.signIn.refuseStatus = 401;
+    transport.hold = true;
+    std::optional<QString> first, second;
+    auto a = refresh(first);
+    auto b = refresh(second);
+    release();
+    EXPECT_EQ(first, QStringLiteral("Connect to Sonos again to renew your sign-in."));
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(cloud.signIn.tokenRequests, 3);
+    cloud.signIn.refuseStatus = 0;
+    EXPECT_EQ(test::await(auth->forceRefresh()), QStringLiteral("access-4"));
 }
 
 TEST_F(Auth, MarginOfSixtySeconds)
@@ -271,41 +292,14 @@ TEST(SonosLogin, RedirectRecognition)
     EXPECT_THROW(SonosLogin::callbackResult(QUrl(QStringLiteral("velotte://sonos/callback?error=x"))), SonosError);
 }
 
-TEST_F(Auth, TokenRequestsCarryTheClientAndAFormBody)
+TEST_F(Auth, RefreshTokensAreOneFormValue)
 {
-    test::await(auth->authorize());
-    ASSERT_EQ(recorder.requests.size(), 1u);
-    const HttpRequest &exchange = recorder.requests[0];
-    EXPECT_EQ(exchange.method, "POST");
-    EXPECT_EQ(exchange.url, config().tokenURL);
-    EXPECT_EQ(exchange.timeout, 15s);
-    EXPECT_EQ(exchange.header("Authorization"), "Basic " + QByteArray("fake-client-id:fake-client-secret").toBase64());
-    EXPECT_EQ(exchange.header("Content-Type"), "application/x-www-form-urlencoded;charset=utf-8");
-    EXPECT_EQ(exchange.body, "grant_type=authorization_code&code=code-1&redirect_uri=velotte%3A%2F%2Fsonos%2Fcallback");
-
     // Values are percent-encoded, so a token with form characters stays one value.
     store.data = StoredToken{QStringLiteral("a"), QStringLiteral("r+1/2=3&4 5é"), clock.now()}.encode();
     SonosAuth odd(config(), store, recorder, clock);
     ASSERT_TRUE(test::await(odd.restore()));
     EXPECT_THROW(test::await(odd.validToken()), SonosError); // the fake does not know this token
     EXPECT_EQ(recorder.requests.back().body, "grant_type=refresh_token&refresh_token=r%2B1%2F2%3D3%264%205%C3%A9");
-}
-
-TEST_F(Auth, AFailedRefreshReachesEveryWaiterAndIsNotStuck)
-{
-    test::await(auth->authorize());
-    cloud.signIn.refuseStatus = 401;
-    transport.hold = true;
-    std::optional<QString> first, second;
-    auto a = refresh(first);
-    auto b = refresh(second);
-    release();
-    EXPECT_EQ(first, QStringLiteral("Connect to Sonos again to renew your sign-in."));
-    EXPECT_EQ(second, first);
-    EXPECT_EQ(cloud.signIn.tokenRequests, 2);
-    cloud.signIn.refuseStatus = 0;
-    EXPECT_EQ(test::await(auth->forceRefresh()), QStringLiteral("access-3"));
-    EXPECT_EQ(cloud.signIn.tokenRequests, 3);
 }
 
 TEST_F(Auth, RestoreTakesOnlyAWholeToken)
