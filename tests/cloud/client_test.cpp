@@ -1,6 +1,5 @@
 #include "fakes.h"
 
-#include "cloud/httpdate.h"
 #include "cloud/sonosclient.h"
 #include "core/wakeup.h"
 #include "testkit/testkit.h"
@@ -120,7 +119,6 @@ TEST_F(Client, RetryAfterValues)
     EXPECT_EQ(SonosClient::retryDelay(QByteArray("-3"), now), 60);
     EXPECT_EQ(SonosClient::retryDelay(QByteArray("soon"), now), 60);
     EXPECT_EQ(SonosClient::retryDelay(QByteArray(""), now), 60);
-    EXPECT_EQ(SonosClient::retryDelay(HttpDate::format(now.addSecs(90)).toLatin1(), now), 90);
     EXPECT_EQ(SonosClient::retryDelay(QByteArray("Mon, 02 Mar 2026 08:01:30 GMT"), now), 90);
     EXPECT_EQ(SonosClient::retryDelay(QByteArray("Mon, 02 Mar 2026 07:00:00 GMT"), now), 1);
     EXPECT_EQ(SonosClient::retryDelay(QByteArray("Xyz, 02 Mar 2026 08:01:30 GMT"), now), 60);

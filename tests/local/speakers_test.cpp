@@ -18,37 +18,12 @@ struct Speakers : ::testing::Test {
 
     void SetUp() override { ASSERT_TRUE(speakers.start()) << "cannot bind port 1400 on 127.0.43.x"; }
     QString host(int i) const { return speakers.speakers[size_t(i)].host; }
-    QHash<QString, QString> found() const
-    {
-        QHash<QString, QString> map;
-        for (const QString &h : speakers.visibleHosts())
-            map.insert(h, h);
-        return map;
-    }
 };
 } // namespace
-
-TEST_F(Speakers, DiscoverBuildsRoomsFromTheLiveTopology)
-{
-    const auto snapshot = test::await(house.discover(found()));
-    ASSERT_EQ(snapshot.groups.size(), 4);
-    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room"));
-    EXPECT_EQ(snapshot.players.size(), 4);
-    EXPECT_EQ(snapshot.hosts.value(speakers.speakers[0].id), host(0));
-    EXPECT_EQ(snapshot.hosts.value(speakers.speakers[1].id), host(1)); // the invisible partner still has a host
-}
 
 TEST_F(Speakers, NowPlayingDecodesTextsAndState)
 {
     speakers.speakers[0].track = 1;
-    const auto now = test::await(house.nowPlaying(host(0)));
-    ASSERT_TRUE(now.has_value());
-    EXPECT_EQ(now->title, QStringLiteral("Salt & Pepper"));
-    EXPECT_EQ(now->artist, QStringLiteral("The Condiments"));
-    EXPECT_TRUE(now->playing);
-    EXPECT_EQ(now->durationMillis, 201000);
-    EXPECT_TRUE(now->canSkip && now->canSkipBack && now->canSeek);
-    EXPECT_EQ(now->volume, 20);
     // A member reports its coordinator's playback.
     ASSERT_TRUE(test::await(house.join(speakers.speakers[0].id, host(2))));
     EXPECT_EQ(test::await(house.nowPlaying(host(2)))->title, QStringLiteral("Salt & Pepper"));
@@ -87,14 +62,11 @@ TEST_F(Speakers, EveryOperationReachesTheSpeaker)
     EXPECT_TRUE(test::await(house.separate(host(0))));
     EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[0].id, host(0))), true);
     EXPECT_FALSE(test::await(house.standaloneRoom(QStringLiteral("RINCON_NOBODY"), host(0))).has_value());
-    EXPECT_EQ(test::await(house.identity(host(4)))->name, QStringLiteral("TV Room"));
 }
 
 TEST_F(Speakers, FaultsAreNoValueNeverACrash)
 {
     auto &s = speakers.speakers[2];
-    s.upnpErrors.insert(QStringLiteral("Next"), 711);
-    EXPECT_FALSE(test::await(house.transport(QStringLiteral("Next"), host(2))));
     s.serverError = true; // a fault body on every action, the speaker still describing itself
     EXPECT_FALSE(test::await(house.volume(host(2))).has_value());
     EXPECT_TRUE(test::await(house.identity(host(2))).has_value());
@@ -129,10 +101,7 @@ TEST(LargeHousehold, FortySpeakersListTheirRooms)
     NetworkTransport transport{&manager};
     GuestHouse house{transport};
     auto &s = speakers.speakers;
-    EXPECT_FALSE(test::await(house.zoneGroups(s[0].host)).has_value());
-    const auto refused = test::await(house.call(s[0].host, Soap::topologyPath, Soap::zoneGroupTopology + QStringLiteral("#GetZoneGroupState"),
-                                                 Soap::envelope(QStringLiteral("GetZoneGroupState"), Soap::zoneGroupTopology, QString())));
-    EXPECT_FALSE(refused.has_value());
+    EXPECT_FALSE(test::await(house.zoneGroups(s[0].host)).has_value()); // refused
 
     // The kitchen joins the bedroom; Bonjour finds every speaker, the stereo partner too.
     ASSERT_TRUE(test::await(house.join(s[3].id, s[2].host)));

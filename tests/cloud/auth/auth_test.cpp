@@ -113,7 +113,6 @@ TEST_F(Auth, SignInExchangesTheCodeAndKeepsTheToken)
     ASSERT_TRUE(stored.has_value());
     EXPECT_EQ(stored->refresh, QStringLiteral("refresh-2"));
     EXPECT_EQ(stored->expiry, clock.now().addSecs(86399));
-    EXPECT_TRUE(store.data->contains("\"expiry\":")); // seconds since 2001
 
     // A later process restores it.
     SonosAuth later(config(), store, transport, clock);
@@ -289,7 +288,6 @@ TEST(SonosLogin, RedirectRecognition)
     EXPECT_FALSE(SonosLogin::isRedirect(QUrl(QStringLiteral("https://evil.test/?code=1&r=velotte://sonos/callback")), prefix));
     EXPECT_EQ(SonosLogin::authorizationCode(QUrl(QStringLiteral("velotte://sonos/callback?code=abc&state=S")), QStringLiteral("S")), QStringLiteral("abc"));
     EXPECT_FALSE(SonosLogin::authorizationCode(QUrl(QStringLiteral("velotte://sonos/callback?code=&state=S")), QStringLiteral("S")));
-    EXPECT_THROW(SonosLogin::callbackResult(QUrl(QStringLiteral("velotte://sonos/callback?error=x"))), SonosError);
 }
 
 TEST_F(Auth, RefreshTokensAreOneFormValue)
@@ -319,19 +317,13 @@ TEST_F(Auth, RestoreTakesOnlyAWholeToken)
     EXPECT_EQ(StoredToken::decode(StoredToken{QStringLiteral("a"), QStringLiteral("r"), *auth->expiry()}.encode())->expiry, *auth->expiry());
 }
 
-namespace {
-QStringList captured;
-void capture(QtMsgType, const QMessageLogContext &context, const QString &message)
-{
-    captured << QString::fromLatin1(context.category ? context.category : "") + QLatin1Char(' ') + message;
-}
-} // namespace
-
 TEST_F(Auth, NoSecretReachesTheLog)
 {
-    captured.clear();
     QLoggingCategory::setFilterRules(QStringLiteral("velotte.*=true"));
-    const auto previous = qInstallMessageHandler(capture);
+    static QStringList captured;
+    const auto previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &context, const QString &message) {
+        captured << QString::fromLatin1(context.category ? context.category : "") + QLatin1Char(' ') + message;
+    });
     const auto restoreLogging = qScopeGuard([previous] {
         qInstallMessageHandler(previous);
         QLoggingCategory::setFilterRules(QString());
