@@ -2,10 +2,6 @@
 #include "cloud/records.h"
 #include "cloud/sonosclient.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <benchmark/benchmark.h>
 
 using namespace velotte;
@@ -14,33 +10,28 @@ namespace {
 
 QByteArray favoritesBody(int n)
 {
-    QJsonArray items;
+    QByteArray items;
     for (int i = 0; i < n; ++i) {
-        items.append(QJsonObject{{QStringLiteral("id"), QString::number(i)},
-                                 {QStringLiteral("name"), QStringLiteral("Favorite number %1 with a realistic name").arg(i)},
-                                 {QStringLiteral("description"), QStringLiteral("Playlist")},
-                                 {QStringLiteral("imageUrl"), QStringLiteral("https://images.example.test/%1.jpg").arg(i)},
-                                 {QStringLiteral("service"), QJsonObject{{QStringLiteral("name"), QStringLiteral("Apple Music")}, {QStringLiteral("id"), QStringLiteral("52231")}}},
-                                 {QStringLiteral("resource"), QJsonObject{{QStringLiteral("type"), QStringLiteral("PLAYLIST")}}}});
+        items += (i ? "," : "") + QStringLiteral(R"({"id":"%1","name":"Favorite number %1 with a realistic name","description":"Playlist",)"
+                                                 R"("imageUrl":"https://images.example.test/%1.jpg","service":{"name":"Apple Music","id":"52231"},)"
+                                                 R"("resource":{"type":"PLAYLIST"}})").arg(i).toUtf8();
     }
-    return QJsonDocument(QJsonObject{{QStringLiteral("version"), QStringLiteral("1")}, {QStringLiteral("items"), items}}).toJson(QJsonDocument::Compact);
+    return R"({"version":"1","items":[)" + items + "]}";
 }
 
 QByteArray groupsBody(int players)
 {
-    QJsonArray groups, list;
+    QByteArray groups, list;
     for (int i = 0; i < players; ++i) {
-        const QString id = QStringLiteral("RINCON_%1").arg(i, 12, 16, QLatin1Char('0')).toUpper() + QStringLiteral("01400");
-        list.append(QJsonObject{{QStringLiteral("id"), id}, {QStringLiteral("name"), QStringLiteral("Room %1").arg(i)},
-                                {QStringLiteral("websocketUrl"), QStringLiteral("wss://192.168.1.%1:1443/websocket/api").arg(i + 10)},
-                                {QStringLiteral("capabilities"), QJsonArray{QStringLiteral("PLAYBACK"), QStringLiteral("CLOUD")}}});
+        const QByteArray id = QStringLiteral("RINCON_%1").arg(i, 12, 16, QLatin1Char('0')).toUpper().toUtf8() + "01400";
+        list += (i ? "," : "") + QStringLiteral(R"({"id":"%1","name":"Room %2","websocketUrl":"wss://192.168.1.%3:1443/websocket/api",)"
+                                                R"("capabilities":["PLAYBACK","CLOUD"]})").arg(QLatin1String(id)).arg(i).arg(i + 10).toUtf8();
         if (i % 2 == 0) {
-            groups.append(QJsonObject{{QStringLiteral("id"), id + QStringLiteral(":12")}, {QStringLiteral("name"), QStringLiteral("Room %1").arg(i)},
-                                      {QStringLiteral("coordinatorId"), id}, {QStringLiteral("playbackState"), QStringLiteral("PLAYBACK_STATE_IDLE")},
-                                      {QStringLiteral("playerIds"), QJsonArray{id}}});
+            groups += (i ? "," : "") + QStringLiteral(R"({"id":"%1:12","name":"Room %2","coordinatorId":"%1",)"
+                                                      R"("playbackState":"PLAYBACK_STATE_IDLE","playerIds":["%1"]})").arg(QLatin1String(id)).arg(i).toUtf8();
         }
     }
-    return QJsonDocument(QJsonObject{{QStringLiteral("groups"), groups}, {QStringLiteral("players"), list}}).toJson(QJsonDocument::Compact);
+    return R"({"groups":[)" + groups + R"(],"players":[)" + list + "]}";
 }
 
 void DecodeFavorites500(benchmark::State &state)

@@ -5,6 +5,7 @@
 #include "local/speakerqueue.h"
 #include "services/fakecaptures.h"
 #include "services/fakespeakers.h"
+#include "testkit/testkit.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -17,6 +18,7 @@ using namespace velotte;
 
 namespace {
 
+// Sleeps until something happens, so the CPU column is the program's own time.
 template<typename T>
 T run(QCoro::Task<T> task)
 {
@@ -24,11 +26,12 @@ T run(QCoro::Task<T> task)
     auto body = [&]() -> QCoro::Task<void> { out = co_await task; };
     auto t = body();
     while (!out)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents); // sleeps until something happens
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
     return *out;
 }
 
-// One speaker with `latency` ms on every answer.
+// One speaker with `latency` ms on every answer; `started` is false, and
+// the benchmark says so, when its port cannot be bound.
 struct OneSpeaker {
     fake::FakeSpeakers speakers;
     QNetworkAccessManager manager;
@@ -36,36 +39,20 @@ struct OneSpeaker {
     GuestHouse house{transport};
     QString host = speakers.speakers[0].host;
     bool started = speakers.start();
-    OneSpeaker(const QString &address, int latency) : speakers(address, 1) { speakers.speakers[0].latencyMs = latency; }
-};
-struct SlowSpeaker : OneSpeaker {
-    SlowSpeaker() : OneSpeaker(QStringLiteral("127.0.45.11"), 20) {}
+    OneSpeaker(benchmark::State &state, const QString &address, int latency) : speakers(address, 1)
+    {
+        speakers.speakers[0].latencyMs = latency;
+        if (!started)
+            state.SkipWithError("cannot bind port 1400");
+    }
 };
 
-// The baseline: a single request.
-void OneRequestWith20msLatency(benchmark::State &state)
-{
-    SlowSpeaker s;
-    if (!s.started) {
-        state.SkipWithError("cannot bind port 1400 (needs root)");
-        return;
-    }
-    run(s.house.volume(s.host)); // open the connection
-    for (auto _ : state) {
-        if (!run(s.house.volume(s.host)))
-            state.SkipWithError("no answer");
-    }
-}
-BENCHMARK(OneRequestWith20msLatency)->Unit(benchmark::kMillisecond)->Iterations(30)->UseRealTime();
-
-// The four reads of what plays overlap: close to one request's latency.
+// The four reads of what plays overlap: close to one request's 20 ms.
 void NowPlayingWith20msLatency(benchmark::State &state)
 {
-    SlowSpeaker s;
-    if (!s.started) {
-        state.SkipWithError("cannot bind port 1400 (needs root)");
+    OneSpeaker s(state, QStringLiteral("127.0.45.11"), 20);
+    if (!s.started)
         return;
-    }
     run(s.house.nowPlaying(s.host)); // open the connections
     for (auto _ : state) {
         if (!run(s.house.nowPlaying(s.host)))
@@ -78,11 +65,9 @@ BENCHMARK(NowPlayingWith20msLatency)->Unit(benchmark::kMillisecond)->Iterations(
 // bound by round trips; what the program adds per batch is reported apart.
 void Queue500SongsWith20msLatency(benchmark::State &state)
 {
-    SlowSpeaker s;
-    if (!s.started) {
-        state.SkipWithError("cannot bind port 1400 (needs root)");
+    OneSpeaker s(state, QStringLiteral("127.0.45.11"), 20);
+    if (!s.started)
         return;
-    }
     QList<AppleMusicIdentity> songs;
     for (int i = 0; i < 500; ++i)
         songs.append({QString::number(1000000 + i), QStringLiteral("Song %1").arg(i), QStringLiteral("Band"), QStringLiteral("song")});
@@ -104,59 +89,15 @@ void Queue500SongsWith20msLatency(benchmark::State &state)
     for (auto _ : state) {
         s.speakers.speakers[0].queue.clear();
         requests = 0;
-        bool done = false;
-        auto body = [&]() -> QCoro::Task<void> {
+        run([&]() -> QCoro::Task<bool> {
             co_await direct.play(songs, s.host, s.speakers.speakers[0].id, AppleMusicAction::replace);
-            done = true;
-        };
-        auto t = body();
-        while (!done)
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+            co_return true;
+        }());
     }
     state.counters["requests"] = requests;
     state.counters["ms_per_batch_beyond_latency"] = batches ? overheadMs / batches : 0;
 }
 BENCHMARK(Queue500SongsWith20msLatency)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
-
-// The same run with a speaker that answers at once: what the program itself
-// spends per batch (resources, envelopes, reply checks).
-void Queue500SongsProgramOnly(benchmark::State &state)
-{
-    QList<AppleMusicIdentity> songs;
-    for (int i = 0; i < 500; ++i)
-        songs.append({QString::number(1000000 + i), QStringLiteral("Song %1").arg(i), QStringLiteral("Band"), QStringLiteral("song")});
-    int length = 0;
-    FunctionTransport none([](HttpRequest, CancelToken) -> QCoro::Task<HttpResponse> { co_return HttpResponse{}; });
-    AppleMusicDirect direct(none, [&length](QString, QString action, Soap::Fields fields, CancelToken) -> QCoro::Task<QString> {
-        if (action != QLatin1String("AddMultipleURIsToQueue"))
-            co_return QString();
-        const int n = fields[2].second.toInt();
-        const int first = length + 1;
-        length += n;
-        // Through the real envelope builder, as the live request would.
-        const QString envelope = Soap::shortEnvelope(Soap::avTransport, action, fields);
-        benchmark::DoNotOptimize(envelope);
-        co_return QStringLiteral("<FirstTrackNumberEnqueued>%1</FirstTrackNumberEnqueued><NumTracksAdded>%2</NumTracksAdded>"
-                                 "<NewQueueLength>%3</NewQueueLength><NewUpdateID>%4</NewUpdateID>")
-            .arg(first)
-            .arg(n)
-            .arg(length)
-            .arg(length);
-    });
-    for (auto _ : state) {
-        length = 0;
-        bool done = false;
-        auto body = [&]() -> QCoro::Task<void> {
-            co_await direct.play(songs, QStringLiteral("10.0.0.2"), QStringLiteral("RINCON_A"), AppleMusicAction::replace);
-            done = true;
-        };
-        auto t = body();
-        while (!done)
-            QCoreApplication::processEvents();
-    }
-    state.counters["us_per_batch"] = benchmark::Counter(33, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-BENCHMARK(Queue500SongsProgramOnly)->Unit(benchmark::kMillisecond);
 
 void Parse32SpeakerTopology(benchmark::State &state)
 {
@@ -170,16 +111,6 @@ void Parse32SpeakerTopology(benchmark::State &state)
         benchmark::DoNotOptimize(GuestHouse::rooms(reply));
 }
 BENCHMARK(Parse32SpeakerTopology)->Unit(benchmark::kMicrosecond);
-
-// Runs the loop until `done`; false after ten seconds without.
-bool spin(const std::function<bool()> &done)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < 10000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
-    return done();
-}
 
 // The program's own time for one event: from the last byte of a speaker's
 // NOTIFY (the captured transport event, the largest kind) on a connected
@@ -197,7 +128,7 @@ void NotifyToRecord(benchmark::State &state)
         QTcpSocket socket;
         socket.bind(QHostAddress(QStringLiteral("127.0.45.21")));
         socket.connectToHost(QHostAddress(callback.host()), quint16(callback.port()));
-        if (!spin([&] { return socket.state() == QAbstractSocket::ConnectedState; })) {
+        if (!test::until([&] { return socket.state() == QAbstractSocket::ConnectedState; })) {
             state.SkipWithError("no connection");
             return;
         }
@@ -208,7 +139,7 @@ void NotifyToRecord(benchmark::State &state)
         t.start();
         socket.write(request);
         socket.flush();
-        if (!spin([&] { return received > before; })) {
+        if (!test::until([&] { return received > before; })) {
             state.SkipWithError("no record");
             return;
         }
@@ -218,50 +149,13 @@ void NotifyToRecord(benchmark::State &state)
 }
 BENCHMARK(NotifyToRecord)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(200);
 
-// From a change on the fake speaker to its record delivered: the speaker's
-// own work (its state as a property set, a connection to this computer)
-// and the program's.
-void SpeakerChangeToRecord(benchmark::State &state)
-{
-    OneSpeaker s(QStringLiteral("127.0.45.31"), 0);
-    if (!s.started) {
-        state.SkipWithError("cannot bind port 1400 (needs root)");
-        return;
-    }
-    fake::FakeSpeakers &speakers = s.speakers;
-    EventSubscriptions events(s.transport, Clock::system(), 0);
-    int volume = -1;
-    QObject::connect(&events, &EventSubscriptions::changed, [&volume](const SpeakerEvent &e) { volume = e.volume.value_or(volume); });
-    events.follow({{s.host, EventService::rendering}, {s.host, EventService::transport}});
-    if (!spin([&] { return events.holding(); })) {
-        state.SkipWithError("no subscription");
-        return;
-    }
-    int next = 0;
-    for (auto _ : state) {
-        next = (next + 1) % 100;
-        speakers.speakers[0].volume = next;
-        QElapsedTimer t;
-        t.start();
-        speakers.publish();
-        if (!spin([&] { return volume == next; })) {
-            state.SkipWithError("no record");
-            return;
-        }
-        state.SetIterationTime(double(t.nsecsElapsed()) / 1e9);
-    }
-}
-BENCHMARK(SpeakerChangeToRecord)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(200);
-
 // A queue of 1,000 tracks with 10 ms on every answer: the first page, then
 // the other nine together.
 void Queue1000With10msLatency(benchmark::State &state)
 {
-    OneSpeaker s(QStringLiteral("127.0.45.41"), 10);
-    if (!s.started) {
-        state.SkipWithError("cannot bind port 1400 (needs root)");
+    OneSpeaker s(state, QStringLiteral("127.0.45.41"), 10);
+    if (!s.started)
         return;
-    }
     s.speakers.speakers[0].queue = fake::FakeSpeakers::generatedQueue(1000);
     SpeakerQueue queue(s.transport);
     for (auto _ : state) {
@@ -270,19 +164,5 @@ void Queue1000With10msLatency(benchmark::State &state)
     }
 }
 BENCHMARK(Queue1000With10msLatency)->Unit(benchmark::kMillisecond)->Iterations(20)->UseRealTime();
-
-// What reading one page of 100 tracks costs the program.
-void QueuePageOf100(benchmark::State &state)
-{
-    QString items;
-    const auto tracks = fake::FakeSpeakers::generatedQueue(100);
-    for (int i = 0; i < tracks.size(); ++i)
-        items += fake::FakeSpeakers::didlItem(tracks[i], QStringLiteral("Q:0/%1").arg(i + 1), QStringLiteral("Q:0"));
-    const QString reply = QStringLiteral("<Result>") + Soap::escape(fake::FakeSpeakers::didlDocument(items))
-        + QStringLiteral("</Result><NumberReturned>100</NumberReturned><TotalMatches>1000</TotalMatches><UpdateID>3</UpdateID>");
-    for (auto _ : state)
-        benchmark::DoNotOptimize(SpeakerQueue::page(reply, QStringLiteral("10.0.0.2")));
-}
-BENCHMARK(QueuePageOf100)->Unit(benchmark::kMicrosecond);
 
 } // namespace

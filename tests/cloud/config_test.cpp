@@ -50,6 +50,7 @@ TEST(SonosConfig, RejectsFilesWithoutBothCredentials)
     EXPECT_FALSE(SonosConfig::read(write(dir, QStringLiteral("d"), "not xml at all <")));
     EXPECT_FALSE(SonosConfig::read(write(dir, QStringLiteral("e"), plist("<key>ClientID</key><integer>4</integer><key>ClientSecret</key><string>x</string>"))));
     EXPECT_FALSE(SonosConfig::read(dir.filePath(QStringLiteral("missing"))));
+    EXPECT_FALSE(SonosConfig::read(QStringLiteral(VELOTTE_TEST_DATA_DIR "/../../data/SonosSecrets.example.plist")).has_value()); // the shipped example
 }
 
 TEST(SonosConfig, EnvironmentNamesTheOneFileAndEmptyMeansNoCredentials)
@@ -65,9 +66,4 @@ TEST(SonosConfig, EnvironmentNamesTheOneFileAndEmptyMeansNoCredentials)
     const QStringList files = SonosConfig::candidates();
     EXPECT_TRUE(files.first().endsWith(QLatin1String("velotte/SonosSecrets.plist")));
     EXPECT_TRUE(files.last().endsWith(QLatin1String("SonosSecrets.example.plist")));
-}
-
-TEST(SonosConfig, ShippedExampleHasNoCredentials)
-{
-    EXPECT_FALSE(SonosConfig::read(QStringLiteral(VELOTTE_TEST_DATA_DIR "/../../data/SonosSecrets.example.plist")).has_value());
 }

@@ -11,13 +11,11 @@ namespace velotte::test {
 class CountingTokens final : public TokenProvider {
 public:
     QString token = QStringLiteral("token-1");
-    int valid = 0;
     int refreshes = 0;
     bool failValid = false;
 
     QCoro::Task<QString> validToken() override
     {
-        ++valid;
         if (failValid)
             throw SonosError::authorization();
         co_return QString(token); // a copy: GCC 12 moves from members named in co_return

@@ -114,11 +114,3 @@ TEST(CloudRecords, FavoritesRoundTripWithAbsentKeysLeftOut)
     EXPECT_THROW(Decode::favoriteArray("{}"), DecodeError);
     EXPECT_EQ(Decode::playlists(R"({"items":[{"id":"P","name":"Mix","trackCount":12}]})")[0].toJson().value(QStringLiteral("trackCount")).toInt(), 12);
 }
-
-TEST(CloudRecords, TokenBodies)
-{
-    const auto t = Decode::token(R"({"access_token":"a","token_type":"Bearer","expires_in":86399,"scope":"playback-control-all"})");
-    EXPECT_EQ(t.expiresIn, 86399);
-    EXPECT_FALSE(t.refreshToken.has_value());
-    EXPECT_THROW(Decode::token(R"({"access_token":"a","refresh_token":"r"})"), DecodeError);
-}

@@ -17,28 +17,6 @@
 using namespace velotte;
 using namespace std::chrono_literals;
 
-namespace {
-
-// The real transport, with every request recorded on its way out; an
-// optional cap shortens time-outs so a stalled reply fails quickly.
-class Tap final : public HttpTransport {
-public:
-    explicit Tap(HttpTransport &inner) : m_inner(inner) {}
-    QCoro::Task<HttpResponse> send(HttpRequest request, CancelToken cancel = {}) override
-    {
-        sent.push_back(request);
-        if (cap)
-            request.timeout = std::min(request.timeout, *cap);
-        co_return co_await m_inner.send(std::move(request), cancel);
-    }
-    std::vector<HttpRequest> sent;
-    std::optional<std::chrono::milliseconds> cap;
-
-private:
-    HttpTransport &m_inner;
-};
-
-} // namespace
 
 TEST(Wire, HeadersPathsRateLimitsAndStalls)
 {
@@ -46,7 +24,13 @@ TEST(Wire, HeadersPathsRateLimitsAndStalls)
     ASSERT_TRUE(cloud.listen());
     QNetworkAccessManager manager;
     NetworkTransport network{&manager};
-    Tap tap{network};
+    // Every request recorded on its way out; a cap shortens time-outs so a stalled reply fails quickly.
+    std::optional<std::chrono::milliseconds> cap;
+    test::RecordingTransport tap{[&](const HttpRequest &r, CancelToken cancel) {
+        HttpRequest capped = r;
+        capped.timeout = std::min(r.timeout, cap.value_or(r.timeout));
+        return network.send(std::move(capped), cancel);
+    }};
     test::CountingTokens tokens;
     SonosConfig config = SonosConfig::defaults();
     config.clientID = QStringLiteral("fake-client");
@@ -83,7 +67,7 @@ TEST(Wire, HeadersPathsRateLimitsAndStalls)
     fake::CloudFault stalled{"GET", QRegularExpression(QStringLiteral("playback$"))};
     stalled.noAnswer = true;
     cloud.addFault(stalled);
-    tap.cap = 200ms;
+    cap = 200ms;
     EXPECT_THROW(test::await(client.playback(cloud.groups.front().id)), TransportError);
-    EXPECT_EQ(tap.sent.back().timeout, 12s);
+    EXPECT_EQ(tap.requests.back().timeout, 12s);
 }

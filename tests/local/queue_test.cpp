@@ -33,16 +33,6 @@ struct Queue : ::testing::Test {
     }
 };
 
-SpeakerFault faultOf(QCoro::Task<void> task)
-{
-    try {
-        test::await(std::move(task));
-    } catch (const SpeakerFault &f) {
-        return f;
-    }
-    ADD_FAILURE() << "no fault";
-    return SpeakerFault::noAnswer();
-}
 } // namespace
 
 TEST_F(Queue, AThousandTracksReadInPages)
@@ -91,7 +81,7 @@ TEST_F(Queue, EditsRefusedWhenTheQueueChangedUnderneath)
         speaker.track = 0;
         const qint64 seen = test::await(queue.read(host)).updateID;
         ++speaker.updateID; // another controller edited the queue
-        const SpeakerFault stale = faultOf(c.edit(seen));
+        const SpeakerFault stale = test::failure<SpeakerFault>(c.edit(seen)).value();
         EXPECT_TRUE(stale.is(SpeakerFault::queueChanged)) << c.what;
         EXPECT_EQ(stale.sentence(), u"The queue changed on the speaker in the meantime (1028). Look at it again and try once more."_s);
         EXPECT_EQ(titles(), start) << c.what;
@@ -102,7 +92,7 @@ TEST_F(Queue, EditsRefusedWhenTheQueueChangedUnderneath)
     test::await(queue.clear(host));
     EXPECT_TRUE(speaker.queue.isEmpty());
     // A track that is not there is the speaker's to refuse.
-    EXPECT_FALSE(faultOf(queue.remove(host, 5, 0)).is(SpeakerFault::queueChanged));
+    EXPECT_FALSE(test::failure<SpeakerFault>(queue.remove(host, 5, 0)).value().is(SpeakerFault::queueChanged));
 }
 
 TEST_F(Queue, SleepTimerSetReadAndCancelled)
@@ -117,5 +107,5 @@ TEST_F(Queue, SleepTimerSetReadAndCancelled)
     EXPECT_FALSE(test::await(SleepTimer::remaining(transport, host)).has_value());
     // The timer is the group's: its coordinator keeps it.
     const QString partner = speakers.speakers[1].host;
-    EXPECT_TRUE(faultOf(SleepTimer::set(transport, partner, 15 * 60 * 1000)).is(SpeakerFault::notCoordinator));
+    EXPECT_TRUE(test::failure<SpeakerFault>(SleepTimer::set(transport, partner, 15 * 60 * 1000)).value().is(SpeakerFault::notCoordinator));
 }

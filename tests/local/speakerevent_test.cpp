@@ -1,7 +1,6 @@
 // Events as real speakers sent them, read into records.
 #include "local/speakerevent.h"
-
-#include <QFile>
+#include "services/fakecaptures.h"
 
 #include <gtest/gtest.h>
 
@@ -9,15 +8,7 @@ using namespace velotte;
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-QByteArray capture(const QString &name)
-{
-    QFile f(QStringLiteral(VELOTTE_TEST_DATA_DIR "/local/") + name);
-    EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << name.toStdString();
-    QByteArray text = f.readAll();
-    while (text.startsWith("# "))
-        text = text.mid(text.indexOf('\n') + 1);
-    return text;
-}
+QByteArray capture(const QString &name) { return fake::captures::text(name).toUtf8(); }
 } // namespace
 
 TEST(SpeakerEvents, CapturedTransportEvent)

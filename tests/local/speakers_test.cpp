@@ -16,43 +16,14 @@ struct Speakers : ::testing::Test {
     NetworkTransport transport{&manager};
     GuestHouse house{transport};
 
-    void SetUp() override
-    {
-        if (!speakers.start())
-            GTEST_SKIP() << "cannot bind port 1400 on 127.0.43.x (needs root)";
-    }
+    void SetUp() override { ASSERT_TRUE(speakers.start()) << "cannot bind port 1400 on 127.0.43.x"; }
     QString host(int i) const { return speakers.speakers[size_t(i)].host; }
-    QHash<QString, QString> found() const
-    {
-        QHash<QString, QString> map;
-        for (const QString &h : speakers.visibleHosts())
-            map.insert(h, h);
-        return map;
-    }
 };
 } // namespace
-
-TEST_F(Speakers, DiscoverBuildsRoomsFromTheLiveTopology)
-{
-    const auto snapshot = test::await(house.discover(found()));
-    ASSERT_EQ(snapshot.groups.size(), 4);
-    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room"));
-    EXPECT_EQ(snapshot.players.size(), 4);
-    EXPECT_EQ(snapshot.hosts.value(speakers.speakers[0].id), host(0));
-    EXPECT_EQ(snapshot.hosts.value(speakers.speakers[1].id), host(1)); // the invisible partner still has a host
-}
 
 TEST_F(Speakers, NowPlayingDecodesTextsAndState)
 {
     speakers.speakers[0].track = 1;
-    const auto now = test::await(house.nowPlaying(host(0)));
-    ASSERT_TRUE(now.has_value());
-    EXPECT_EQ(now->title, QStringLiteral("Salt & Pepper"));
-    EXPECT_EQ(now->artist, QStringLiteral("The Condiments"));
-    EXPECT_TRUE(now->playing);
-    EXPECT_EQ(now->durationMillis, 201000);
-    EXPECT_TRUE(now->canSkip && now->canSkipBack && now->canSeek);
-    EXPECT_EQ(now->volume, 20);
     // A member reports its coordinator's playback.
     ASSERT_TRUE(test::await(house.join(speakers.speakers[0].id, host(2))));
     EXPECT_EQ(test::await(house.nowPlaying(host(2)))->title, QStringLiteral("Salt & Pepper"));
@@ -78,14 +49,6 @@ TEST_F(Speakers, EveryOperationReachesTheSpeaker)
     EXPECT_EQ(test::await(house.volume(host(2))), 33);
     EXPECT_TRUE(test::await(house.setBass(host(2), -4)));
     EXPECT_EQ(test::await(house.bass(host(2))), -4);
-    EXPECT_TRUE(test::await(house.setMuted(host(2), true)));
-    EXPECT_TRUE(speakers.speakers[2].muted);
-    EXPECT_TRUE(test::await(house.transport(QStringLiteral("Play"), host(2))));
-    EXPECT_EQ(speakers.speakers[2].state, QStringLiteral("PLAYING"));
-    EXPECT_TRUE(test::await(house.seek(host(2), 61000)));
-    EXPECT_EQ(speakers.speakers[2].position, 61000);
-    EXPECT_TRUE(test::await(house.playMode(host(2), false, true)));
-    EXPECT_EQ(speakers.speakers[2].playMode, QStringLiteral("REPEAT_ALL"));
     EXPECT_TRUE(test::await(house.join(speakers.speakers[0].id, host(3))));
     // The bedroom follows the living room now: a command for it is refused
     // with 800 and goes to the coordinator instead.
@@ -94,36 +57,25 @@ TEST_F(Speakers, EveryOperationReachesTheSpeaker)
     EXPECT_EQ(speakers.speakers[0].state, QStringLiteral("PAUSED_PLAYBACK"));
     EXPECT_FALSE(house.fault(host(3)).has_value());
     EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[0].id, host(0))), false);
-    EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[3].id, host(0))), false);
     EXPECT_TRUE(test::await(house.delegate(speakers.speakers[3].id, host(0))));
     EXPECT_EQ(speakers.speakers[0].follows, speakers.speakers[3].id);
     EXPECT_TRUE(test::await(house.separate(host(0))));
     EXPECT_EQ(test::await(house.standaloneRoom(speakers.speakers[0].id, host(0))), true);
     EXPECT_FALSE(test::await(house.standaloneRoom(QStringLiteral("RINCON_NOBODY"), host(0))).has_value());
-    EXPECT_EQ(test::await(house.identity(host(4)))->name, QStringLiteral("TV Room"));
 }
 
 TEST_F(Speakers, FaultsAreNoValueNeverACrash)
 {
     auto &s = speakers.speakers[2];
-    s.forbidden = true; // local control switched off
-    EXPECT_FALSE(test::await(house.setVolume(host(2), 10)));
-    EXPECT_FALSE(test::await(house.nowPlaying(host(2))).has_value());
-    s.forbidden = false;
-    s.upnpErrors.insert(QStringLiteral("Next"), 711);
-    EXPECT_FALSE(test::await(house.transport(QStringLiteral("Next"), host(2))));
-    s.serverError = true;
+    s.serverError = true; // a fault body on every action, the speaker still describing itself
     EXPECT_FALSE(test::await(house.volume(host(2))).has_value());
+    EXPECT_TRUE(test::await(house.identity(host(2))).has_value());
     s.serverError = false;
     s.noAnswer = true;
     EXPECT_FALSE(test::await(house.volume(host(2)), 10000).has_value()); // gives up after 4 s
     EXPECT_FALSE(test::await(house.identity(QStringLiteral("127.0.43.99"))).has_value());
     EXPECT_EQ(test::await(house.discover({{QStringLiteral("x"), QStringLiteral("127.0.43.99")}})).groups.size(), 0);
-}
-
-TEST_F(Speakers, SlowAndPartlyFailingSpeakers)
-{
-    auto &s = speakers.speakers[2];
+    s.noAnswer = false;
     s.latencyMs = 150; // slow, but well within the time-out
     EXPECT_EQ(test::await(house.volume(host(2))), s.volume);
     s.latencyMs = 0;
@@ -137,39 +89,6 @@ TEST_F(Speakers, SlowAndPartlyFailingSpeakers)
     EXPECT_EQ(now->title, QStringLiteral("Clair de lune"));
     s.upnpErrors.insert(QStringLiteral("GetTransportInfo"), 501);
     EXPECT_FALSE(test::await(house.nowPlaying(host(2))).has_value());
-    // A fault body on every action, with the speaker still describing itself.
-    s.upnpErrors.clear();
-    s.serverError = true;
-    EXPECT_FALSE(test::await(house.zoneGroups(host(2))).has_value());
-    EXPECT_FALSE(test::await(house.seek(host(2), 1000)));
-    EXPECT_TRUE(test::await(house.identity(host(2))).has_value());
-}
-
-TEST(HugeReply, TenMegabytesIsNoValue)
-{
-    // Every value the requests look for is there; only the size is wrong.
-    const QByteArray body = "<CurrentVolume>12</CurrentVolume><UDN>uuid:RINCON_X</UDN><ZoneGroupState>&lt;ZoneGroup Coordinator=&quot;A&quot;&gt;"
-                            "&lt;ZoneGroupMember UUID=&quot;A&quot;/&gt;&lt;/ZoneGroup&gt;</ZoneGroupState>"
-        + QByteArray(10 * 1024 * 1024, ' ');
-    fake::HttpServer server([&body](const fake::Request &) { return fake::Response::text(body, "text/xml"); });
-    if (!server.listen(QHostAddress(QStringLiteral("127.0.53.11")), 1400))
-        GTEST_SKIP() << "cannot bind port 1400 on 127.0.53.11 (needs root)";
-    QNetworkAccessManager manager;
-    NetworkTransport transport(&manager);
-    GuestHouse house(transport);
-    EXPECT_FALSE(test::await(house.volume(QStringLiteral("127.0.53.11"))).has_value());
-    EXPECT_FALSE(test::await(house.zoneGroups(QStringLiteral("127.0.53.11"))).has_value());
-    EXPECT_FALSE(test::await(house.identity(QStringLiteral("127.0.53.11"))).has_value());
-}
-
-TEST_F(Speakers, TransportsThatAreNotTheRealOneStillParse)
-{
-    // A TV input answers with the literal NOT_IMPLEMENTED for metadata.
-    speakers.speakers[4].streamURI = QStringLiteral("x-sonos-htastream:RINCON_F0F6C1A2B3C401400:spdif");
-    const auto now = test::await(house.nowPlaying(host(4)));
-    ASSERT_TRUE(now.has_value());
-    EXPECT_TRUE(now->title.isEmpty());
-    EXPECT_EQ(now->durationMillis, 0);
 }
 
 // Forty speakers make a topology real ones refuse (UPnP 501); every speaker
@@ -177,16 +96,12 @@ TEST_F(Speakers, TransportsThatAreNotTheRealOneStillParse)
 TEST(LargeHousehold, FortySpeakersListTheirRooms)
 {
     fake::FakeSpeakers speakers{QStringLiteral("127.0.54.11"), 40};
-    if (!speakers.start())
-        GTEST_SKIP() << "cannot bind port 1400 on 127.0.54.x (needs root)";
+    ASSERT_TRUE(speakers.start()) << "cannot bind port 1400 on 127.0.54.x";
     QNetworkAccessManager manager;
     NetworkTransport transport{&manager};
     GuestHouse house{transport};
     auto &s = speakers.speakers;
-    EXPECT_FALSE(test::await(house.zoneGroups(s[0].host)).has_value());
-    const auto refused = test::await(house.call(s[0].host, Soap::topologyPath, Soap::zoneGroupTopology + QStringLiteral("#GetZoneGroupState"),
-                                                 Soap::envelope(QStringLiteral("GetZoneGroupState"), Soap::zoneGroupTopology, QString())));
-    EXPECT_FALSE(refused.has_value());
+    EXPECT_FALSE(test::await(house.zoneGroups(s[0].host)).has_value()); // refused
 
     // The kitchen joins the bedroom; Bonjour finds every speaker, the stereo partner too.
     ASSERT_TRUE(test::await(house.join(s[3].id, s[2].host)));

@@ -1,46 +1,14 @@
 #include "local/guesthouse.h"
 #include "local/localconnections.h"
-#include "services/fakespeakers.h"
+#include "services/fakecaptures.h"
 #include "testkit/testkit.h"
-
-#include <QElapsedTimer>
-#include <QFile>
 
 #include <gtest/gtest.h>
 
 using namespace velotte;
 
 namespace {
-// A reply captured from real speakers, without the lines naming its source.
-QString capture(const char *name)
-{
-    QFile f(QStringLiteral(VELOTTE_TEST_DATA_DIR "/local/") + QLatin1String(name));
-    EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << name;
-    QString text = QString::fromUtf8(f.readAll());
-    while (text.startsWith(QLatin1String("# ")))
-        text = text.mid(text.indexOf(QLatin1Char('\n')) + 1);
-    return text;
-}
-
-// A reply for a household of n speakers, each in a room of its own,
-// padded with the dozens of attributes real members carry.
-QString household(int n)
-{
-    QString groups;
-    for (int i = 0; i < n; ++i) {
-        const QString id = QStringLiteral("RINCON_%1%2").arg(i, 12, 16, QLatin1Char('0')).arg(QStringLiteral("01400")).toUpper();
-        groups += QStringLiteral("<ZoneGroup Coordinator=\"%1\" ID=\"%1:%2\"><ZoneGroupMember UUID=\"%1\" Location=\"http://10.1.%3.%4:1400/xml/device_description.xml\" "
-                                 "ZoneName=\"Room %2\" Icon=\"x-rincon-roomicon:office\" Configuration=\"1\" SoftwareVersion=\"80.1-55240\" SWGen=\"2\" "
-                                 "MinCompatibleVersion=\"79.0-00000\" LegacyCompatibleVersion=\"58.0-00000\" BootSeq=\"93\" TVConfigurationError=\"0\" "
-                                 "HdmiCecAvailable=\"0\" WirelessMode=\"0\" WirelessLeafOnly=\"0\" ChannelFreq=\"2437\" BehindWifiExtender=\"0\" "
-                                 "WifiEnabled=\"1\" EthLink=\"0\" Orientation=\"0\" RoomCalibrationState=\"4\" SecureRegState=\"3\" VoiceConfigState=\"0\" "
-                                 "MicEnabled=\"0\" AirPlayEnabled=\"1\" IdleState=\"1\" MoreInfo=\"\" SSLPort=\"1443\" HHSSLPort=\"1843\"/></ZoneGroup>")
-                      .arg(id).arg(i).arg(i / 200).arg(i % 200 + 10);
-    }
-    QString state = QStringLiteral("<ZoneGroupState><ZoneGroups>") + groups + QStringLiteral("</ZoneGroups></ZoneGroupState>");
-    state.replace(QLatin1Char('&'), QStringLiteral("&amp;")).replace(QLatin1Char('<'), QStringLiteral("&lt;")).replace(QLatin1Char('>'), QStringLiteral("&gt;")).replace(QLatin1Char('"'), QStringLiteral("&quot;"));
-    return QStringLiteral("<s:Envelope><s:Body><u:R><ZoneGroupState>") + state + QStringLiteral("</ZoneGroupState></u:R></s:Body></s:Envelope>");
-}
+QString capture(const char *name) { return fake::captures::text(QLatin1String(name)); }
 } // namespace
 
 TEST(Topology, RepliesOfRealSpeakers)
@@ -99,16 +67,6 @@ TEST(Topology, SpellingsHiddenMembersAndMissingNames)
     EXPECT_FALSE(members[2].host.has_value());
 }
 
-TEST(Topology, LargeHouseholds)
-{
-    const QString big = household(64);
-    ASSERT_GT(big.size(), 64 * 1024);
-    const auto rooms = GuestHouse::rooms(big);
-    ASSERT_EQ(rooms.size(), 64);
-    EXPECT_EQ(rooms[31].name, QStringLiteral("Room 31"));
-    EXPECT_EQ(rooms[63].hosts.size(), 1);
-}
-
 TEST(Topology, BadInputGivesNoRooms)
 {
     EXPECT_TRUE(GuestHouse::rooms(QString()).isEmpty());
@@ -151,30 +109,6 @@ TEST(BassHost, PlayersMeetBonjourServicesOnTheirDeviceID)
     EXPECT_EQ(LocalBassConnection::host(QStringLiteral("ODD"), services), QStringLiteral("192.168.1.22"));
     EXPECT_FALSE(LocalBassConnection::host(QStringLiteral("RINCON_NOPE"), services).has_value());
     EXPECT_EQ(LocalBassConnection::deviceID(QStringLiteral("abc@def")), QStringLiteral("ABC"));
-}
-
-TEST(Topology, ThirtyTwoSpeakersAsTheFakeHouseholdReportsThem)
-{
-    fake::FakeSpeakers speakers(QStringLiteral("10.20.0.11"), 32);
-    // Three rooms grouped with the living room; its stereo partner follows along.
-    for (int i : {2, 3, 9})
-        speakers.speakers[size_t(i)].follows = speakers.speakers[0].id;
-    const QString reply = QStringLiteral("<s:Envelope><s:Body><u:GetZoneGroupStateResponse><ZoneGroupState>") + Soap::escape(speakers.zoneGroupState())
-        + QStringLiteral("</ZoneGroupState></u:GetZoneGroupStateResponse></s:Body></s:Envelope>");
-    const auto rooms = GuestHouse::rooms(reply);
-    ASSERT_EQ(rooms.size(), 28);
-    EXPECT_EQ(rooms[0].name, QStringLiteral("Living Room"));
-    EXPECT_EQ(rooms[0].members.size(), 4);
-    EXPECT_EQ(rooms[0].hosts.size(), 5);
-    EXPECT_EQ(rooms[0].members[0].first, speakers.speakers[0].id); // the partner listed first is hidden
-    const auto tv = std::find_if(rooms.begin(), rooms.end(), [](const auto &r) { return r.name == QStringLiteral("TV Room"); });
-    ASSERT_NE(tv, rooms.end());
-    EXPECT_EQ(tv->members.size(), 1); // satellites are not members
-    EXPECT_EQ(tv->hosts.size(), 1);
-    const auto snapshot = GuestHouse::snapshot(rooms, {}, {});
-    EXPECT_EQ(snapshot.players.size(), 31);
-    EXPECT_EQ(snapshot.hosts.size(), 32);
-    EXPECT_EQ(snapshot.groups[0].name, QStringLiteral("Living Room + 3"));
 }
 
 TEST(ManualHosts, EachHostIsItsOwnEntry)

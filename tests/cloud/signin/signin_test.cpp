@@ -7,7 +7,6 @@
 #include "testkit/testkit.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QLibraryInfo>
@@ -21,16 +20,6 @@
 using namespace velotte;
 
 namespace {
-// Spins the loop until `flag` is set; gives up after a generous while so a
-// broken engine fails the test instead of hanging it.
-void waitUntil(const bool &flag)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!flag && t.elapsed() < 60000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-}
-
 struct SignIn : ::testing::Test {
     fake::FakeCloud cloud;
     // On loopback, so even a redirect that slipped through would stay on this machine.
@@ -57,7 +46,6 @@ TEST_F(SignIn, APageToClickThrough)
     cloud.signIn.showPage = true;
     SignInWindow window(authorization(QStringLiteral("S2")), prefix);
     window.show();
-    EXPECT_EQ(window.size(), QSize(640, 480));
     EXPECT_TRUE(window.loadingShown());
     auto *label = window.findChild<QLabel *>();
     ASSERT_NE(label, nullptr);
@@ -66,8 +54,7 @@ TEST_F(SignIn, APageToClickThrough)
     ASSERT_NE(view, nullptr);
     bool loaded = false;
     QObject::connect(view, &QWebEngineView::loadFinished, [&](bool ok) { loaded = loaded || ok; });
-    waitUntil(loaded);
-    ASSERT_TRUE(loaded) << "the Allow page did not load";
+    ASSERT_TRUE(test::until([&] { return loaded; }, 60000)) << "the Allow page did not load";
     EXPECT_FALSE(window.loadingShown()) << "the page is there: the label goes";
     const QUrl allowPage = view->url();
 
@@ -107,8 +94,7 @@ TEST_F(SignIn, CancelCloseOrACrashedPageEndTheFlowOnce)
     bool terminated = false;
     QObject::connect(view->page(), &QWebEnginePage::renderProcessTerminated, [&] { terminated = true; });
     view->load(QUrl(QStringLiteral("chrome://crash")));
-    waitUntil(terminated);
-    ASSERT_TRUE(terminated) << "this web engine did not crash its page on chrome://crash";
+    ASSERT_TRUE(test::until([&] { return terminated; }, 60000)) << "this web engine did not crash its page on chrome://crash";
     EXPECT_THROW(test::await(crashing.result()), Cancelled);
 }
 
