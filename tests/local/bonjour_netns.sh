@@ -4,9 +4,9 @@
 # "_sonos._tcp" services. velottectl --guest must find their rooms.
 set -u
 ctl="$1"; fakes="$2"; probe="$3"
-skip() { echo "skipped: $*"; exit 77; }
-[ "$(id -u)" = 0 ] || skip "needs root for network namespaces"
-for tool in ip avahi-daemon avahi-publish dbus-daemon; do command -v "$tool" >/dev/null || skip "$tool is not installed"; done
+unable() { echo "FAIL: cannot set up: $*"; exit 1; }
+[ "$(id -u)" = 0 ] || unable "needs root for network namespaces"
+for tool in ip avahi-daemon avahi-publish dbus-daemon; do command -v "$tool" >/dev/null || unable "$tool is not installed"; done
 
 id=$$
 ns="velotte-bj-$id"; outer="vbo$id"; inner="vbi$id"
@@ -22,8 +22,8 @@ cleanup() {
 }
 trap cleanup EXIT
 
-ip netns add "$ns" 2>/dev/null || skip "network namespaces cannot be made here"
-ip link add "$outer" type veth peer name "$inner" || skip "veth pairs cannot be made here"
+ip netns add "$ns" 2>/dev/null || unable "network namespaces cannot be made here"
+ip link add "$outer" type veth peer name "$inner" || unable "veth pairs cannot be made here"
 ip link set "$inner" netns "$ns"
 ip link set "$outer" up
 ip netns exec "$ns" ip link set lo up
@@ -62,7 +62,7 @@ CONF
 mkdir -p /run/avahi-daemon
 ip netns exec "$ns" env DBUS_SYSTEM_BUS_ADDRESS="$DBUS_SYSTEM_BUS_ADDRESS" avahi-daemon -f "$work/avahi.conf" --no-drop-root --no-chroot --no-rlimits > "$work/avahi.log" 2>&1 & pids+=($!)
 sleep 1.5
-kill -0 "${pids[-1]}" 2>/dev/null || skip "avahi-daemon did not start here: $(tail -n 2 "$work/avahi.log" | tr '\n' ' ')"
+kill -0 "${pids[-1]}" 2>/dev/null || unable "avahi-daemon did not start here: $(tail -n 2 "$work/avahi.log" | tr '\n' ' ')"
 
 ip netns exec "$ns" "$fakes" --only speakers --speakers-base 10.231.0.11 --speakers-count 3 > "$work/fakes.log" 2>&1 & pids+=($!)
 for i in $(seq 50); do grep -q ready "$work/fakes.log" && break; sleep 0.1; done
