@@ -1,12 +1,11 @@
 // The tray program's panel against the fake speakers and news service on
-// loopback: rooms, grouping, events, the queue and news alarms go
+// loopback: rooms, grouping, events, the queue and what the views say go
 // from the panel's calls to the speakers and back.
 #include "appmain.h"
 
 #include "app/controllerapp.h"
 #include "app/controllerbridge.h"
 #include "app/musicpane.h"
-#include "app/newspane.h"
 #include "session/housesession.h"
 #include "services/fakeitunes.h"
 #include "services/fakenews.h"
@@ -65,44 +64,22 @@ struct Household : ::testing::Test {
             n += s.requests;
         return n;
     }
-    QString groupOf(const QString &room)
+    // The living room chosen, with its speaker's updates subscribed.
+    void chooseLivingRoom()
     {
         for (const SonosGroup &g : session().groups())
-            if (g.name == room)
-                return g.id;
-        return {};
+            if (g.name == u"Living Room"_qs)
+                session().choose(g.id);
+        ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs && session().events()->holding(); }, 10000));
     }
 };
-
-TEST_F(Household, RoomsAndGroupingReachTheSpeakers)
-{
-    EXPECT_TRUE(session().guest());
-    auto *groups = qobject_cast<QAbstractItemModel *>(app->bridge().groups());
-    EXPECT_EQ(groups->rowCount(), int(session().groups().size()));
-    ASSERT_GE(groups->rowCount(), 3);
-
-    // Choose the kitchen, then bring the bedroom into it.
-    session().choose(groupOf(u"Kitchen"_qs));
-    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Kitchen"_qs; }, 5000));
-    const QString kitchen = speaker(u"Kitchen"_qs).id;
-    const QString bedroom = speaker(u"Bedroom"_qs).id;
-    app->bridge().groupRooms({kitchen, bedroom});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == kitchen && !session().rooms()->changingRooms(); }, 10000))
-        << session().noteText().toStdString();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return session().activeGroup() && session().activeGroup()->playerIds.size() == 2; }, 10000));
-
-    // Back to the kitchen alone.
-    app->bridge().groupRooms({kitchen});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return speaker(u"Bedroom"_qs).follows == bedroom && !session().rooms()->changingRooms(); }, 10000));
-}
 
 // Hidden, the panel asks the speakers nothing. A phone turns the living room
 // down and pauses it: the speaker's own updates carry it to the session (and
 // so to MPRIS and the widget) without a single request.
 TEST_F(Household, AnotherControllersChangesReachTheHiddenPanel)
 {
-    session().choose(groupOf(u"Living Room"_qs));
-    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs && session().events()->holding(); }, 10000));
+    ASSERT_NO_FATAL_FAILURE(chooseLivingRoom());
     app->shell().hideController();
     EXPECT_FALSE(session().pollingEnabled());
     QTest::qWait(300); // a read already on its way lands
@@ -126,8 +103,7 @@ TEST_F(Household, AnotherControllersChangesReachTheHiddenPanel)
 // A read that set out before the speaker's news lands after it: the news stands.
 TEST_F(Household, AReadInFlightDoesNotUndoAnEvent)
 {
-    session().choose(groupOf(u"Living Room"_qs));
-    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs && session().events()->holding(); }, 10000));
+    ASSERT_NO_FATAL_FAILURE(chooseLivingRoom());
     auto &living = speaker(u"Living Room"_qs);
     living.state = u"PAUSED_PLAYBACK"_qs;
     speakers.publish();
@@ -147,8 +123,7 @@ TEST_F(Household, AReadInFlightDoesNotUndoAnEvent)
 // jumps, and follows an edit made elsewhere.
 TEST_F(Household, QueueFromThePanel)
 {
-    session().choose(groupOf(u"Living Room"_qs));
-    ASSERT_TRUE(QTest::qWaitFor([this] { return session().activeGroupName() == u"Living Room"_qs; }, 5000));
+    ASSERT_NO_FATAL_FAILURE(chooseLivingRoom());
     auto &living = speaker(u"Living Room"_qs);
     ASSERT_GE(living.queue.size(), 3);
     living.latencyMs = 400;
@@ -169,32 +144,6 @@ TEST_F(Household, QueueFromThePanel)
     ASSERT_TRUE(apptest::shows(panel, u"The queue is empty."_qs));
     app->bridge().setScreen(u"now"_qs);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !session().queue()->watched(); }, 2000));
-}
-
-TEST_F(Household, NewsAlarmsFromThePanel)
-{
-    auto *pane = qobject_cast<NewsPane *>(app->bridge().news());
-    ASSERT_NE(pane, nullptr);
-    auto *controller = qobject_cast<NewsScheduleController *>(pane->controller());
-    pane->reload();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return controller->loaded() && !controller->busy(); }, 10000))
-        << pane->note().toStdString() << controller->messageText().toStdString();
-    const auto alarmsBefore = speakers.alarms.alarms.size();
-
-    // A new schedule from the editor: the bulletin is checked, then the
-    // alarm is stored on the kitchen's speaker.
-    pane->save(-1, {{u"hour"_qs, 6}, {u"minute"_qs, 45}, {u"days"_qs, QVariantList{1, 2, 3, 4, 5}}, {u"roomID"_qs, speaker(u"Kitchen"_qs).id}, {u"volume"_qs, 18}});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return speakers.alarms.alarms.size() == alarmsBefore + 1 && !controller->busy(); }, 10000))
-        << controller->messageText().toStdString();
-    EXPECT_EQ(controller->messageText(), u"Saved on Sonos. News will play even with the app closed."_qs);
-    const fake::FakeAlarmClock::Alarm &alarm = speakers.alarms.alarms.last();
-    EXPECT_EQ(std::tuple(alarm.startTime, alarm.volume, alarm.recurrence, alarm.roomUUID),
-              std::tuple(u"06:45:00"_qs, 18, u"ON_12345"_qs, speaker(u"Kitchen"_qs).id));
-    // Rows that do not exist are ignored.
-    pane->remove(99);
-    pane->playNow(-1);
-    pane->setEnabled(99, false);
-    EXPECT_FALSE(controller->busy());
 }
 
 TEST_F(Household, WhatThePanelSaysOfALocalHousehold)
@@ -232,12 +181,10 @@ TEST(SlowHousehold, RoomsSayTheyAreLookedFor)
     app.bridge().setScreen(u"rooms"_qs);
     app.start();
     app.shell().showController();
-    QQuickView *panel = app.shell().panel();
-    ASSERT_TRUE(apptest::shows(panel, u"Looking for speakers…"_qs, 3000));
+    ASSERT_TRUE(apptest::shows(app.shell().panel(), u"Looking for speakers…"_qs, 3000));
     // Once they answer the rooms replace it.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.session().groups().isEmpty(); }, 15000)) << app.session().noteText().toStdString();
-    QTest::qWait(50);
-    EXPECT_FALSE(apptest::shownTexts(panel).contains(u"Looking for speakers…"_qs));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !apptest::shownTexts(app.shell().panel()).contains(u"Looking for speakers…"_qs); }, 15000));
+    EXPECT_FALSE(app.session().groups().isEmpty()) << app.session().noteText().toStdString();
     app.shell().hideController();
     QTest::qWait(1800); // the last slow read lands before the program goes
 }

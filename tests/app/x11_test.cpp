@@ -33,14 +33,11 @@ TEST(X11Panel, OnEveryDesktopAndWhereTheIconWasClicked)
     ASSERT_NE(tray, nullptr);
     // The test's own X server has no tray: the icon's place is unknown, the pointer tells.
     ASSERT_FALSE(tray->geometry().isValid()) << "a tray on the test's X server tells where the icon is";
-    auto clickIconAt = [&](QPoint at) {
-        QCursor::setPos(at);
-        EXPECT_TRUE(QTest::qWaitFor([&] { return QCursor::pos() == at; }, 2000));
-        Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
-        return app.shell().panel()->geometry();
-    };
     // An icon low on the screen, as in a bottom panel: the panel opens above it.
-    const QRect frame = clickIconAt({700, 880});
+    QCursor::setPos(700, 880);
+    ASSERT_TRUE(QTest::qWaitFor([] { return QCursor::pos() == QPoint(700, 880); }, 2000));
+    Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
+    const QRect frame = app.shell().panel()->geometry();
     ASSERT_TRUE(app.shell().isShown());
     EXPECT_NEAR(frame.center().x(), 700, 2);
     EXPECT_LT(frame.bottom(), 880);
@@ -54,14 +51,6 @@ TEST(X11Panel, OnEveryDesktopAndWhereTheIconWasClicked)
     ASSERT_EQ(xcb_get_property_value_length(reply), 4);
     EXPECT_EQ(*static_cast<uint32_t *>(xcb_get_property_value(reply)), 0xFFFFFFFFu);
     std::free(reply);
-
-    // Another click near the top-left corner: the next opening follows it.
-    Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
-    ASSERT_FALSE(app.shell().isShown());
-    const QRect top = clickIconAt({30, 10});
-    EXPECT_GE(top.left(), 8) << "inside the screen";
-    EXPECT_GT(top.top(), 10);
-    EXPECT_LT(top.top(), 60);
 }
 
 // Another program on the same display: a window of its own, and the means to

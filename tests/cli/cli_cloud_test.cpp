@@ -117,8 +117,12 @@ TEST_F(CliCloud, SignInThenUseTheHousehold)
     EXPECT_EQ(broken.exit, 1);
     EXPECT_TRUE((broken.out + broken.err).contains(u"Could not refresh Sonos."_s));
 
-    EXPECT_EQ(ctl({u"logout"_s}).exit, 0);
-    EXPECT_EQ(ctl({u"account"_s}).exit, 1);
+    const auto out = runCli({u"logout"_s}, home); // no SonosSecrets.plist needed
+    EXPECT_EQ(out.exit, 0);
+    EXPECT_EQ(out.out.trimmed(), u"Signed out of Sonos."_s);
+    const auto signedOut = ctl({u"account"_s});
+    EXPECT_EQ(signedOut.exit, 1);
+    EXPECT_EQ(signedOut.out.trimmed(), u"Not signed in to Sonos. Run velottectl login."_s);
     // No token and no client secret ever reaches a terminal.
     const QString all = printed.join(u'\n');
     for (const QString &secret : {u"access-"_s, u"refresh-"_s, cloud.signIn.clientSecret})
@@ -162,16 +166,8 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
     EXPECT_EQ(bare.exit, 1);
 }
 
-TEST_F(CliCloud, AccountCommandsWithoutCredentialsOrKeyring)
+TEST_F(CliCloud, SignInWithoutCredentialsOrKeyring)
 {
-    ASSERT_EQ(login(), 0);
-    const auto out = runCli({u"logout"_s}, home); // no SonosSecrets.plist for this run
-    EXPECT_EQ(out.exit, 0);
-    EXPECT_EQ(out.out.trimmed(), u"Signed out of Sonos."_s);
-    const auto account = ctl({u"account"_s});
-    EXPECT_EQ(account.exit, 1);
-    EXPECT_EQ(account.out.trimmed(), u"Not signed in to Sonos. Run velottectl login."_s);
-
     EXPECT_EQ(ctl({u"login"_s, u"--browser=firefox"_s}).exit, 2);
     // A build without credentials says so, and where they go.
     const auto unconfigured = runCli({u"login"_s, u"--no-browser"_s}, home);
