@@ -129,7 +129,7 @@ TEST_F(CliCloud, SignInThenUseTheHousehold)
         EXPECT_FALSE(all.contains(secret)) << secret.toStdString();
 }
 
-TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
+TEST_F(CliCloud, EveryWrongAnswerOrMissingPieceEndsTheSignInWithoutAToken)
 {
     struct Case {
         std::function<void()> arrange;
@@ -164,10 +164,7 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
     const CliResult bare = finish(p, {u"login"_s}, 20000);
     EXPECT_TRUE(bare.out.contains(u"No web browser could be opened; open the address yourself."_s)) << bare.out.toStdString();
     EXPECT_EQ(bare.exit, 1);
-}
 
-TEST_F(CliCloud, SignInWithoutCredentialsOrKeyring)
-{
     EXPECT_EQ(ctl({u"login"_s, u"--browser=firefox"_s}).exit, 2);
     // A build without credentials says so, and where they go.
     const auto unconfigured = runCli({u"login"_s, u"--no-browser"_s}, home);
