@@ -21,6 +21,13 @@ using namespace velotte;
 
 namespace {
 
+// A reply of the server, freed with the scope.
+template<typename Reply>
+std::unique_ptr<Reply, decltype(&std::free)> owned(Reply *r)
+{
+    return {r, &std::free};
+}
+
 // A window manager would place the panel; with none, the test's own X server
 // shows where the program asks.
 TEST(X11Panel, OnEveryDesktopAndWhereTheIconWasClicked)
@@ -45,12 +52,10 @@ TEST(X11Panel, OnEveryDesktopAndWhereTheIconWasClicked)
 
     ASSERT_TRUE(QTest::qWaitForWindowExposed(app.shell().panel()));
     xcb_connection_t *c = x11->connection();
-    xcb_get_property_reply_t *reply = xcb_get_property_reply(
-        c, xcb_get_property(c, 0, xcb_window_t(app.shell().panel()->winId()), xcbAtom(c, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 0, 1), nullptr);
-    ASSERT_NE(reply, nullptr);
-    ASSERT_EQ(xcb_get_property_value_length(reply), 4);
-    EXPECT_EQ(*static_cast<uint32_t *>(xcb_get_property_value(reply)), 0xFFFFFFFFu);
-    std::free(reply);
+    const auto reply = owned(xcb_get_property_reply(
+        c, xcb_get_property(c, 0, xcb_window_t(app.shell().panel()->winId()), xcbAtom(c, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 0, 1), nullptr));
+    ASSERT_TRUE(reply && xcb_get_property_value_length(reply.get()) == 4);
+    EXPECT_EQ(*static_cast<uint32_t *>(xcb_get_property_value(reply.get())), 0xFFFFFFFFu);
 }
 
 // Another program on the same display: a window of its own, and the means to
@@ -73,25 +78,17 @@ public:
 
     bool connected() const { return !xcb_connection_has_error(m_c); }
     xcb_window_t window() const { return m_window; }
-    xcb_window_t root() const { return m_screen->root; }
     bool viewable()
     {
-        xcb_get_window_attributes_reply_t *a = xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, m_window), nullptr);
-        const bool yes = a && a->map_state == XCB_MAP_STATE_VIEWABLE;
-        std::free(a);
-        return yes;
+        const auto a = owned(xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, m_window), nullptr));
+        return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
     }
     // As a task bar asks a window manager, or straight from the server without one.
     void takeFocus(bool windowManager)
     {
         if (windowManager) {
-            xcb_client_message_event_t event{};
-            event.response_type = XCB_CLIENT_MESSAGE;
-            event.format = 32;
-            event.window = m_window;
-            event.type = xcbAtom(m_c, "_NET_ACTIVE_WINDOW");
+            xcb_client_message_event_t event{.response_type = XCB_CLIENT_MESSAGE, .format = 32, .window = m_window, .type = xcbAtom(m_c, "_NET_ACTIVE_WINDOW")};
             event.data.data32[0] = 2; // from a pager: no focus-stealing rules apply
-            event.data.data32[1] = XCB_CURRENT_TIME;
             xcb_send_event(m_c, 0, m_screen->root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                            reinterpret_cast<const char *>(&event));
         } else {
@@ -101,40 +98,32 @@ public:
     }
     xcb_window_t focus()
     {
-        xcb_get_input_focus_reply_t *r = xcb_get_input_focus_reply(m_c, xcb_get_input_focus(m_c), nullptr);
-        const xcb_window_t w = r ? r->focus : xcb_window_t(XCB_NONE);
-        std::free(r);
-        return w;
+        const auto r = owned(xcb_get_input_focus_reply(m_c, xcb_get_input_focus(m_c), nullptr));
+        return r ? r->focus : xcb_window_t(XCB_NONE);
     }
     // What a sign-in window needs: nobody else holding the pointer.
     bool canGrabPointer()
     {
-        xcb_grab_pointer_reply_t *r = xcb_grab_pointer_reply(
+        const auto r = owned(xcb_grab_pointer_reply(
             m_c, xcb_grab_pointer(m_c, 0, m_screen->root, XCB_EVENT_MASK_BUTTON_PRESS, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC, XCB_NONE, XCB_NONE, XCB_CURRENT_TIME),
-            nullptr);
-        const bool ok = r && r->status == XCB_GRAB_STATUS_SUCCESS;
-        std::free(r);
+            nullptr));
         xcb_ungrab_pointer(m_c, XCB_CURRENT_TIME);
         xcb_flush(m_c);
-        return ok;
+        return r && r->status == XCB_GRAB_STATUS_SUCCESS;
     }
     // The root names a check window that names itself, while the manager lives.
     bool windowManagerRuns()
     {
+        auto checkWindowOf = [this](xcb_window_t window) {
+            const auto r = owned(xcb_get_property_reply(
+                m_c, xcb_get_property(m_c, 0, window, xcbAtom(m_c, "_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW, 0, 1), nullptr));
+            return r && xcb_get_property_value_length(r.get()) == 4 ? *static_cast<xcb_window_t *>(xcb_get_property_value(r.get())) : xcb_window_t(XCB_NONE);
+        };
         const xcb_window_t check = checkWindowOf(m_screen->root);
         return check != XCB_NONE && checkWindowOf(check) == check;
     }
 
 private:
-    xcb_window_t checkWindowOf(xcb_window_t window)
-    {
-        xcb_get_property_reply_t *r = xcb_get_property_reply(
-            m_c, xcb_get_property(m_c, 0, window, xcbAtom(m_c, "_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW, 0, 1), nullptr);
-        const xcb_window_t w = r && xcb_get_property_value_length(r) == 4 ? *static_cast<xcb_window_t *>(xcb_get_property_value(r)) : XCB_NONE;
-        std::free(r);
-        return w;
-    }
-
     xcb_connection_t *m_c;
     xcb_screen_t *m_screen = nullptr;
     xcb_window_t m_window = XCB_NONE;
