@@ -1,7 +1,9 @@
 #pragma once
 
 #include "core/settings.h"
+#include "core/shutdown.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QQuickItem>
@@ -9,6 +11,9 @@
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
 
 namespace apptest {
 
@@ -49,6 +54,25 @@ inline QStringList shownTexts(QQuickView *panel)
         items << item->childItems();
     }
     return out;
+}
+
+// Waits until the panel shows `text`; on failure says what it shows instead.
+inline ::testing::AssertionResult shows(QQuickView *panel, const QString &text, int limitMs = 5000)
+{
+    if (QTest::qWaitFor([&] { return shownTexts(panel).contains(text); }, limitMs))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "\"" << text.toStdString() << "\" not among: " << shownTexts(panel).join(u" | ").toStdString();
+}
+
+// The main of the app's test programs.
+inline int runTests(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    useLoopbackServices();
+    ::testing::InitGoogleTest(&argc, argv);
+    const int status = RUN_ALL_TESTS();
+    velotte::settleBeforeExit(); // nothing a test cancelled stays suspended
+    return status;
 }
 
 } // namespace apptest

@@ -14,14 +14,6 @@
 #include "services/fakespeakers.h"
 #include "testkit/testkit.h"
 
-#include <QApplication>
-#include <QQuickItem>
-#include <QQuickView>
-#include <QSettings>
-#include <QTest>
-
-#include <gtest/gtest.h>
-#include "core/shutdown.h"
 
 using namespace velotte;
 
@@ -105,18 +97,15 @@ TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
     auto *account = panel()->rootObject()->findChild<QObject *>(u"account"_qs);
     ASSERT_NE(account, nullptr);
     account->setProperty("open", true);
-    QTest::qWait(50);
-    EXPECT_TRUE(apptest::shownTexts(panel()).contains(u"Connected to your Sonos account."_qs)) << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    EXPECT_TRUE(apptest::shows(panel(), u"Connected to your Sonos account."_qs));
     account->setProperty("open", false);
 
     speakers.speakers[0].bass = 4;
     app->bridge().setScreen(u"sound"_qs);
-    ASSERT_TRUE(QTest::qWaitFor([this] { return apptest::shownTexts(panel()).contains(u"Finding the speaker…"_qs); }, 3000))
-        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    ASSERT_TRUE(apptest::shows(panel(), u"Finding the speaker…"_qs, 3000));
     // The settings' addresses are asked which rooms they hold; the living
     // room's coordinator answers with its bass level.
-    ASSERT_TRUE(QTest::qWaitFor([this] { return apptest::shownTexts(panel()).contains(u"Level 4"_qs); }, 15000))
-        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString() << session().sound()->bassNoteText().toStdString();
+    ASSERT_TRUE(apptest::shows(panel(), u"Level 4"_qs, 15000)) << session().sound()->bassNoteText().toStdString();
     EXPECT_TRUE(session().sound()->canAdjustBass());
 }
 
@@ -128,17 +117,14 @@ TEST_F(CloudPanel, TheSignedInHouseholdsFavoritesReachThePanelTheWidgetAndItsLin
     cloud.addFault(slow);
     launch();
     app->bridge().setScreen(u"music"_qs);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(u"Loading your favorites…"_qs); }, 15000))
-        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    ASSERT_TRUE(apptest::shows(panel(), u"Loading your favorites…"_qs, 15000));
     const QString failure = u"Could not load your Sonos favorites. "_qs + SonosError::http(500).sentence();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(failure); }, 15000))
-        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    ASSERT_TRUE(apptest::shows(panel(), failure, 15000));
     EXPECT_TRUE(session().noteText().isEmpty()); // the library's own note, not the status line
 
     // "Refresh" reads them again: the note goes, the lists come.
     app->bridge().refreshLibrary();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return apptest::shownTexts(panel()).contains(u"Dinner Jazz"_qs); }, 15000))
-        << apptest::shownTexts(panel()).join(u" | "_qs).toStdString();
+    ASSERT_TRUE(apptest::shows(panel(), u"Dinner Jazz"_qs, 15000));
     const QStringList shown = apptest::shownTexts(panel());
     EXPECT_FALSE(shown.contains(failure));
     EXPECT_FALSE(shown.contains(u"No favorites yet."_qs));
@@ -160,12 +146,4 @@ TEST_F(CloudPanel, TheSignedInHouseholdsFavoritesReachThePanelTheWidgetAndItsLin
 
 } // namespace
 
-int main(int argc, char **argv)
-{
-    QApplication app(argc, argv);
-    apptest::useLoopbackServices();
-    ::testing::InitGoogleTest(&argc, argv);
-    const int status = RUN_ALL_TESTS();
-    velotte::settleBeforeExit();
-    return status;
-}
+int main(int argc, char **argv) { return apptest::runTests(argc, argv); }

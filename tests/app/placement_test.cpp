@@ -4,39 +4,28 @@
 
 using velotte::ControllerPlacement::frame;
 
-TEST(ControllerPlacement, HangsCentredUnderTheIconOnItsOwnScreen)
+TEST(ControllerPlacement, UnderTheIconInsideTheScreenOrAboveABottomIcon)
 {
-    // A tray on a secondary screen to the right of a 1920-wide primary.
-    const QRectF screen(1920, 0, 2560, 1400);
-    const QRectF icon(3000, 2, 24, 24);
-    const QRectF f = frame({340, 620}, icon, screen);
-    EXPECT_EQ(f, QRectF(3012 - 170, 34, 340, 620));
-    EXPECT_TRUE(screen.contains(f));
-}
-
-TEST(ControllerPlacement, PushedBackInsideNearTheEdges)
-{
-    const QRectF screen(0, 0, 1280, 800);
-    EXPECT_EQ(frame({340, 620}, QRectF(1260, 2, 20, 20), screen).right(), 1272);
-    EXPECT_EQ(frame({340, 620}, QRectF(0, 2, 20, 20), screen).left(), 8);
-}
-
-TEST(ControllerPlacement, LargerThanTheScreenIsClamped)
-{
-    const QRectF screen(0, 24, 1024, 600);
-    const QRectF f = frame({2000, 5000}, QRectF(500, 0, 20, 20), screen);
-    EXPECT_EQ(f, QRectF(8, 32, 1008, 584));
-    EXPECT_EQ(frame({0, -5}, QRectF(500, 0, 20, 20), screen).size(), QSizeF(1, 1));
-}
-
-TEST(ControllerPlacement, BottomTrayOpensUpwards)
-{
-    const QRectF screen(0, 0, 1920, 1040); // the panel at the bottom takes 40
-    const QRectF icon(1800, 1045, 30, 30);
-    const QRectF f = frame({340, 620}, icon, screen);
-    EXPECT_EQ(f.bottom(), 1032); // above the icon, kept inside the available area
-    EXPECT_EQ(f.height(), 620);
-    EXPECT_LE(f.right(), 1912);
-    const QRectF high(1800, 700, 30, 30); // an icon halfway down still hangs below when it fits
-    EXPECT_EQ(frame({340, 200}, high, screen).top(), 738);
+    struct Case {
+        QSizeF size;
+        QRectF icon, screen, expected;
+    };
+    const QRectF plain(0, 0, 1280, 800), bottomPanel(0, 0, 1920, 1040); // the panel at the bottom takes 40
+    const std::vector<Case> cases{
+        // A tray on a secondary screen to the right of a 1920-wide primary: centred under the icon.
+        {{340, 620}, {3000, 2, 24, 24}, {1920, 0, 2560, 1400}, {3012 - 170, 34, 340, 620}},
+        // Near an edge: pushed back inside, 8 from it.
+        {{340, 620}, {1260, 2, 20, 20}, plain, {932, 30, 340, 620}},
+        {{340, 620}, {0, 2, 20, 20}, plain, {8, 30, 340, 620}},
+        // Larger than the screen: clamped to it, and never smaller than a pixel.
+        {{2000, 5000}, {500, 0, 20, 20}, {0, 24, 1024, 600}, {8, 32, 1008, 584}},
+        {{0, -5}, {500, 0, 20, 20}, {0, 24, 1024, 600}, {509.5, 32, 1, 1}},
+        // Below the available area, or low in it with more room above: upwards.
+        {{340, 620}, {1800, 1045, 30, 30}, bottomPanel, {1572, 412, 340, 620}},
+        {{340, 620}, {1000, 900, 30, 30}, bottomPanel, {845, 272, 340, 620}},
+        // Halfway down, it still hangs below when it fits.
+        {{340, 200}, {1800, 700, 30, 30}, bottomPanel, {1572, 738, 340, 200}},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(frame(c.size, c.icon, c.screen), c.expected) << c.icon.x() << "," << c.icon.y();
 }

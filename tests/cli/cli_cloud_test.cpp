@@ -112,25 +112,24 @@ TEST_F(CliCloud, SignInThenUseTheHousehold)
     EXPECT_TRUE(living().muted);
 
     // Failures give the session's sentences and fail the command.
-    cloud.addFault({"POST", QRegularExpression(u"playback/(pause|play)$"_s), 403, {}});
-    const auto refused = ctl({u"toggle"_s});
-    EXPECT_EQ(refused.exit, 1);
-    EXPECT_TRUE(refused.err.contains(u"Sonos denied this command. Check the account and music-service connection in the Sonos app."_s))
-        << refused.err.toStdString();
     cloud.addFault({"GET", QRegularExpression(u"^households$"_s), 500, {}});
     const auto broken = ctl({u"status"_s});
     EXPECT_EQ(broken.exit, 1);
     EXPECT_TRUE((broken.out + broken.err).contains(u"Could not refresh Sonos."_s));
 
-    EXPECT_EQ(ctl({u"logout"_s}).exit, 0);
-    EXPECT_EQ(ctl({u"account"_s}).exit, 1);
+    const auto out = runCli({u"logout"_s}, home); // no SonosSecrets.plist needed
+    EXPECT_EQ(out.exit, 0);
+    EXPECT_EQ(out.out.trimmed(), u"Signed out of Sonos."_s);
+    const auto signedOut = ctl({u"account"_s});
+    EXPECT_EQ(signedOut.exit, 1);
+    EXPECT_EQ(signedOut.out.trimmed(), u"Not signed in to Sonos. Run velottectl login."_s);
     // No token and no client secret ever reaches a terminal.
     const QString all = printed.join(u'\n');
     for (const QString &secret : {u"access-"_s, u"refresh-"_s, cloud.signIn.clientSecret})
         EXPECT_FALSE(all.contains(secret)) << secret.toStdString();
 }
 
-TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
+TEST_F(CliCloud, EveryWrongAnswerOrMissingPieceEndsTheSignInWithoutAToken)
 {
     struct Case {
         std::function<void()> arrange;
@@ -165,22 +164,8 @@ TEST_F(CliCloud, EveryWrongAnswerEndsTheSignInWithoutAToken)
     const CliResult bare = finish(p, {u"login"_s}, 20000);
     EXPECT_TRUE(bare.out.contains(u"No web browser could be opened; open the address yourself."_s)) << bare.out.toStdString();
     EXPECT_EQ(bare.exit, 1);
-}
 
-TEST_F(CliCloud, AccountCommandsWithoutCredentialsOrKeyring)
-{
-    ASSERT_EQ(login(), 0);
-    const auto out = runCli({u"logout"_s}, home); // no SonosSecrets.plist for this run
-    EXPECT_EQ(out.exit, 0);
-    EXPECT_EQ(out.out.trimmed(), u"Signed out of Sonos."_s);
-    const auto account = ctl({u"account"_s});
-    EXPECT_EQ(account.exit, 1);
-    EXPECT_EQ(account.out.trimmed(), u"Not signed in to Sonos. Run velottectl login."_s);
-
-    for (const char *command : {"login", "logout", "account"})
-        EXPECT_EQ(ctl({QLatin1String(command), u"--help"_s}).exit, 0) << command;
     EXPECT_EQ(ctl({u"login"_s, u"--browser=firefox"_s}).exit, 2);
-    EXPECT_EQ(ctl({u"logout"_s, u"now"_s}).exit, 2);
     // A build without credentials says so, and where they go.
     const auto unconfigured = runCli({u"login"_s, u"--no-browser"_s}, home);
     EXPECT_EQ(unconfigured.exit, 1);
@@ -198,34 +183,22 @@ TEST_F(CliCloud, AccountCommandsWithoutCredentialsOrKeyring)
     EXPECT_TRUE(printed.join(u'\n').contains(u"No keyring (Secret Service) is available to keep your Sonos sign-in."_s)) << printed.join(u'\n').toStdString();
 }
 
+// What each command says; the queue it builds is the session's, tested there.
 TEST_F(CliCloud, FavoritesPlaylistsAndHistory)
 {
     ASSERT_EQ(login(), 0) << printed.join(u'\n').toStdString();
     EXPECT_EQ(ctl({u"history"_s}).out.trimmed(), u"No favorites played yet."_s);
-    const auto favorites = ctl({u"favorites"_s});
-    ASSERT_EQ(favorites.exit, 0) << favorites.err.toStdString();
-    EXPECT_TRUE(favorites.out.contains(u"Morning Coffee"_s)) << favorites.out.toStdString();
+    EXPECT_TRUE(ctl({u"favorites"_s}).out.contains(u"Morning Coffee"_s));
     EXPECT_TRUE(ctl({u"playlists"_s}).out.contains(u"Dinner Jazz  · 18 tracks"_s));
-
-    // Several favorites are one queue; shuffled when asked.
-    EXPECT_EQ(ctl({u"play-favorite"_s, u"Morning Coffee"_s, u"Mozart"_s, u"--shuffle"_s}).exit, 0);
-    EXPECT_EQ(living().queue, (QStringList{u"Morning Coffee"_s, u"Mozart - Piano Concerto No. 21"_s}));
+    EXPECT_EQ(ctl({u"play-favorite"_s, u"Morning Coffee"_s, u"--shuffle"_s}).exit, 0);
     EXPECT_TRUE(living().shuffle);
+    EXPECT_TRUE(ctl({u"history"_s}).out.startsWith(u"Morning Coffee  · Spotify\n"_s));
     EXPECT_EQ(ctl({u"queue-favorite"_s, u"Beethoven"_s}).out.trimmed(), u"Added to the queue in Living Room + 1"_s);
     EXPECT_EQ(ctl({u"play-playlist"_s, u"Dinner Jazz"_s, u"--append"_s}).out.trimmed(), u"Playlist added to Living Room + 1"_s);
-    EXPECT_EQ(living().queue.size(), 4);
-    EXPECT_EQ(ctl({u"play-favorite"_s, u"The Daily"_s}).exit, 0);
+    EXPECT_EQ(living().queue.size(), 3);
     const auto unknown = ctl({u"play-favorite"_s, u"Nothing Like It"_s});
     EXPECT_EQ(unknown.exit, 1);
     EXPECT_EQ(unknown.err.trimmed(), u"No favorite is called \"Nothing Like It\"."_s);
-
-    // The second of three fails: the first plays and the sentence counts.
-    cloud.addFault({.method = "POST", .path = QRegularExpression(u"/favorites$"_s), .status = 500, .after = 1});
-    const auto partial = ctl({u"play-favorite"_s, u"Morning Coffee"_s, u"Mozart"_s, u"Beethoven"_s});
-    EXPECT_EQ(partial.exit, 1);
-    EXPECT_TRUE(partial.err.trimmed().endsWith(u"\nStarted 1 of 3 favorites. The remaining music could not be added."_s)) << partial.err.toStdString();
-
-    EXPECT_TRUE(ctl({u"history"_s}).out.startsWith(u"Morning Coffee  · Spotify\n"_s));
 }
 
 TEST_F(CliCloud, DoctorExplainsTheAccount)

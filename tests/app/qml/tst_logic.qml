@@ -37,47 +37,32 @@ TestCase {
     }
 
     function test_dialAngles() {
-        // Straight up is the middle of the arc.
-        compare(Logic.angleToVolume(0, -50, 0), 50)
-        // Left and right of centre: a third and two thirds of the way.
-        compare(Logic.angleToVolume(-50, 0, 0), 17)
-        compare(Logic.angleToVolume(50, 0, 0), 83)
-        // The ends of the arc, bottom left and bottom right.
-        compare(Logic.angleToVolume(-50, 50, 40), 0)
-        compare(Logic.angleToVolume(50, 50, 40), 100)
-        // In the gap at the bottom: the nearer end.
-        compare(Logic.angleToVolume(-5, 50, 40), 0)
-        compare(Logic.angleToVolume(5, 50, 40), 100)
-        // The centre itself keeps the previous value.
-        compare(Logic.angleToVolume(0, 0, 37), 37)
-        compare(Logic.volumeToAngle(0), 135)
-        compare(Logic.volumeToAngle(100), 405)
-        compare(Logic.volumeToAngle(140), 405)
+        // [x, y, previous, volume]: straight up is the middle of the arc, left and right a third
+        // and two thirds, bottom left and right its ends, the gap at the bottom the nearer end,
+        // and the centre itself keeps the previous value.
+        for (const [x, y, previous, volume] of [[0, -50, 0, 50], [-50, 0, 0, 17], [50, 0, 0, 83], [-50, 50, 40, 0], [50, 50, 40, 100],
+                                                [-5, 50, 40, 0], [5, 50, 40, 100], [0, 0, 37, 37]])
+            compare(Logic.angleToVolume(x, y, previous), volume, [x, y].join())
+        for (const [volume, angle] of [[0, 135], [100, 405], [140, 405]])
+            compare(Logic.volumeToAngle(volume), angle)
     }
 
     function test_seekMapping() {
-        compare(Logic.seekFraction(150, 300), 0.5)
-        compare(Logic.seekFraction(-20, 300), 0)
-        compare(Logic.seekFraction(900, 300), 1)
-        compare(Logic.seekFraction(10, 0), 0)
+        for (const [x, width, fraction] of [[150, 300, 0.5], [-20, 300, 0], [900, 300, 1], [10, 0, 0]])
+            compare(Logic.seekFraction(x, width), fraction)
         compare(Logic.fractionOf(48000, 205000), 48000 / 205000)
         compare(Logic.fractionOf(5000, 0), 0) // a radio stream has no length
         compare(Logic.fractionOf(300000, 205000), 1)
-        compare(Logic.clockText(48000), "0:48")
-        compare(Logic.clockText(187999), "3:07")
-        compare(Logic.clockText(3725000), "1:02:05")
-        compare(Logic.clockText(-400), "0:00")
+        for (const [millis, text] of [[48000, "0:48"], [187999, "3:07"], [3725000, "1:02:05"], [-400, "0:00"]])
+            compare(Logic.clockText(millis), text)
         compare(Logic.remainingText(48000, 205000), "-2:37")
         compare(Logic.remainingText(300000, 205000), "-0:00")
     }
 
     function test_currentLyricLine() {
         var lines = [{ time: 0, text: "" }, { time: 1200, text: "one" }, { time: 5400, text: "two" }, { time: 9000, text: "three" }]
-        compare(Logic.currentLine(lines, 0), 0)
-        compare(Logic.currentLine(lines, 1199), 0)
-        compare(Logic.currentLine(lines, 1200), 1)
-        compare(Logic.currentLine(lines, 7000), 2)
-        compare(Logic.currentLine(lines, 600000), 3)
+        for (const [position, line] of [[0, 0], [1199, 0], [1200, 1], [7000, 2], [600000, 3]])
+            compare(Logic.currentLine(lines, position), line, position)
         compare(Logic.currentLine(lines.slice(1), 500), -1)
         compare(Logic.currentLine([], 500), -1)
         // Lyrics without times have no current line.
