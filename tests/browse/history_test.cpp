@@ -103,7 +103,7 @@ TEST_F(History, OnlyAChosenRealHouseholdKeepsMusicAndEachItsOwn)
 TEST_F(History, SurvivesARestart)
 {
     QTemporaryDir dir;
-    const QString file = dir.filePath(QStringLiteral("velotte.conf"));
+    const QString file = dir.filePath(QStringLiteral("sub/velotte.conf")); // a folder not made yet
     SonosFavorite full = favorite(QStringLiteral("fav-1"), QString::fromUtf8("Café del Mar, \"Vol. 1\""), QStringLiteral("Playlist"), QStringLiteral("Spotify"));
     full.imageUrl = QStringLiteral("https://example.invalid/a.jpg");
     {
