@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QtConcurrent/QtConcurrent>
-
 using namespace velotte;
 using namespace Qt::Literals::StringLiterals;
 
@@ -75,15 +73,4 @@ TEST(TrackMatching, SameTitleAndArtistRules)
     EXPECT_FALSE(M::same(QString(), u"The Condiments"_s));
     EXPECT_FALSE(M::same(QString(), QString()));
     EXPECT_FALSE(M::same(u"The Condiment"_s, u"The Condiments"_s));
-}
-
-TEST(TrackMatching, SafeFromManyThreads)
-{
-    QStringList titles;
-    for (int i = 0; i < 400; ++i)
-        titles.append(i % 2 ? u"雲的另一邊 %1"_s.arg(i) : u"Ｓａｌｔ %1 é"_s.arg(i));
-    const QStringList keys = QtConcurrent::blockingMapped(titles, [](const QString &t) { return M::normalized(t); });
-    for (int i = 0; i < titles.size(); ++i)
-        EXPECT_EQ(keys[i], M::normalized(titles[i]));
-    EXPECT_EQ(keys[1], u"云的另一边1"_s);
 }

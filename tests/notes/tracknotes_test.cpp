@@ -284,12 +284,3 @@ TEST_F(Fixture, CatalogMatchAndArtwork)
     EXPECT_TRUE(notes.picture().isEmpty());
     EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
 }
-
-TEST_F(Fixture, HitsOfTheWrongShapeFailOnlyLrclib)
-{
-    services[lrclib] = [](const HttpRequest &) { return Answer{reply(200, R"([{"trackName":1}])")}; };
-    load(u"Salt & Pepper"_s, u"The Condiments"_s, {}, 201000);
-    EXPECT_EQ(notes.lyricsState(), TrackNotes::unavailable);
-    EXPECT_EQ(requestsTo(netease), 1);
-    EXPECT_EQ(requestsTo(kugou), 1);
-}

@@ -88,19 +88,12 @@ struct AppleMusic : SessionTest {
 
     void SetUp() override
     {
-        SonosConfig config = SonosConfig::defaults();
-        config.apiRoot = QUrl(u"http://cloud.test/control/api/v1"_s);
-        api = std::make_unique<SonosClient>(config, tokens, transport, clock);
-        HouseSession::Services services;
-        services.api = api.get();
-        services.auth = &signIn;
-        services.local = local.ports();
-        queue.install(*services.local);
-        services.clock = &clock;
-        services.followers.push_back(&links);
-        services.appleMusicLinks = &links;
-        services.catalog = &catalog;
-        session = std::make_unique<HouseSession>(services);
+        make({}, [this](HouseSession::Services &services) {
+            queue.install(*services.local);
+            services.followers.push_back(&links);
+            services.appleMusicLinks = &links;
+            services.catalog = &catalog;
+        });
         test::await(session->bootstrap());
         test::await(session->library()->refreshLibrary());
         cloud.requests.clear();

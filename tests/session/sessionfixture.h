@@ -123,18 +123,21 @@ struct SessionTest : ::testing::Test {
     FakeLocal local;
     std::unique_ptr<HouseSession> session;
 
-    void make(QStringList arguments = {}, bool withCloud = true)
+    // A new session; `more` adds the services a test needs beyond these.
+    void make(QStringList arguments = {}, const std::function<void(HouseSession::Services &)> &more = {})
     {
         SonosConfig config = SonosConfig::defaults();
         config.clientID = QStringLiteral("id");
         config.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
         api = std::make_unique<SonosClient>(config, tokens, transport, clock);
         HouseSession::Services services;
-        services.api = withCloud ? api.get() : nullptr;
-        services.auth = withCloud ? &signIn : nullptr;
+        services.api = api.get();
+        services.auth = &signIn;
         services.local = local.ports();
         services.clock = &clock;
         services.arguments = arguments;
+        if (more)
+            more(services);
         session = std::make_unique<HouseSession>(services);
     }
     void SetUp() override { make(); }
