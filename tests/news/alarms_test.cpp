@@ -76,31 +76,29 @@ TEST(NewsSchedule, RecurrenceAndDays)
 
 TEST(NewsSchedule, Validity)
 {
-    EXPECT_TRUE(morning().valid());
-    const std::vector<std::function<void(NewsSchedule &)>> breaks{
-        [](NewsSchedule &s) { s.roomID.clear(); },          [](NewsSchedule &s) { s.hour = 24; },
-        [](NewsSchedule &s) { s.hour = -1; },               [](NewsSchedule &s) { s.minute = 60; },
-        [](NewsSchedule &s) { s.days.clear(); },            [](NewsSchedule &s) { s.days.insert(7); },
-        [](NewsSchedule &s) { s.days.insert(-1); },         [](NewsSchedule &s) { s.volume = 101; },
-        [](NewsSchedule &s) { s.volume = -1; },             [](NewsSchedule &s) { s.language = u"french"_s; },
-        [](NewsSchedule &s) { s.language = u"English"_s; }, [](NewsSchedule &s) { s.category = u"sports"_s; },
+    using Change = std::function<void(NewsSchedule &)>;
+    const std::vector<std::pair<Change, bool>> cases{
+        {[](NewsSchedule &) {}, true},
+        {[](NewsSchedule &s) { s.roomID.clear(); }, false},
+        {[](NewsSchedule &s) { s.hour = 24; }, false},
+        {[](NewsSchedule &s) { s.hour = -1; }, false},
+        {[](NewsSchedule &s) { s.minute = 60; }, false},
+        {[](NewsSchedule &s) { s.days.clear(); }, false},
+        {[](NewsSchedule &s) { s.days.insert(7); }, false},
+        {[](NewsSchedule &s) { s.days.insert(-1); }, false},
+        {[](NewsSchedule &s) { s.volume = 101; }, false},
+        {[](NewsSchedule &s) { s.volume = -1; }, false},
+        {[](NewsSchedule &s) { s.language = u"french"_s; }, false},
+        {[](NewsSchedule &s) { s.language = u"English"_s; }, false},
+        {[](NewsSchedule &s) { s.category = u"sports"_s; }, false},
+        {[](NewsSchedule &s) { s.hour = 23, s.minute = 59, s.volume = 100, s.days = {0, 6}, s.language = u"bilingual"_s; }, true},
+        {[](NewsSchedule &s) { s.hour = 0, s.minute = 0, s.volume = 0; }, true},
     };
-    for (size_t i = 0; i < breaks.size(); ++i) {
+    for (size_t i = 0; i < cases.size(); ++i) {
         NewsSchedule s = morning();
-        breaks[i](s);
-        EXPECT_FALSE(s.valid()) << "case " << i;
+        cases[i].first(s);
+        EXPECT_EQ(s.valid(), cases[i].second) << "case " << i;
     }
-    NewsSchedule edge = morning();
-    edge.hour = 23;
-    edge.minute = 59;
-    edge.volume = 100;
-    edge.days = {0, 6};
-    edge.language = u"bilingual"_s;
-    EXPECT_TRUE(edge.valid());
-    edge.volume = 0;
-    edge.hour = 0;
-    edge.minute = 0;
-    EXPECT_TRUE(edge.valid());
 }
 
 TEST(NewsSource, AudioAddressAndSelection)

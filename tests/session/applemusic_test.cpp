@@ -85,6 +85,7 @@ struct AppleMusic : SessionTest {
     FakeCatalog catalog;
     FakeQueue queue;
     const AppleMusicIdentity song{u"1440857781"_s, u"Blue in Green"_s, u"Miles Davis"_s, u"song"_s};
+    const AppleMusicIdentity station{u"ra.978194965"_s, u"Apple Music 1"_s, {}, u"station"_s};
 
     void SetUp() override
     {
@@ -144,52 +145,47 @@ TEST_F(AppleMusic, ThroughASonosFavoriteWhenOnePlaysTheItem)
     test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
     EXPECT_EQ(favoriteLoads(), 2);
     EXPECT_EQ(session->noteText(), u"Added to the queue in Living Room + 1"_s);
-    EXPECT_TRUE(queue.runs.empty());
-}
 
-TEST_F(AppleMusic, Stations)
-{
-    const AppleMusicIdentity station{u"ra.978194965"_s, u"Apple Music 1"_s, {}, u"station"_s};
-    test::await(session->appleMusic()->playAppleMusic(station, AppleMusicAction::replaceShuffled));
-    EXPECT_EQ(session->noteText(), u"Stations play directly; they can’t be shuffled or added to the queue."_s);
-    test::await(session->appleMusic()->playAppleMusic(station, AppleMusicAction::addAfterCurrent));
-    EXPECT_EQ(session->noteText(), u"Stations play directly; they can’t be shuffled or added to the queue."_s);
-    test::await(session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace));
-    EXPECT_EQ(session->noteText(), u"This station isn’t available for direct playback here yet. Play a saved station from Apple Music on Sonos."_s);
-    EXPECT_TRUE(queue.runs.empty());
-
+    // A station plays only through its favorite.
     links.link(station, session->library()->favorites().at(0).id);
-    auto play = session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace);
+    play = session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace);
     test::drain();
     clock.advance(std::chrono::milliseconds(700));
     test::await(std::move(play));
-    EXPECT_EQ(favoriteLoads(), 1);
+    EXPECT_EQ(favoriteLoads(), 3);
+    EXPECT_TRUE(queue.runs.empty());
 }
 
-TEST_F(AppleMusic, FailuresSpeakTheirSentence)
+TEST_F(AppleMusic, WhatCannotPlaySaysWhy)
 {
-    queue.failure = AppleMusicDirect::Failure::rejected(u"1028"_s);
-    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
-    EXPECT_EQ(session->noteText(), u"The Sonos queue changed while songs were being added. Queued music will keep playing; try the selection again to replace it."_s);
-
-    queue.failure = AppleMusicDirect::Failure::network();
-    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
-    EXPECT_EQ(session->noteText(), u"Sonos is unreachable on this local network. If a VPN is active, enable its approved local-network access. Also allow Local Network access for Velotte in Settings."_s);
-    queue.failure.reset();
-
-    // No speaker of the group says it coordinates.
-    queue.coordinatorHost = u"127.0.0.99"_s;
-    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
-    EXPECT_EQ(session->noteText(), u"Sonos couldn’t play this item."_s);
-    queue.coordinatorHost = u"127.0.0.11"_s;
-
-    cloud.addFault({"POST", QRegularExpression(u"playMode$"_s), 500, {}});
-    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
-    EXPECT_EQ(session->noteText(), u"Sonos accepted the music, but playback settings couldn’t refresh."_s);
-
-    session->signOut();
-    test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
-    EXPECT_EQ(session->noteText(), u"Connect Sonos and choose a room to play Apple Music."_s);
+    const QString stations = u"Stations play directly; they can’t be shuffled or added to the queue."_s;
+    using Action = AppleMusicAction;
+    const struct {
+        std::function<void()> setup;
+        const AppleMusicIdentity &item;
+        Action action;
+        QString said;
+    } cases[] = {
+        {[] {}, station, Action::replaceShuffled, stations},
+        {[] {}, station, Action::addAfterCurrent, stations},
+        {[] {}, station, Action::replace, u"This station isn’t available for direct playback here yet. Play a saved station from Apple Music on Sonos."_s},
+        {[this] { queue.failure = AppleMusicDirect::Failure::rejected(u"1028"_s); }, song, Action::replace,
+         u"The Sonos queue changed while songs were being added. Queued music will keep playing; try the selection again to replace it."_s},
+        {[this] { queue.failure = AppleMusicDirect::Failure::network(); }, song, Action::replace,
+         u"Sonos is unreachable on this local network. If a VPN is active, enable its approved local-network access. Also allow Local Network access for Velotte in Settings."_s},
+        // No speaker of the group says it coordinates.
+        {[this] { queue.failure.reset(), queue.coordinatorHost = u"127.0.0.99"_s; }, song, Action::replace, u"Sonos couldn’t play this item."_s},
+        {[this] { queue.coordinatorHost = u"127.0.0.11"_s, cloud.addFault({"POST", QRegularExpression(u"playMode$"_s), 500, {}}); }, song, Action::replace,
+         u"Sonos accepted the music, but playback settings couldn’t refresh."_s},
+        {[this] { session->signOut(); }, song, Action::replace, u"Connect Sonos and choose a room to play Apple Music."_s},
+    };
+    for (const auto &c : cases) {
+        c.setup();
+        test::await(session->appleMusic()->playAppleMusic(c.item, c.action));
+        EXPECT_EQ(session->noteText(), c.said);
+        if (&c.item == &station)
+            EXPECT_TRUE(queue.runs.empty());
+    }
 }
 
 TEST_F(AppleMusic, ArtistQueueFillsInTheBackground)

@@ -2,6 +2,7 @@
 
 #include "directtransport.h"
 
+#include "cloud/fakes.h"
 #include "cloud/sonosclient.h"
 #include "services/fakecloud.h"
 #include "session/housesession.h"
@@ -11,12 +12,6 @@
 #include <gtest/gtest.h>
 
 namespace velotte::test {
-
-class StaticTokens final : public TokenProvider {
-public:
-    QCoro::Task<QString> validToken() override { co_return QStringLiteral("token"); }
-    QCoro::Task<QString> forceRefresh() override { co_return QStringLiteral("token"); }
-};
 
 // A sign-in that is already there (or not), counting what the session asks.
 class FakeSignIn final : public SignInService {
