@@ -5,23 +5,6 @@ using namespace velotte::test;
 using namespace std::chrono_literals;
 using Phase = HouseSession::Phase;
 
-TEST_F(SessionTest, StartsFromTheStoredSignInAndReadsTheHousehold)
-{
-    test::await(session->bootstrap());
-    EXPECT_EQ(session->phase(), Phase::ready);
-    EXPECT_FALSE(session->guest());
-    EXPECT_EQ(session->householdName(), QStringLiteral("Home"));
-    EXPECT_EQ(session->groups().size(), 3);
-    EXPECT_EQ(session->activeGroupID(), living()); // the playing group
-    EXPECT_EQ(session->playback()->title(), QStringLiteral("Clair de lune"));
-    EXPECT_EQ(session->playback()->artist(), QStringLiteral("Claude Debussy"));
-    EXPECT_EQ(session->playback()->serviceName(), QStringLiteral("Apple Music"));
-    EXPECT_EQ(session->playback()->durationMillis(), 300000);
-    EXPECT_TRUE(session->playback()->isPlaying());
-    EXPECT_EQ(session->sound()->volume(), 25);
-    EXPECT_EQ(local.discovers, 0);
-}
-
 TEST_F(SessionTest, TwoBootstrapsShareOneStartUp)
 {
     transport.hold = true;
@@ -215,11 +198,7 @@ TEST_F(SessionTest, DemoAdvancesByTheTickAndSkipsAtTheEnd)
 {
     session->loadDemo();
     EXPECT_EQ(session->phase(), Phase::ready);
-    EXPECT_EQ(session->householdID(), QStringLiteral("demo"));
-    EXPECT_EQ(session->groups().size(), 2);
-    EXPECT_EQ(session->sound()->volume(), 28);
-    EXPECT_EQ(session->playback()->title(), QStringLiteral("Gymnopédie No. 1"));
-    EXPECT_EQ(session->playback()->positionMillis(), 48000);
+    ASSERT_EQ(session->playback()->positionMillis(), 48000);
     ticks(3);
     EXPECT_EQ(session->playback()->positionMillis(), 49500);
     ticks((205000 - 49500) / 500);
