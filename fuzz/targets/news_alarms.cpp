@@ -8,16 +8,10 @@
 VELOTTE_FUZZ_TARGET(news_alarms)
 {
     using namespace velotte;
-    const QString text = fuzz::text(data);
-    try {
-        AlarmXML::elements(text); // XML that does not parse is refused, nothing worse
-    } catch (const NewsAlarmClient::Failure &) {
-    }
     const NewsSource source(QUrl(QStringLiteral("https://news.velotte.app")));
-    for (const QString &list : {text, Soap::unescape(text)}) {
-        try {
-            NewsAlarmClient::parse(list, source);
-        } catch (const NewsAlarmClient::Failure &) {
-        }
-    }
+    // XML that does not parse is refused, nothing worse.
+    fuzz::each<NewsAlarmClient::Failure>(
+        data, [](const QByteArray &d) { AlarmXML::elements(fuzz::text(d)); },
+        [&](const QByteArray &d) { NewsAlarmClient::parse(fuzz::text(d), source); },
+        [&](const QByteArray &d) { NewsAlarmClient::parse(Soap::unescape(fuzz::text(d)), source); });
 }

@@ -17,12 +17,6 @@ VELOTTE_FUZZ_TARGET(soapreply)
     }
     Soap::integer(reply);
     Soap::unescape(reply);
-    try {
-        AppleMusicDirect::revision(reply);
-    } catch (const AppleMusicDirect::Failure &) {
-    }
-    try {
-        SpeakerQueue::page(reply, QStringLiteral("10.0.0.2"));
-    } catch (const DecodeError &) {
-    }
+    fuzz::each<AppleMusicDirect::Failure>(data, [](const QByteArray &d) { AppleMusicDirect::revision(fuzz::text(d)); });
+    fuzz::each<DecodeError>(data, [](const QByteArray &d) { SpeakerQueue::page(fuzz::text(d), QStringLiteral("10.0.0.2")); });
 }

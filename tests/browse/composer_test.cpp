@@ -57,35 +57,20 @@ TEST(MusicMixComposer, CandidateLinesAndPromptAreCutByCharacters)
     EXPECT_EQ(MusicMixComposer::prompt(QStringLiteral("calm"), {}), QStringLiteral("Mood: calm\nCandidates:\n"));
 }
 
-TEST(MusicMixComposer, RequestCarriesInstructionsPromptOptionsAndSchema)
+TEST(MusicMixComposer, RequestCarriesInstructionsPromptAndSchema)
 {
     RecordingTransport transport;
     MusicMixComposer composer(QUrl(QStringLiteral("http://127.0.0.1:9/")), transport);
-    composer.setModel(QStringLiteral("qwen2.5-3b"));
-    composer.setAnswerTimeout(std::chrono::milliseconds(900));
     const HttpRequest r = composer.request(QStringLiteral("rainy sunday"), {{QStringLiteral("One"), QStringLiteral("A"), std::nullopt, {}}});
-    EXPECT_EQ(r.method, "POST");
-    EXPECT_EQ(r.timeout, std::chrono::milliseconds(900));
     EXPECT_EQ(r.url, QUrl(QStringLiteral("http://127.0.0.1:9/v1/chat/completions")));
-    EXPECT_EQ(r.header("Content-Type"), "application/json");
     const QJsonObject body = QJsonDocument::fromJson(r.body).object();
-    EXPECT_EQ(body[QStringLiteral("model")].toString(), QStringLiteral("qwen2.5-3b"));
-    EXPECT_EQ(body[QStringLiteral("temperature")].toDouble(), 0.3);
-    EXPECT_EQ(body[QStringLiteral("max_tokens")].toInt(), 500);
-    const QJsonArray messages = body[QStringLiteral("messages")].toArray();
-    ASSERT_EQ(messages.size(), 2);
-    EXPECT_EQ(messages[0].toObject(), (QJsonObject{{QStringLiteral("role"), QStringLiteral("system")}, {QStringLiteral("content"), MusicMixComposer::instructions()}}));
-    EXPECT_EQ(messages[1].toObject(), (QJsonObject{{QStringLiteral("role"), QStringLiteral("user")},
-                                                   {QStringLiteral("content"), QStringLiteral("Mood: rainy sunday\nCandidates:\n0: One | A | ")}}));
-    const QJsonObject format = body[QStringLiteral("response_format")].toObject();
-    EXPECT_EQ(format[QStringLiteral("type")].toString(), QStringLiteral("json_schema"));
-    const QJsonObject schema = format[QStringLiteral("json_schema")][QStringLiteral("schema")].toObject();
-    EXPECT_EQ(schema, MusicMixComposer::schema());
-    EXPECT_EQ(schema[QStringLiteral("properties")][QStringLiteral("indices")][QStringLiteral("items")][QStringLiteral("type")].toString(), QStringLiteral("integer"));
-    EXPECT_EQ(schema[QStringLiteral("required")].toArray(), (QJsonArray{QStringLiteral("title"), QStringLiteral("reason"), QStringLiteral("indices")}));
+    EXPECT_EQ(body[QStringLiteral("messages")].toArray(),
+              (QJsonArray{QJsonObject{{QStringLiteral("role"), QStringLiteral("system")}, {QStringLiteral("content"), MusicMixComposer::instructions()}},
+                          QJsonObject{{QStringLiteral("role"), QStringLiteral("user")},
+                                      {QStringLiteral("content"), QStringLiteral("Mood: rainy sunday\nCandidates:\n0: One | A | ")}}}));
+    EXPECT_EQ(body[QStringLiteral("response_format")][QStringLiteral("json_schema")][QStringLiteral("schema")].toObject(), MusicMixComposer::schema());
     // Property order reaches the wire as written: title, reason, indices.
-    const QByteArray wire = r.body;
-    EXPECT_LT(wire.indexOf("\"title\":{"), wire.indexOf("\"reason\":{"));
+    EXPECT_LT(r.body.indexOf("\"title\":{"), r.body.indexOf("\"reason\":{"));
 
     // An address that already names the API root is not doubled.
     MusicMixComposer rooted(QUrl(QStringLiteral("http://127.0.0.1:11434/v1")), transport);
@@ -123,14 +108,12 @@ TEST(MusicMixComposer, AvailableOnlyWhenTheModelListAnswersInTime)
 {
     RecordingTransport transport;
     MusicMixComposer composer(QUrl(QStringLiteral("http://127.0.0.1:9")), transport);
-    composer.setProbeTimeout(std::chrono::milliseconds(800));
     transport.setHandler([](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> {
         co_return reply(200, R"({"object":"list","data":[{"id":"llama-3.2-3b","object":"model"}]})");
     });
     EXPECT_TRUE(await(composer.isAvailable()));
     EXPECT_EQ(composer.model(), QStringLiteral("llama-3.2-3b"));
     EXPECT_EQ(transport.requests.back().url, QUrl(QStringLiteral("http://127.0.0.1:9/v1/models")));
-    EXPECT_EQ(transport.requests.back().timeout, std::chrono::milliseconds(800));
 
     for (const HttpResponse &answer : {reply(503, R"({"error":{"message":"Loading model"}})"), reply(200, R"({"data":[]})"), reply(200, "<html>")}) {
         transport.setHandler([answer](const HttpRequest &, CancelToken) -> QCoro::Task<HttpResponse> { co_return answer; });

@@ -14,56 +14,41 @@ QCoro::Task<void> sleeper(Clock &clock, Millis d, std::vector<int> &order, int i
 }
 } // namespace
 
-TEST(VirtualClock, WakesSleepersInDeadlineOrderAtTheirOwnTime)
+TEST(VirtualClock, WakesSleepersInDeadlineOrderAtTheirOwnTimeOrOnCancel)
 {
     VirtualClock clock;
     const QDateTime start = clock.now();
     std::vector<int> order;
     qint64 seenAt = -1;
+    int ticks = 0;
     auto a = sleeper(clock, 300ms, order, 1);
     auto b = sleeper(clock, 100ms, order, 2);
     auto cBody = [&]() -> QCoro::Task<void> {
         co_await clock.sleep(200ms);
         seenAt = clock.monotonicMillis();
-    };
-    auto c = cBody();
-    clock.advance(150ms);
-    EXPECT_EQ(order, (std::vector<int>{2}));
-    clock.advance(1000ms);
-    EXPECT_EQ(order, (std::vector<int>{2, 1}));
-    EXPECT_EQ(seenAt, 200);
-    EXPECT_EQ(clock.monotonicMillis(), 1150);
-    EXPECT_EQ(start.msecsTo(clock.now()), 1150);
-}
-
-TEST(VirtualClock, ChainedSleepsWithinOneAdvanceAllRun)
-{
-    VirtualClock clock;
-    int ticks = 0;
-    auto loopBody = [&]() -> QCoro::Task<void> {
-        for (int i = 0; i < 10; ++i) {
+        for (int i = 0; i < 10; ++i) { // chained sleeps within one advance all run
             co_await clock.sleep(500ms);
             ++ticks;
         }
     };
-    auto loop = loopBody();
-    clock.advance(2600ms);
+    auto c = cBody();
+    clock.advance(150ms);
+    EXPECT_EQ(order, (std::vector<int>{2}));
+    clock.advance(2650ms);
+    EXPECT_EQ(order, (std::vector<int>{2, 1}));
+    EXPECT_EQ(seenAt, 200);
     EXPECT_EQ(ticks, 5);
+    EXPECT_EQ(start.msecsTo(clock.now()), 2800);
     clock.advance(10s);
     EXPECT_EQ(ticks, 10);
-}
 
-TEST(VirtualClock, CancelWakesEarlyWithoutWaitingForTime)
-{
-    VirtualClock clock;
-    std::vector<int> order;
     CancelToken cancel;
-    auto a = sleeper(clock, 10s, order, 7, cancel);
+    auto d = sleeper(clock, 10s, order, 7, cancel);
     EXPECT_EQ(clock.sleepers(), 1);
     cancel.cancel();
-    EXPECT_TRUE(order.empty()); // never resumed inside cancel()
+    EXPECT_EQ(order.size(), 2u); // never resumed inside cancel()
     test::drain();
-    EXPECT_EQ(order, (std::vector<int>{-7}));
+    EXPECT_EQ(order.back(), -7);
     EXPECT_EQ(clock.sleepers(), 0);
 }
 

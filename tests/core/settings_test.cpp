@@ -25,11 +25,3 @@ TEST(ServiceAddresses, DefaultsAndOverridesFromTheSettingsFile)
     EXPECT_EQ(a.netease, d.netease);
     EXPECT_EQ(a.speakers, (QStringList{QStringLiteral("127.0.0.11"), QStringLiteral("127.0.0.12")}));
 }
-
-TEST(SettingsStore, KeepsValuesAcrossInstances)
-{
-    QTemporaryDir dir;
-    const QString file = dir.filePath(QStringLiteral("sub/velotte.conf"));
-    SettingsStore(file).setValue(QStringLiteral("sonos.quickPicks.H1"), QStringList{QStringLiteral("a"), QStringLiteral("b")});
-    EXPECT_EQ(SettingsStore(file).value(QStringLiteral("sonos.quickPicks.H1")).toStringList().size(), 2);
-}

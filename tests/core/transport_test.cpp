@@ -44,34 +44,16 @@ TEST_F(Transport, SendsMethodHeadersAndBodyAndReturnsStatusAndHeaders)
     EXPECT_EQ(response.header("retry-after"), "120");
     EXPECT_EQ(response.body, "{\"late\":1}");
     ASSERT_EQ(seen.size(), 1u);
-    EXPECT_EQ(seen[0].method, "POST");
-    EXPECT_EQ(seen[0].target, "/control/api/v1/groups/G%3A1/playback/play");
-    EXPECT_EQ(seen[0].header("Authorization"), "Bearer abc");
-    EXPECT_EQ(seen[0].body, "{}");
+    EXPECT_EQ(seen[0].method + ' ' + seen[0].target + ' ' + seen[0].header("Authorization") + ' ' + seen[0].body,
+              "POST /control/api/v1/groups/G%3A1/playback/play Bearer abc {}");
 }
 
-TEST_F(Transport, HeadReturnsLengthWithoutBody)
-{
-    next = fake::Response::text(QByteArray(5000, 'x'), "audio/mpeg");
-    HttpRequest request = this->request(QStringLiteral("/clip.mp3"));
-    request.method = "HEAD";
-    const HttpResponse response = test::await(transport.send(request));
-    EXPECT_EQ(response.status, 200);
-    EXPECT_EQ(response.header("Content-Length"), "5000");
-    EXPECT_TRUE(response.body.isEmpty());
-}
-
-TEST_F(Transport, TimeOutBecomesTransportError)
+TEST_F(Transport, TimeOutRefusedConnectionAndBadAddressFailCleanly)
 {
     next.noAnswer = true;
     HttpRequest request = this->request(QStringLiteral("/slow"));
     request.timeout = 150ms;
-    EXPECT_EQ(test::failure<TransportError>(transport.send(request)).value().kind(), TransportError::Kind::Timeout);
-}
-
-TEST_F(Transport, RefusedConnectionAndBadAddressFailCleanly)
-{
-    HttpRequest request;
+    EXPECT_EQ(test::failureSentence(transport.send(request)), QStringLiteral("The request timed out."));
     request.url = QUrl(QStringLiteral("http://127.0.0.1:1/"));
     EXPECT_EQ(test::failureSentence(transport.send(request)), QStringLiteral("Could not connect to the server."));
     request.url = QUrl(QStringLiteral("not a url"));

@@ -48,15 +48,9 @@ struct NewsRig {
     RecordingTransport transport;
     FakeNewsPort port;
     NewsSource source; // the program's own host: the seeded alarms are news
-    QJsonObject bulletin{
-        {u"videoID"_s, u"aB3_-9xYz01"_s},
-        {u"title"_s, u"Morning Briefing"_s},
-        {u"language"_s, u"english"_s},
-        {u"category"_s, u"latest"_s},
-        {u"publishedAt"_s, u"2026-03-02T05:00:00Z"_s},
-        {u"clipSeconds"_s, 400},
-        {u"contentType"_s, u"audio/mpeg"_s},
-    };
+    QJsonObject bulletin{{u"videoID"_s, u"aB3_-9xYz01"_s}, {u"title"_s, u"Morning Briefing"_s}, {u"language"_s, u"english"_s},
+                         {u"category"_s, u"latest"_s}, {u"publishedAt"_s, u"2026-03-02T05:00:00Z"_s}, {u"clipSeconds"_s, 400},
+                         {u"contentType"_s, u"audio/mpeg"_s}};
     int bulletinStatus = 200;
     QByteArray bulletinBody; // overrides the object when set
     HttpResponse head{200, {}, {{"Content-Type", "audio/mpeg"}, {"Content-Length", "5123456"}}};

@@ -46,14 +46,7 @@ public:
     void releaseWhere(const std::function<bool(const fake::Request &)> &pick)
     {
         std::vector<Held> go;
-        for (auto it = held.begin(); it != held.end();) {
-            if (pick(it->request)) {
-                go.push_back(*it);
-                it = held.erase(it);
-            } else {
-                ++it;
-            }
-        }
+        std::erase_if(held, [&](const Held &h) { return pick(h.request) && (go.push_back(h), true); });
         for (auto &h : go)
             h.gate.fire();
     }

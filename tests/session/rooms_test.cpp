@@ -41,7 +41,7 @@ TEST(RoomMembershipChange, SimulatedGroupsMoveRoomsAndDropEmptyGroups)
     EXPECT_EQ(simulated[2].playerIds, QStringList{QStringLiteral("C")});
 }
 
-TEST_F(SessionTest, GroupingInTheCloudReadsBack)
+TEST_F(SessionTest, GroupingInTheCloudReadsBackAndSaysWhatFailed)
 {
     test::await(session->bootstrap());
     const QString livingRoom = cloud.players[0].id, bedroom = cloud.players[2].id;
@@ -52,6 +52,16 @@ TEST_F(SessionTest, GroupingInTheCloudReadsBack)
     EXPECT_EQ(active->playerIds, (QStringList{livingRoom, bedroom}));
     EXPECT_EQ(session->groups().size(), 3); // kitchen now stands alone
     EXPECT_EQ(cloud.groups.front().players, (QStringList{livingRoom, bedroom}));
+
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 200, "{}"}); // accepted, then ignored
+    EXPECT_FALSE(run(session->rooms()->groupRooms({livingRoom})));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Some rooms could not join. The list shows the current group; choose rooms and try again."));
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 500, {}});
+    EXPECT_FALSE(test::await(session->rooms()->groupRooms({livingRoom})));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not be grouped."));
+    EXPECT_EQ(session->groups().size(), 3); // the refresh shows the real state
+    EXPECT_FALSE(test::await(session->rooms()->groupRooms({})));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Keep at least one room selected."));
 }
 
 TEST_F(SessionTest, UntickingTheCoordinatorLeavesTheGroupOnTheOtherRoomsEvenWhenTheCloudIsLate)
@@ -89,22 +99,6 @@ TEST_F(SessionTest, AGroupMovedByAnotherControllerIsFollowed)
         oldID += r.path.contains(before);
     EXPECT_EQ(oldID, 0);
     EXPECT_EQ(int(cloud.requests.size()), 8 * 3); // status, metadata and volume every 7.5 s
-}
-
-TEST_F(SessionTest, GroupingThatTheCloudDidNotApplySaysSo)
-{
-    test::await(session->bootstrap());
-    cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 200, "{}"}); // accepted, then ignored
-    EXPECT_FALSE(run(session->rooms()->groupRooms({cloud.players[0].id})));
-    EXPECT_EQ(session->noteText(), QStringLiteral("Some rooms could not join. The list shows the current group; choose rooms and try again."));
-
-    cloud.addFault({"POST", QRegularExpression(QStringLiteral("modifyGroupMembers$")), 500, {}});
-    EXPECT_FALSE(test::await(session->rooms()->groupRooms({cloud.players[0].id})));
-    EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not be grouped."));
-    EXPECT_EQ(session->groups().size(), 3); // the refresh shows the real state
-
-    EXPECT_FALSE(test::await(session->rooms()->groupRooms({})));
-    EXPECT_EQ(session->noteText(), QStringLiteral("Keep at least one room selected."));
 }
 
 TEST_F(SessionTest, LocalGroupingJoinsSeparatesAndHandsOver)

@@ -5,23 +5,6 @@ using namespace velotte::test;
 using namespace std::chrono_literals;
 using Phase = HouseSession::Phase;
 
-TEST_F(SessionTest, StartsFromTheStoredSignInAndReadsTheHousehold)
-{
-    test::await(session->bootstrap());
-    EXPECT_EQ(session->phase(), Phase::ready);
-    EXPECT_FALSE(session->guest());
-    EXPECT_EQ(session->householdName(), QStringLiteral("Home"));
-    EXPECT_EQ(session->groups().size(), 3);
-    EXPECT_EQ(session->activeGroupID(), living()); // the playing group
-    EXPECT_EQ(session->playback()->title(), QStringLiteral("Clair de lune"));
-    EXPECT_EQ(session->playback()->artist(), QStringLiteral("Claude Debussy"));
-    EXPECT_EQ(session->playback()->serviceName(), QStringLiteral("Apple Music"));
-    EXPECT_EQ(session->playback()->durationMillis(), 300000);
-    EXPECT_TRUE(session->playback()->isPlaying());
-    EXPECT_EQ(session->sound()->volume(), 25);
-    EXPECT_EQ(local.discovers, 0);
-}
-
 TEST_F(SessionTest, TwoBootstrapsShareOneStartUp)
 {
     transport.hold = true;
@@ -41,7 +24,7 @@ TEST_F(SessionTest, TwoBootstrapsShareOneStartUp)
     EXPECT_EQ(cloudReads(QStringLiteral("households")), 1);
 }
 
-TEST_F(SessionTest, WithoutASignInTheSessionRunsLocally)
+TEST_F(SessionTest, WithoutACloudHouseholdTheSessionRunsLocally)
 {
     signIn.stored = false;
     test::await(session->bootstrap());
@@ -56,24 +39,23 @@ TEST_F(SessionTest, WithoutASignInTheSessionRunsLocally)
     test::await(session->bootstrap());
     EXPECT_TRUE(session->guest());
     EXPECT_EQ(signIn.restores, 1); // the earlier session's only
-}
 
-TEST_F(SessionTest, NoSpeakersFoundStaysSignedOutWithASentence)
-{
+    // Signed in to an account that lists no household.
+    make();
+    cloud.listNoHouseholds = true;
+    const int discovers = local.discovers;
+    test::await(session->bootstrap());
+    EXPECT_EQ(local.discovers, discovers + 1);
+    EXPECT_TRUE(session->guest());
+    EXPECT_TRUE(session->noteText().isEmpty());
+
+    // No speakers either.
     signIn.stored = false;
     local.reachable = false;
+    make();
     test::await(session->bootstrap());
     EXPECT_EQ(session->phase(), Phase::signedOut);
     EXPECT_EQ(session->noteText(), QStringLiteral("No Sonos speakers were found. Check that this computer and your speakers are on the same Wi-Fi network."));
-}
-
-TEST_F(SessionTest, EmptyHouseholdListFallsBackToLocalDiscovery)
-{
-    cloud.listNoHouseholds = true;
-    test::await(session->bootstrap());
-    EXPECT_EQ(local.discovers, 1);
-    EXPECT_TRUE(session->guest());
-    EXPECT_TRUE(session->noteText().isEmpty());
 }
 
 TEST_F(SessionTest, RememberedHouseholdWinsWhenListedLast)
@@ -150,19 +132,7 @@ TEST_F(SessionTest, TheLoopReadsOnItsTicksOnlyWhileThePanelShows)
 
 TEST_F(SessionTest, PositionAdvancesBetweenReadsAndStopsAtTheEnd)
 {
-    test::await(session->bootstrap());
-    session->setPollingEnabled(true);
-    test::drain();
-    const qint64 start = session->playback()->positionMillis();
-    ticks(4);
-    EXPECT_EQ(session->playback()->positionMillis(), start + 2000);
-    ticks(1000); // far past the end of the track
-    EXPECT_LE(session->playback()->positionMillis(), session->playback()->durationMillis());
-}
-
-TEST_F(SessionTest, StreamsWithoutDurationGrowWithoutBoundAndPausedReadingsFreeze)
-{
-    cloud.catalogue[0].durationMillis = 0;
+    cloud.catalogue[0].durationMillis = 0; // a stream: no end
     test::await(session->bootstrap());
     session->setPollingEnabled(true);
     test::drain();
@@ -170,14 +140,13 @@ TEST_F(SessionTest, StreamsWithoutDurationGrowWithoutBoundAndPausedReadingsFreez
     ticks(14);
     EXPECT_EQ(session->playback()->positionMillis(), start + 7000);
 
-    // A reading of a paused speaker freezes the shown position even if the
-    // session still shows playing.
-    cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED");
+    cloud.catalogue[0].durationMillis = 300000;
     test::await(session->playback()->refreshPlayback());
-    EXPECT_FALSE(session->playback()->isPlaying());
+    ticks(1000); // far past the end of the track
+    EXPECT_LE(session->playback()->positionMillis(), session->playback()->durationMillis());
 }
 
-TEST_F(SessionTest, PlaybackReadFailureAndItsClearing)
+TEST_F(SessionTest, PlaybackReadFailuresAndTheirClearing)
 {
     test::await(session->bootstrap());
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 503, {}});
@@ -185,11 +154,9 @@ TEST_F(SessionTest, PlaybackReadFailureAndItsClearing)
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room."));
     test::await(session->playback()->refreshPlayback());
     EXPECT_TRUE(session->noteText().isEmpty());
-}
 
-TEST_F(SessionTest, LocalReadFailureHasItsOwnSentence)
-{
     signIn.stored = false;
+    make();
     test::await(session->bootstrap());
     local.reachable = false;
     test::await(session->playback()->refreshPlayback());
@@ -231,11 +198,7 @@ TEST_F(SessionTest, DemoAdvancesByTheTickAndSkipsAtTheEnd)
 {
     session->loadDemo();
     EXPECT_EQ(session->phase(), Phase::ready);
-    EXPECT_EQ(session->householdID(), QStringLiteral("demo"));
-    EXPECT_EQ(session->groups().size(), 2);
-    EXPECT_EQ(session->sound()->volume(), 28);
-    EXPECT_EQ(session->playback()->title(), QStringLiteral("Gymnopédie No. 1"));
-    EXPECT_EQ(session->playback()->positionMillis(), 48000);
+    ASSERT_EQ(session->playback()->positionMillis(), 48000);
     ticks(3);
     EXPECT_EQ(session->playback()->positionMillis(), 49500);
     ticks((205000 - 49500) / 500);

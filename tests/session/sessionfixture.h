@@ -2,6 +2,7 @@
 
 #include "directtransport.h"
 
+#include "cloud/fakes.h"
 #include "cloud/sonosclient.h"
 #include "services/fakecloud.h"
 #include "session/housesession.h"
@@ -11,12 +12,6 @@
 #include <gtest/gtest.h>
 
 namespace velotte::test {
-
-class StaticTokens final : public TokenProvider {
-public:
-    QCoro::Task<QString> validToken() override { co_return QStringLiteral("token"); }
-    QCoro::Task<QString> forceRefresh() override { co_return QStringLiteral("token"); }
-};
 
 // A sign-in that is already there (or not), counting what the session asks.
 class FakeSignIn final : public SignInService {
@@ -62,6 +57,14 @@ struct FakeLocal {
         now = {QStringLiteral("Salt & Pepper"), QStringLiteral("The Condiments"), 5000, 200000, true, 30, true, true, true};
     }
 
+    // Each command is recorded and succeeds while the speakers are reachable.
+    QCoro::Task<bool> sent(QString command)
+    {
+        commands << command;
+        co_return bool(reachable);
+    }
+    QCoro::Task<std::optional<int>> reading(int value) { co_return reachable ? std::optional<int>(value) : std::nullopt; }
+
     std::shared_ptr<LocalPorts> ports()
     {
         auto p = std::make_shared<LocalPorts>();
@@ -69,68 +72,35 @@ struct FakeLocal {
             ++discovers;
             co_return reachable ? snapshot : LocalSnapshot{};
         };
-        p->nowPlaying = [this](QString host) -> QCoro::Task<std::optional<LocalNow>> {
+        p->nowPlaying = [this](QString) -> QCoro::Task<std::optional<LocalNow>> {
             ++reads;
-            if (!reachable)
-                co_return std::nullopt;
-            co_return std::optional<LocalNow>(now);
+            co_return reachable ? std::optional<LocalNow>(now) : std::nullopt;
         };
-        p->transport = [this](QString action, QString host) -> QCoro::Task<bool> {
-            commands << action + QLatin1Char('@') + host;
-            if (action == QLatin1String("Pause"))
-                now.playing = false;
-            if (action == QLatin1String("Play"))
-                now.playing = true;
-            co_return bool(reachable);
+        p->transport = [this](QString action, QString host) {
+            if (action == QLatin1String("Pause") || action == QLatin1String("Play"))
+                now.playing = action == QLatin1String("Play");
+            return sent(action + QLatin1Char('@') + host);
         };
-        p->seek = [this](QString host, qint64 millis) -> QCoro::Task<bool> {
-            commands << QStringLiteral("Seek %1@%2").arg(millis).arg(host);
-            co_return bool(reachable);
-        };
-        p->playMode = [this](QString host, bool shuffle, bool repeats) -> QCoro::Task<bool> {
-            commands << QStringLiteral("PlayMode %1 %2").arg(shuffle).arg(repeats);
-            co_return bool(reachable);
-        };
-        p->volume = [this](QString host) -> QCoro::Task<std::optional<int>> {
-            if (!reachable)
-                co_return std::nullopt;
-            co_return std::optional<int>(volumes.value(host, 20));
-        };
-        p->setVolume = [this](QString host, int volume) -> QCoro::Task<bool> {
-            commands << QStringLiteral("Volume %1@%2").arg(volume).arg(host);
+        p->seek = [this](QString host, qint64 millis) { return sent(QStringLiteral("Seek %1@%2").arg(millis).arg(host)); };
+        p->playMode = [this](QString, bool shuffle, bool repeats) { return sent(QStringLiteral("PlayMode %1 %2").arg(shuffle).arg(repeats)); };
+        p->volume = [this](QString host) { return reading(volumes.value(host, 20)); };
+        p->setVolume = [this](QString host, int volume) {
             volumes[host] = volume;
-            co_return bool(reachable);
+            return sent(QStringLiteral("Volume %1@%2").arg(volume).arg(host));
         };
-        p->setMuted = [this](QString host, bool muted) -> QCoro::Task<bool> {
-            commands << QStringLiteral("Mute %1@%2").arg(muted).arg(host);
-            co_return bool(reachable);
-        };
-        p->bass = [this](QString host) -> QCoro::Task<std::optional<int>> {
-            if (!reachable)
-                co_return std::nullopt;
-            co_return std::optional<int>(bassLevel);
-        };
-        p->setBass = [this](QString host, int level) -> QCoro::Task<bool> {
-            commands << QStringLiteral("Bass %1@%2").arg(level).arg(host);
+        p->setMuted = [this](QString host, bool muted) { return sent(QStringLiteral("Mute %1@%2").arg(muted).arg(host)); };
+        p->bass = [this](QString) { return reading(bassLevel); };
+        p->setBass = [this](QString host, int level) {
             if (reachable)
                 bassLevel = level;
-            co_return bool(reachable);
+            return sent(QStringLiteral("Bass %1@%2").arg(level).arg(host));
         };
         p->hostForPlayer = [this](QString player) -> QCoro::Task<std::optional<QString>> {
             co_return bonjour.value(player).isEmpty() ? std::nullopt : std::optional<QString>(bonjour.value(player));
         };
-        p->join = [this](QString coordinator, QString host) -> QCoro::Task<bool> {
-            commands << QStringLiteral("Join %1@%2").arg(coordinator, host);
-            co_return bool(reachable);
-        };
-        p->separate = [this](QString host) -> QCoro::Task<bool> {
-            commands << QStringLiteral("Separate@%1").arg(host);
-            co_return bool(reachable);
-        };
-        p->delegate = [this](QString coordinator, QString host) -> QCoro::Task<bool> {
-            commands << QStringLiteral("Delegate %1@%2").arg(coordinator, host);
-            co_return bool(reachable);
-        };
+        p->join = [this](QString coordinator, QString host) { return sent(QStringLiteral("Join %1@%2").arg(coordinator, host)); };
+        p->separate = [this](QString host) { return sent(QStringLiteral("Separate@%1").arg(host)); };
+        p->delegate = [this](QString coordinator, QString host) { return sent(QStringLiteral("Delegate %1@%2").arg(coordinator, host)); };
         return p;
     }
     QHash<QString, int> volumes;
@@ -148,18 +118,21 @@ struct SessionTest : ::testing::Test {
     FakeLocal local;
     std::unique_ptr<HouseSession> session;
 
-    void make(QStringList arguments = {}, bool withCloud = true)
+    // A new session; `more` adds the services a test needs beyond these.
+    void make(QStringList arguments = {}, const std::function<void(HouseSession::Services &)> &more = {})
     {
         SonosConfig config = SonosConfig::defaults();
         config.clientID = QStringLiteral("id");
         config.apiRoot = QUrl(QStringLiteral("http://cloud.test/control/api/v1"));
         api = std::make_unique<SonosClient>(config, tokens, transport, clock);
         HouseSession::Services services;
-        services.api = withCloud ? api.get() : nullptr;
-        services.auth = withCloud ? &signIn : nullptr;
+        services.api = api.get();
+        services.auth = &signIn;
         services.local = local.ports();
         services.clock = &clock;
         services.arguments = arguments;
+        if (more)
+            more(services);
         session = std::make_unique<HouseSession>(services);
     }
     void SetUp() override { make(); }

@@ -62,22 +62,6 @@ TEST_F(Sound, FixedRoomMovesButSendsNothing)
     EXPECT_TRUE(posts(QStringLiteral("playerVolume")).isEmpty());
 }
 
-TEST_F(Sound, RoomVolumeFailureSentences)
-{
-    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
-    session->sound()->setPlayerVolume(kitchen(), 10);
-    clock.advance(400ms);
-    EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume."));
-
-    signIn.stored = false;
-    make();
-    test::await(session->bootstrap());
-    local.reachable = false;
-    session->sound()->setPlayerVolume(QStringLiteral("RINCON_A"), 10);
-    clock.advance(400ms);
-    EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume. Check the speaker’s Wi-Fi connection."));
-}
-
 TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
 {
     session->sound()->setVolume(37.5);
@@ -111,19 +95,6 @@ TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
     test::drain();
     EXPECT_TRUE(session->noteText().startsWith(QStringLiteral("Could not change the volume in Living Room")));
     EXPECT_TRUE(session->noteText().endsWith(QStringLiteral(". Try again.")));
-}
-
-TEST_F(Sound, LocalGroupVolumeGoesToEveryMember)
-{
-    signIn.stored = false;
-    local.snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen + 1"), QStringLiteral("RINCON_A"), std::nullopt,
-                              {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
-    make();
-    test::await(session->bootstrap());
-    session->sound()->setVolume(41.4);
-    session->sound()->commitGroupVolume();
-    test::drain();
-    EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Volume 41@127.0.0.11"), QStringLiteral("Volume 41@127.0.0.12")}));
 }
 
 TEST_F(Sound, MuteFlipsAtOnceAndFailsBack)
@@ -214,22 +185,32 @@ TEST_F(Sound, ConversationLowersEachRoomAndGivesItsOwnVolumeBack)
     EXPECT_EQ(session->noteText(), QStringLiteral("Room volume could not change. Try again."));
 }
 
-TEST_F(SessionTest, ConversationInALocalGroupRestoresEveryRoom)
+TEST_F(SessionTest, LocalGroupVolumeAndConversationReachEveryRoom)
 {
     signIn.stored = false;
     local.snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen + 1"), QStringLiteral("RINCON_A"), std::nullopt,
                               {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
-    local.volumes = {{QStringLiteral("127.0.0.11"), 30}, {QStringLiteral("127.0.0.12"), 50}};
     make();
     test::await(session->bootstrap());
+    session->sound()->setVolume(41.4);
+    session->sound()->commitGroupVolume();
+    test::drain();
+    EXPECT_EQ(local.commands, (QStringList{QStringLiteral("Volume 41@127.0.0.11"), QStringLiteral("Volume 41@127.0.0.12")}));
+
+    local.volumes = {{QStringLiteral("127.0.0.11"), 30}, {QStringLiteral("127.0.0.12"), 50}};
     test::await(session->sound()->toggleConversation());
     EXPECT_EQ(local.volumes, (QHash<QString, int>{{QStringLiteral("127.0.0.11"), 12}, {QStringLiteral("127.0.0.12"), 12}}));
     test::await(session->sound()->toggleConversation());
     EXPECT_EQ(local.volumes, (QHash<QString, int>{{QStringLiteral("127.0.0.11"), 30}, {QStringLiteral("127.0.0.12"), 50}}));
     EXPECT_TRUE(session->noteText().isEmpty()) << session->noteText().toStdString();
+
+    local.reachable = false;
+    session->sound()->setPlayerVolume(QStringLiteral("RINCON_A"), 10);
+    clock.advance(400ms);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume. Check the speaker’s Wi-Fi connection."));
 }
 
-TEST_F(Sound, SeveralRoomsAtOnceAreConfirmed)
+TEST_F(Sound, RoomVolumesAreConfirmedAndFailuresSayWhy)
 {
     const QString livingRoom = cloud.players[0].id;
     EXPECT_TRUE(test::await(session->sound()->setRoomVolume({{livingRoom, 44}, {kitchen(), 18}}, cloud.groups.front().id)));
@@ -238,10 +219,12 @@ TEST_F(Sound, SeveralRoomsAtOnceAreConfirmed)
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("players/.*/playerVolume$")), 200, "{}", {}, 1, 0});
     EXPECT_FALSE(test::await(session->sound()->setRoomVolume({{kitchen(), 5}}, cloud.groups.front().id)));
     EXPECT_EQ(session->noteText(), QStringLiteral("Volume could not change in every speaker. Refresh the room before trying again."));
-}
 
-TEST_F(Sound, RoomControlsAndBassReportUnreachableSpeakers)
-{
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
+    session->sound()->setPlayerVolume(kitchen(), 10);
+    clock.advance(400ms);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not change this room’s volume."));
+
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
     test::await(session->sound()->refreshRoomControls());
     EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not refresh."));

@@ -13,30 +13,12 @@
 #include <functional>
 #include <optional>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 namespace velotte::test {
 
 namespace detail {
-template<typename T>
-QCoro::Task<void> capture(QCoro::Task<T> task, std::optional<T> &value, std::exception_ptr &error, bool &done)
-{
-    try {
-        value.emplace(co_await task);
-    } catch (...) {
-        error = std::current_exception();
-    }
-    done = true;
-}
-inline QCoro::Task<void> captureVoid(QCoro::Task<void> task, std::exception_ptr &error, bool &done)
-{
-    try {
-        co_await task;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    done = true;
-}
 inline void spin(bool &done, int limitMs)
 {
     QElapsedTimer timer;
@@ -54,24 +36,29 @@ inline void spin(bool &done, int limitMs)
 template<typename T>
 T await(QCoro::Task<T> task, int limitMs = 20000)
 {
-    std::optional<T> value;
+    using Value = std::conditional_t<std::is_void_v<T>, bool, T>;
+    std::optional<Value> value;
     std::exception_ptr error;
     bool done = false;
-    auto runner = detail::capture(std::move(task), value, error, done);
+    auto body = [&](QCoro::Task<T> t) -> QCoro::Task<void> {
+        try {
+            if constexpr (std::is_void_v<T>) {
+                co_await t;
+                value.emplace(true);
+            } else {
+                value.emplace(co_await t);
+            }
+        } catch (...) {
+            error = std::current_exception();
+        }
+        done = true;
+    };
+    auto runner = body(std::move(task));
     detail::spin(done, limitMs);
     if (error)
         std::rethrow_exception(error);
-    return std::move(*value);
-}
-
-inline void await(QCoro::Task<void> task, int limitMs = 20000)
-{
-    std::exception_ptr error;
-    bool done = false;
-    auto runner = detail::captureVoid(std::move(task), error, done);
-    detail::spin(done, limitMs);
-    if (error)
-        std::rethrow_exception(error);
+    if constexpr (!std::is_void_v<T>)
+        return std::move(*value);
 }
 
 // What a task failed with, as E; nothing when it finished. Any other
