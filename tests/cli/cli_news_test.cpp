@@ -64,6 +64,14 @@ TEST_F(CliNews, AddListEditDeleteAndPlay)
     EXPECT_EQ(played.out.trimmed(), u"Playing Dawnlet: the morning briefing."_s);
     EXPECT_EQ(kitchen().streamURI, news.base().toString() + u"/sonos/audio/dQw4-w9WgXc.mp3"_s);
     EXPECT_EQ(kitchen().volume, 14);
+    // A grouped room cannot; a bulletin the service no longer has is said so.
+    bedroom().follows = living().id;
+    EXPECT_EQ(ctl({u"news"_s, u"play"_s, u"Bedroom"_s}).err.trimmed(),
+              u"Ungroup this room in Rooms before using Play now. Scheduled news plays only in the chosen room."_s);
+    ASSERT_TRUE(news.inject(u"stale"_s));
+    const auto refused = ctl({u"news"_s, u"play"_s, u"Kitchen"_s});
+    EXPECT_EQ(refused.exit, 1);
+    EXPECT_EQ(refused.err.trimmed(), u"News audio is unavailable for this language and category. Try another source or refresh later."_s);
 }
 
 TEST_F(CliNews, WordsItCannotReadAndAnEmptyList)

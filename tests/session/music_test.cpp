@@ -56,6 +56,7 @@ TEST_F(Music, SeveralFavoritesWithALaterFailure)
 {
     cloud.addFault({.method = "POST", .path = QRegularExpression(QStringLiteral("/favorites$")), .status = 404, .after = 1});
     test::await(session->library()->playFavorites({favorites[0], favorites[1], favorites[4]}, true));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Started 1 of 3 favorites. The remaining music could not be added."));
     const auto sent = loads();
     ASSERT_EQ(sent.size(), 2);
     EXPECT_TRUE(sent[0].value(QStringLiteral("playOnCompletion")).toBool());
