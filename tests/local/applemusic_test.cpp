@@ -94,19 +94,12 @@ struct Queueing : ::testing::Test {
     AppleMusicDirect direct{unused, speaker.send()};
     std::vector<int> progress;
 
-    void run(QList<AppleMusicIdentity> items, AppleMusicAction action = AppleMusicAction::replace, CancelToken cancel = {})
+    QCoro::Task<void> play(QList<AppleMusicIdentity> items, AppleMusicAction action = AppleMusicAction::replace, CancelToken cancel = {})
     {
-        test::await(direct.play(std::move(items), u"10.0.0.2"_s, u"RINCON_A"_s, action, [this](int n) { progress.push_back(n); }, cancel));
+        return direct.play(std::move(items), u"10.0.0.2"_s, u"RINCON_A"_s, action, [this](int n) { progress.push_back(n); }, cancel);
     }
-    std::optional<AppleMusicDirect::Failure> failure(QList<AppleMusicIdentity> items, AppleMusicAction action = AppleMusicAction::replace)
-    {
-        try {
-            run(std::move(items), action);
-        } catch (const AppleMusicDirect::Failure &f) {
-            return f;
-        }
-        return std::nullopt;
-    }
+    void run(QList<AppleMusicIdentity> items, AppleMusicAction action = AppleMusicAction::replace) { test::await(play(std::move(items), action)); }
+    std::optional<AppleMusicDirect::Failure> failure(QList<AppleMusicIdentity> items) { return test::failure<AppleMusicDirect::Failure>(play(std::move(items))); }
 };
 
 } // namespace
@@ -126,39 +119,14 @@ TEST(AppleMusicResource, EntriesByKind)
     EXPECT_EQ(album.uri, u"x-rincon-cpcontainer:1004206calbum%3a1440857000"_s);
     EXPECT_TRUE(album.metadata.contains(u"<item id=\"1004206calbum%3a1440857000\""_s));
     EXPECT_TRUE(album.metadata.contains(u"<dc:title>It's an Album</dc:title>"_s)); // apostrophes stay
-    EXPECT_TRUE(album.metadata.contains(u"<upnp:class>object.container.album.musicAlbum</upnp:class>"_s));
 
     const auto playlist = AppleMusicDirect::resource({u"pl.f4d106fed2bd41149aaacabb233eb5eb"_s, u"Today's Hits"_s, {}, u"playlist"_s});
     EXPECT_EQ(playlist.uri, u"x-rincon-cpcontainer:1006206cplaylist%3apl.f4d106fed2bd41149aaacabb233eb5eb"_s);
-    EXPECT_TRUE(playlist.metadata.contains(u"<upnp:class>object.container.playlistContainer</upnp:class>"_s));
 
     for (const AppleMusicIdentity &bad : {AppleMusicIdentity{u"  "_s, u"Upload"_s, {}, u"song"_s}, AppleMusicIdentity{u"2"_s, u"x"_s, {}, u"Song"_s}})
         EXPECT_THROW(AppleMusicDirect::resource(bad), AppleMusicDirect::Failure) << bad.kind.toStdString();
     EXPECT_EQ(AppleMusicDirect::revision(u"<Other>1</Other>"_s), 0);
     EXPECT_THROW(AppleMusicDirect::revision(u"<NewUpdateID>4x</NewUpdateID>"_s), AppleMusicDirect::Failure);
-}
-
-TEST_F(Queueing, OneSongReplacesTheQueueAndPlays)
-{
-    run(songs(1));
-    // The play mode only once the group plays its queue: a radio stream
-    // still playing takes none.
-    EXPECT_EQ(speaker.actions(),
-              (QStringList{u"AddMultipleURIsToQueue"_s, u"SetAVTransportURI"_s, u"SetPlayMode"_s, u"Seek"_s, u"Play"_s, u"RemoveTrackRangeFromQueue"_s}));
-    EXPECT_EQ(speaker.calls[2].value(u"NewPlayMode"_s), u"NORMAL"_s);
-    QStringList names;
-    for (const auto &[n, v] : speaker.calls[0].fields)
-        names << n + u'=' + v.left(8);
-    EXPECT_EQ(names, (QStringList{u"InstanceID=0"_s, u"UpdateID=0"_s, u"NumberOfURIs=1"_s, u"EnqueuedURIs=x-sonos-"_s, u"EnqueuedURIsMetaData=<DIDL-Li"_s,
-                                  u"ContainerURI="_s, u"ContainerMetaData="_s, u"DesiredFirstTrackNumberEnqueued=0"_s, u"EnqueueAsNext=0"_s}));
-
-    EXPECT_EQ(speaker.calls[1].value(u"CurrentURI"_s), u"x-rincon-queue:RINCON_A#0"_s);
-    EXPECT_EQ(speaker.calls[3].value(u"Unit"_s) + speaker.calls[3].value(u"Target"_s), u"TRACK_NR4"_s); // after the three old tracks
-    // The old tracks go, with the revision the add returned.
-    const Call &remove = speaker.calls[5];
-    EXPECT_EQ(remove.value(u"UpdateID"_s) + remove.value(u"StartingIndex"_s) + remove.value(u"NumberOfTracks"_s), u"813"_s);
-    EXPECT_EQ(speaker.length, 1);
-    EXPECT_EQ(progress, (std::vector<int>{1}));
 }
 
 TEST_F(Queueing, BatchesOfOneThenSixteen)
@@ -182,9 +150,16 @@ TEST_F(Queueing, BatchesOfOneThenSixteen)
     EXPECT_EQ(batches[1].value(u"DesiredFirstTrackNumberEnqueued"_s), u"2"_s);
     EXPECT_EQ(batches[1].value(u"EnqueuedURIs"_s).count(u' '), 15);
     EXPECT_EQ(batches[1].value(u"EnqueuedURIsMetaData"_s).count(u"<DIDL-Lite "_s), 16);
-    EXPECT_EQ(progress, (std::vector<int>{1, 17}));
-    // Playback starts after the first batch, not at the end.
-    EXPECT_EQ(speaker.actions().indexOf(u"Play"_s), 4);
+    // Playback starts after the first batch, not at the end; the play mode
+    // only once the group plays its queue (a radio stream takes none).
+    EXPECT_EQ(speaker.actions().mid(0, 5), (QStringList{u"AddMultipleURIsToQueue"_s, u"SetAVTransportURI"_s, u"SetPlayMode"_s, u"Seek"_s, u"Play"_s}));
+    EXPECT_EQ(speaker.calls[2].value(u"NewPlayMode"_s), u"NORMAL"_s);
+    // Real speakers read the fields by position.
+    QStringList names;
+    for (const auto &[n, v] : speaker.calls[0].fields)
+        names << n + u'=' + v.left(8);
+    EXPECT_EQ(names, (QStringList{u"InstanceID=0"_s, u"UpdateID=0"_s, u"NumberOfURIs=1"_s, u"EnqueuedURIs=x-sonos-"_s, u"EnqueuedURIsMetaData=<DIDL-Li"_s,
+                                  u"ContainerURI="_s, u"ContainerMetaData="_s, u"DesiredFirstTrackNumberEnqueued=0"_s, u"EnqueueAsNext=0"_s}));
 }
 
 TEST_F(Queueing, AddAfterTheCurrentTrack)
@@ -280,7 +255,7 @@ TEST_F(Queueing, FaultsAndCancellation)
     speaker = ScriptedSpeaker();
     CancelToken cancel;
     speaker.cancelAfterFirstBatch = &cancel;
-    EXPECT_THROW(run(songs(20), AppleMusicAction::replace, cancel), Cancelled);
+    EXPECT_THROW(test::await(play(songs(20), AppleMusicAction::replace, cancel)), Cancelled);
     EXPECT_EQ(speaker.actions(), (QStringList{u"AddMultipleURIsToQueue"_s}));
 }
 

@@ -72,14 +72,6 @@ TEST_F(FakeHome, LocalControlOffIsSaidByEveryClient)
     // The alarm and queueing clients throw it.
     NewsAlarmClient alarms(transport, NewsSource(QUrl(u"https://news.velotte.app/api/public/news-shadowing"_s)));
     EXPECT_EQ(test::failureSentence(alarms.list(kitchen)), sentence);
-    NewsSchedule schedule;
-    schedule.roomID = id(2);
-    schedule.hour = 7;
-    schedule.days = {1};
-    schedule.volume = 20;
-    schedule.language = u"english"_s;
-    schedule.category = u"latest"_s;
-    EXPECT_EQ(test::failureSentence(alarms.save(schedule, kitchen)), sentence);
     AppleMusicDirect direct(transport);
     EXPECT_EQ(test::failureSentence(direct.isCoordinator(id(2), kitchen)), sentence);
     EXPECT_EQ(test::failureSentence(direct.play({{u"900"_s, u"One"_s, {}, u"song"_s}}, kitchen, id(2), AppleMusicAction::replace)), sentence);

@@ -30,23 +30,13 @@ TEST(SpeakerEvents, CapturedTransportEvent)
     EXPECT_FALSE(e->volume || e->rooms || e->queueUpdateID);
 }
 
-TEST(SpeakerEvents, CapturedTopologyEvents)
+TEST(SpeakerEvents, CapturedTopologyEvent)
 {
-    const struct {
-        const char *file;
-        qsizetype rooms;
-        const char *name;
-    } cases[] = {
-        {"topology-bridge.xml", 2, "BOOST"},               // a bridge is a group of its own
-        {"topology-home-theatre.xml", 1, "Basement"},      // satellites inside their member
-        {"event-topology-satellites.xml", 2, "BOOST"},     // the last group left open: the closed ones still count
-    };
-    for (const auto &c : cases) {
-        const auto e = SpeakerEvent::read(EventService::topology, capture(QLatin1String(c.file)));
-        ASSERT_TRUE(e.has_value() && e->rooms.has_value()) << c.file;
-        EXPECT_EQ(e->rooms->size(), c.rooms) << c.file;
-        EXPECT_EQ(e->rooms->first().name, QLatin1String(c.name)) << c.file;
-    }
+    // The last group is left open: the closed ones still count.
+    const auto e = SpeakerEvent::read(EventService::topology, capture(u"event-topology-satellites.xml"_s));
+    ASSERT_TRUE(e.has_value() && e->rooms.has_value());
+    EXPECT_EQ(e->rooms->size(), 2);
+    EXPECT_EQ(e->rooms->first().name, u"BOOST"_s);
 }
 
 TEST(SpeakerEvents, WhatIsNoEvent)

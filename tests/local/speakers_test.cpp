@@ -45,8 +45,6 @@ TEST_F(Speakers, NowPlayingDecodesTextsAndState)
 
 TEST_F(Speakers, EveryOperationReachesTheSpeaker)
 {
-    EXPECT_TRUE(test::await(house.setVolume(host(2), 33)));
-    EXPECT_EQ(test::await(house.volume(host(2))), 33);
     EXPECT_TRUE(test::await(house.setBass(host(2), -4)));
     EXPECT_EQ(test::await(house.bass(host(2))), -4);
     EXPECT_TRUE(test::await(house.join(speakers.speakers[0].id, host(3))));
@@ -76,9 +74,6 @@ TEST_F(Speakers, FaultsAreNoValueNeverACrash)
     EXPECT_FALSE(test::await(house.identity(QStringLiteral("127.0.43.99"))).has_value());
     EXPECT_EQ(test::await(house.discover({{QStringLiteral("x"), QStringLiteral("127.0.43.99")}})).groups.size(), 0);
     s.noAnswer = false;
-    s.latencyMs = 150; // slow, but well within the time-out
-    EXPECT_EQ(test::await(house.volume(host(2))), s.volume);
-    s.latencyMs = 0;
     // One of the four reads of what plays fails: the record has a gap.
     s.upnpErrors.insert(QStringLiteral("GetVolume"), 501);
     s.upnpErrors.insert(QStringLiteral("GetCurrentTransportActions"), 501);

@@ -90,10 +90,10 @@ TEST(Topology, BadInputGivesNoRooms)
 TEST(DeviceDescription, IdentityFromUdnAndNames)
 {
     const auto id = GuestHouse::identityOf(QStringLiteral("<root><device><friendlyName>192.168.1.20 - Sonos One - RINCON_A</friendlyName>"
-                                                          "<roomName>Kids/Play</roomName><UDN>uuid:RINCON_A01400</UDN>#DEACTIVATION_1#</device></root>"));
+                                                          "<roomName>Patio &amp; Garden</roomName><UDN>uuid:RINCON_A01400</UDN>#DEACTIVATION_1#</device></root>"));
     ASSERT_TRUE(id.has_value());
     EXPECT_EQ(id->id, QStringLiteral("RINCON_A01400"));
-    EXPECT_EQ(id->name, QStringLiteral("Kids/Play"));
+    EXPECT_EQ(id->name, QStringLiteral("Patio & Garden"));
     EXPECT_EQ(GuestHouse::identityOf(QStringLiteral("<UDN>uuid:R</UDN><friendlyName>F</friendlyName>"))->name, QStringLiteral("F"));
     EXPECT_EQ(GuestHouse::identityOf(QStringLiteral("<UDN>uuid:R</UDN>"))->name, QStringLiteral("Room"));
     EXPECT_FALSE(GuestHouse::identityOf(QStringLiteral("<root/>")).has_value());
