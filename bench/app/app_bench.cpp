@@ -10,10 +10,10 @@
 
 namespace {
 
-std::map<QString, double> run(QStringList arguments, const char *program = "app_probe")
+std::map<QString, double> run(QStringList arguments)
 {
     QProcess p;
-    p.start(QCoreApplication::applicationDirPath() + u'/' + QLatin1String(program), arguments);
+    p.start(QCoreApplication::applicationDirPath() + QStringLiteral("/app_probe"), arguments);
     std::map<QString, double> figures;
     if (!p.waitForFinished(60000) || p.exitCode() != 0)
         return figures;
@@ -50,7 +50,7 @@ void load(benchmark::State &state, const char *mode)
 {
     for (auto _ : state) {
         const QString household = QStringLiteral(VELOTTE_FAKE_HOUSEHOLD);
-        auto f = run({household, QString::fromLatin1(mode)}, "panel_load");
+        auto f = run({household, QString::fromLatin1(mode)});
         if (!f.count(QStringLiteral("cpu-percent"))) {
             state.SkipWithError("the panel did not run");
             return;

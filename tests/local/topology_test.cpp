@@ -110,9 +110,3 @@ TEST(BassHost, PlayersMeetBonjourServicesOnTheirDeviceID)
     EXPECT_FALSE(LocalBassConnection::host(QStringLiteral("RINCON_NOPE"), services).has_value());
     EXPECT_EQ(LocalBassConnection::deviceID(QStringLiteral("abc@def")), QStringLiteral("ABC"));
 }
-
-TEST(ManualHosts, EachHostIsItsOwnEntry)
-{
-    const auto map = test::await(speakerHosts({QStringLiteral("10.0.0.5"), QStringLiteral(" 10.0.0.6 "), QString()})());
-    EXPECT_EQ(map, (QHash<QString, QString>{{QStringLiteral("10.0.0.5"), QStringLiteral("10.0.0.5")}, {QStringLiteral("10.0.0.6"), QStringLiteral("10.0.0.6")}}));
-}

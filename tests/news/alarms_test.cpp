@@ -247,11 +247,9 @@ TEST(NewsAlarmClient, RequestOutcomes)
         return NewsAlarmClient::request(transport, u"10.0.0.3"_s, u"ListAlarms"_s, {});
     };
     EXPECT_EQ(test::await(outcome([] { return test::reply(200, "<ok>fine</ok>"); })), u"<ok>fine</ok>"_s);
-    const HttpRequest &r = transport.requests.back();
-    EXPECT_EQ(r.url.toString(), u"http://10.0.0.3:1400/AlarmClock/Control"_s);
-    EXPECT_EQ(r.header("SOAPACTION"), "\"urn:schemas-upnp-org:service:AlarmClock:1#ListAlarms\"");
-    EXPECT_EQ(r.body, "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body><u:ListAlarms xmlns:u=\"urn:schemas-upnp-org:service:AlarmClock:1\"></u:ListAlarms></s:Body></s:Envelope>");
-    EXPECT_EQ(r.timeout, std::chrono::seconds(10));
+    // The path and action reach the fake speakers in the controller's tests; the envelope is the queueing request's.
+    EXPECT_EQ(transport.requests.back().header("SOAPACTION"), "\"urn:schemas-upnp-org:service:AlarmClock:1#ListAlarms\"");
+    EXPECT_EQ(transport.requests.back().timeout, std::chrono::seconds(10));
     // A fault inside a 200 is still a fault.
     EXPECT_EQ(awaitFailure(outcome([] { return test::reply(200, "<s:Envelope><UPnPError><errorCode>402</errorCode></UPnPError></s:Envelope>"); })),
               Kind::rejected);

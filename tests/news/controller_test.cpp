@@ -161,6 +161,14 @@ struct Controller : ::testing::Test {
 
 TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
 {
+    // A failed read is shown, and cleared by the next one.
+    rig.failingActions.insert(u"ListAlarms"_s);
+    read();
+    EXPECT_EQ(news.message(), networkText);
+    EXPECT_TRUE(news.failed());
+    EXPECT_FALSE(news.loaded());
+    rig.failingActions.clear();
+
     auto &alarms = rig.speakers.alarms;
     const QString address = fake::FakeAlarmClock::newsAddress(u"news.velotte.app"_s, u"japanese"_s);
     // Same time in two rooms, the later room first; then an earlier one.
@@ -171,6 +179,7 @@ TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
     ASSERT_LT(rig.living(), rig.kitchen());
     read();
     EXPECT_TRUE(news.loaded());
+    EXPECT_FALSE(news.failed());
     EXPECT_EQ(ids(), (QStringList{u"22"_s, u"19"_s, u"21"_s, u"20"_s, u"103"_s, u"105"_s}));
     EXPECT_EQ(news.scope(), u"H1"_s);
     EXPECT_FALSE(news.message());
@@ -185,20 +194,6 @@ TEST_F(Controller, ReadListsNewsSortedByTimeRoomAndID)
     EXPECT_EQ(rows->data(first, NewsScheduleModel::LanguageRole), u"japanese"_s);
     news.reset(u"H9"_s);
     EXPECT_EQ(rows->rowCount(), 0);
-}
-
-TEST_F(Controller, ReadFailureIsShownAndClearedByTheNextRead)
-{
-    rig.failingActions.insert(u"ListAlarms"_s);
-    read();
-    EXPECT_EQ(news.message(), networkText);
-    EXPECT_TRUE(news.failed());
-    EXPECT_FALSE(news.loaded());
-    rig.failingActions.clear();
-    read();
-    EXPECT_FALSE(news.message());
-    EXPECT_FALSE(news.failed());
-    EXPECT_EQ(news.schedules().size(), 2);
 }
 
 TEST_F(Controller, RetiredBilingualCanBePausedOnly)
@@ -310,7 +305,7 @@ TEST_F(Controller, OneOperationAtATimeAndScopeChanges)
     EXPECT_EQ(alarm(u"106"_s)->startTime, seeded);
 }
 
-TEST_F(Controller, PlayNowInAStandaloneRoom)
+TEST_F(Controller, PlayNowInAStandaloneRoomAndItsRefusals)
 {
     auto &living = rig.speakers.speakers[0];
     ASSERT_TRUE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
@@ -324,11 +319,10 @@ TEST_F(Controller, PlayNowInAStandaloneRoom)
     ASSERT_TRUE(rig.lastRequest("GET"));
     EXPECT_EQ(rig.lastRequest("GET")->url.toString(), u"https://news.velotte.app/api/public/news-shadowing/sonos/latest?language=english&category=latest"_s);
     EXPECT_EQ(rig.lastRequest("HEAD")->url, QUrl(living.streamURI));
-}
 
-// Refusals velottectl meets (a grouped room, no bulletin) are its tests.
-TEST_F(Controller, PlayNowRefusals)
-{
+    // Refusals; those velottectl meets (a grouped room, no bulletin) are its tests.
+    rig.actions.clear();
+    rig.transport.requests.clear();
     rig.port.busy = true;
     EXPECT_FALSE(await(news.play(schedule(rig.living(), 6, 0), rig.port)));
     EXPECT_EQ(news.message(), busyText);
