@@ -1,12 +1,8 @@
-// One measured run for the panel benchmarks, each in a fresh process:
-//   app_probe minimal|panel: a minimal Qt Quick window, or the demo panel;
-//     prints "first-frame-ms N" and "rss-kb N".
-//   app_probe FAKE-HOUSEHOLD-PROGRAM shown|hidden: the panel showing a song
-//     playing on fake speakers (another process, as they would be), or
-//     hidden; prints "cpu-percent N" (of one core), "wakeups-per-s N"
-//     (context switches of every thread) and "frames-per-s N", measured over
-//     ten seconds once the panel has settled.
-// Run under the platform to compare, e.g. xvfb-run.
+// One measured run for the panel benchmarks, in a fresh process. "minimal" or
+// "panel" (demo): prints "first-frame-ms N" and "rss-kb N". FAKE-HOUSEHOLD
+// "shown" or "hidden", a song playing on speakers in another process: prints
+// "cpu-percent N" (of one core), "wakeups-per-s N" (switches of every thread)
+// and "frames-per-s N" over ten seconds once the panel has settled.
 #include "app/controllerapp.h"
 #include "app/controllershell.h"
 #include "core/settings.h"

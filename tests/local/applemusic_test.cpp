@@ -206,7 +206,6 @@ TEST_F(Queueing, RepliesThatDoNotConfirm)
 {
     const std::vector<QString> replies{
         u"<FirstTrackNumberEnqueued>1</FirstTrackNumberEnqueued><NumTracksAdded>0</NumTracksAdded><NewQueueLength>1</NewQueueLength>"_s,
-        u"<FirstTrackNumberEnqueued>0</FirstTrackNumberEnqueued><NumTracksAdded>1</NumTracksAdded><NewQueueLength>1</NewQueueLength>"_s,
         u"<FirstTrackNumberEnqueued>1</FirstTrackNumberEnqueued><NumTracksAdded>2</NumTracksAdded><NewQueueLength>1</NewQueueLength>"_s,
         u"<NumTracksAdded>1</NumTracksAdded><NewQueueLength>1</NewQueueLength>"_s,
         u"<FirstTrackNumberEnqueued>one</FirstTrackNumberEnqueued><NumTracksAdded>1</NumTracksAdded><NewQueueLength>1</NewQueueLength>"_s,

@@ -1,4 +1,3 @@
-#include "news/alarmxml.h"
 #include "news/newsalarmclient.h"
 #include "news/newsschedule.h"
 #include "local/speakerfault.h"
@@ -131,23 +130,6 @@ TEST(NewsSource, AudioAddressAndSelection)
     const NewsSource moved(QUrl(u"http://127.0.0.1:8080/elsewhere?x=1"_s));
     EXPECT_EQ(moved.base().toString(), u"http://127.0.0.1:8080/api/public/news-shadowing"_s);
     EXPECT_EQ(NewsSource().base().toString(), u"https://news.velotte.app/api/public/news-shadowing"_s);
-}
-
-TEST(AlarmXML, ElementsInStartTagOrder)
-{
-    const auto elements = AlarmXML::elements(
-        u"<s:Envelope xmlns:s=\"x\"><s:Body><u:R xmlns:u=\"y\"><A k=\"1 &amp; 2\">one<B/>two &lt;3</A><C>&lt;Alarms/&gt;</C></u:R></s:Body></s:Envelope>"_s);
-    QStringList names;
-    for (const auto &e : elements)
-        names << e.name;
-    EXPECT_EQ(names, (QStringList{u"s:Envelope"_s, u"s:Body"_s, u"u:R"_s, u"A"_s, u"B"_s, u"C"_s}));
-    EXPECT_EQ(elements[3].attributes.value(u"k"_s), u"1 & 2"_s);
-    EXPECT_EQ(elements[3].text, u"onetwo <3"_s); // text around a child joins its parent
-    EXPECT_EQ(elements[5].text, u"<Alarms/>"_s);
-    EXPECT_EQ(AlarmXML::first(elements, u"Body"_s), nullptr); // prefixes are part of the name
-
-    for (const QString &bad : {u"<a><b></a>"_s, u"<a>&nbsp;</a>"_s, QString(), u"plain text"_s})
-        EXPECT_EQ(failureOf([&] { AlarmXML::elements(bad); }), Kind::response) << bad.toStdString();
 }
 
 TEST(NewsAlarmClient, ParseKeepsOnlyNewsSchedules)
