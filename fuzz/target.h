@@ -17,7 +17,11 @@ struct Target {
     const char *name;
     Fn run;
 };
-std::vector<Target> &targets();
+inline std::vector<Target> &targets()
+{
+    static std::vector<Target> all;
+    return all;
+}
 
 // Bytes as the readers get them: UTF-8 text, invalid sequences and all.
 inline QString text(const QByteArray &data) { return QString::fromUtf8(data); }
