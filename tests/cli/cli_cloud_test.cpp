@@ -196,9 +196,6 @@ TEST_F(CliCloud, FavoritesPlaylistsAndHistory)
     EXPECT_EQ(ctl({u"queue-favorite"_s, u"Beethoven"_s}).out.trimmed(), u"Added to the queue in Living Room + 1"_s);
     EXPECT_EQ(ctl({u"play-playlist"_s, u"Dinner Jazz"_s, u"--append"_s}).out.trimmed(), u"Playlist added to Living Room + 1"_s);
     EXPECT_EQ(living().queue.size(), 3);
-    const auto unknown = ctl({u"play-favorite"_s, u"Nothing Like It"_s});
-    EXPECT_EQ(unknown.exit, 1);
-    EXPECT_EQ(unknown.err.trimmed(), u"No favorite is called \"Nothing Like It\"."_s);
 }
 
 TEST_F(CliCloud, DoctorExplainsTheAccount)
