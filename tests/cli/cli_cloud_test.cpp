@@ -47,6 +47,14 @@ struct CliCloud : ::testing::Test {
         // Suggestions must never reach a model server outside this test.
         setSetting(home, u"services/model"_s, u"http://127.0.0.1:9"_s);
     }
+    // No token, code or client secret ever reaches a terminal, the program's logs included.
+    void TearDown() override
+    {
+        const QString all = printed.join(u'\n');
+        const QByteArray basic = (cloud.signIn.clientID + u':' + cloud.signIn.clientSecret).toUtf8().toBase64();
+        for (const QString &secret : {u"access-"_s, u"refresh-"_s, u"code-"_s, cloud.signIn.clientSecret, QString::fromLatin1(basic)})
+            EXPECT_FALSE(all.contains(secret)) << secret.toStdString() << " in\n" << all.toStdString();
+    }
     CliResult ctl(const QStringList &args)
     {
         CliResult r = runCli(args, home, 30000, secrets);
@@ -108,8 +116,6 @@ TEST_F(CliCloud, SignInThenUseTheHousehold)
     const auto status = ctl({u"status"_s, u"--json"_s});
     ASSERT_EQ(status.exit, 0) << status.err.toStdString();
     EXPECT_EQ(QJsonDocument::fromJson(status.out.toUtf8()).object()[u"room"_s].toString(), u"Living Room + 1"_s);
-    EXPECT_EQ(ctl({u"mute"_s, u"on"_s}).exit, 0);
-    EXPECT_TRUE(living().muted);
 
     // Failures give the session's sentences and fail the command.
     cloud.addFault({"GET", QRegularExpression(u"^households$"_s), 500, {}});
@@ -123,10 +129,6 @@ TEST_F(CliCloud, SignInThenUseTheHousehold)
     const auto signedOut = ctl({u"account"_s});
     EXPECT_EQ(signedOut.exit, 1);
     EXPECT_EQ(signedOut.out.trimmed(), u"Not signed in to Sonos. Run velottectl login."_s);
-    // No token and no client secret ever reaches a terminal.
-    const QString all = printed.join(u'\n');
-    for (const QString &secret : {u"access-"_s, u"refresh-"_s, cloud.signIn.clientSecret})
-        EXPECT_FALSE(all.contains(secret)) << secret.toStdString();
 }
 
 TEST_F(CliCloud, EveryWrongAnswerOrMissingPieceEndsTheSignInWithoutAToken)
@@ -217,6 +219,7 @@ TEST_F(CliCloud, DoctorExplainsTheAccount)
     cloud.signIn.refuseStatus = 400;
     r = ctl({u"doctor"_s});
     EXPECT_TRUE(r.out.contains(u"✗ Your Sonos sign-in has expired. Run velottectl login again."_s)) << r.out.toStdString();
+    EXPECT_TRUE(r.err.contains(u"token status 400"_s)) << "the logs reach the terminal the fixture checks for secrets";
 
     // No session bus: no Secret Service to keep the sign-in in.
     const QByteArray bus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
