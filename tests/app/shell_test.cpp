@@ -130,8 +130,6 @@ TEST_F(Shell, WithoutATrayThePanelIsAWindowUnlessStartedHidden)
     EXPECT_FALSE(app->shell().isShown());
     app->reopen(args({"--hidden"}));
     EXPECT_FALSE(app->shell().isShown());
-    app->reopen(args({}));
-    EXPECT_TRUE(app->shell().isShown());
 }
 
 TEST_F(Shell, TrayIconFollowsPlayback)

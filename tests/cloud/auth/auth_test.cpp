@@ -102,9 +102,7 @@ TEST_F(Auth, SignInExchangesTheCodeAndKeepsTheToken)
     const HttpRequest &exchange = recorder.requests[0];
     EXPECT_EQ(exchange.method, "POST");
     EXPECT_EQ(exchange.url, config().tokenURL);
-    EXPECT_EQ(exchange.timeout, 15s);
-    EXPECT_EQ(exchange.header("Authorization"), "Basic " + QByteArray("fake-client-id:fake-client-secret").toBase64());
-    EXPECT_EQ(exchange.header("Content-Type"), "application/x-www-form-urlencoded;charset=utf-8");
+    EXPECT_EQ(exchange.timeout, 15s); // the client's credentials and the form's type the fake refuses without
     EXPECT_EQ(exchange.body, "grant_type=authorization_code&code=code-1&redirect_uri=velotte%3A%2F%2Fsonos%2Fcallback");
     EXPECT_EQ(token(), QStringLiteral("access-2"));
     const auto stored = StoredToken::decode(*store.data);
