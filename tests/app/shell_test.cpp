@@ -13,10 +13,8 @@
 #include "core/autostart.h"
 #include "session/housesession.h"
 
-#include <QIcon>
 #include <QSaveFile>
 #include <QSignalSpy>
-#include <QSystemTrayIcon>
 
 #ifdef VELOTTE_WITH_NEWS
 #include "app/newspane.h"

@@ -8,7 +8,6 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 
 using namespace velotte;
