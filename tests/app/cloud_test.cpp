@@ -90,8 +90,6 @@ TEST_F(CloudPanel, SignedInPanelReachesTheCloudAndFindsTheBassSpeaker)
     launch();
     ASSERT_TRUE(QTest::qWaitFor([this] { return session().phase() == HouseSession::Phase::ready && !session().playback()->title().isEmpty(); }, 15000))
         << session().noteText().toStdString();
-    EXPECT_FALSE(session().guest());
-    EXPECT_EQ(session().activeGroupName(), u"Living Room + 1"_qs);
 
     auto *account = panel()->rootObject()->findChild<QObject *>(u"account"_qs);
     ASSERT_NE(account, nullptr);

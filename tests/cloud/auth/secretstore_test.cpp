@@ -30,19 +30,8 @@ struct Keyring : ::testing::Test {
 
 } // namespace
 
-TEST_F(Keyring, KeepsReplacesAndForgetsTheItem)
-{
-    EXPECT_EQ(test::await(store.load()), std::nullopt);
-    test::await(store.write(R"({"access":"keyring-access-1","refresh":"keyring-refresh-1","expiry":100})"));
-    const QByteArray second = R"({"access":"keyring-access-2","refresh":"keyring-refresh-2","expiry":200})";
-    test::await(store.write(second));
-    EXPECT_EQ(test::await(store.load()), second); // that no plain file holds it is the command-line sign-in's check
-
-    test::await(store.clear());
-    EXPECT_EQ(test::await(store.load()), std::nullopt);
-    test::await(store.clear()); // forgetting nothing is fine
-}
-
+// Keeping, replacing and forgetting the item, and that no plain file holds
+// it, are the command-line sign-in's tests.
 TEST_F(Keyring, CallsRunOneAtATimeInOrderWithoutBlocking)
 {
     std::vector<std::optional<QByteArray>> seen(3);
