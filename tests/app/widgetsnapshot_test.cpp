@@ -91,7 +91,7 @@ TEST(WidgetSnapshotContent, EveryFieldButTheTimeCounts)
     EXPECT_TRUE(base.sameContent(later));
 }
 
-TEST_F(Widget, EmptySessionSaysOpenYourControllerAndBadFilesAreRefused)
+TEST_F(Widget, EmptySessionSaysOpenYourController)
 {
     writer->sessionChanged();
     clock.advance(1s);
@@ -103,7 +103,5 @@ TEST_F(Widget, EmptySessionSaysOpenYourControllerAndBadFilesAreRefused)
     ControllerWidgetSnapshot s; // dates are seconds since 2001, as the widget's platform counts them
     s.updated = QDateTime(QDate(2001, 1, 2), QTime(0, 0), Qt::UTC);
     EXPECT_TRUE(s.encode().contains("\"updated\":86400"));
-    EXPECT_EQ(ControllerWidgetSnapshot::decode(s.encode()), s);
-    for (const QByteArray &bad : {QByteArray("{\"room\":1}"), QByteArray("not json")})
-        EXPECT_FALSE(ControllerWidgetSnapshot::decode(bad).has_value());
+    EXPECT_EQ(ControllerWidgetSnapshot::decode(s.encode()), s); // broken files are the feed's test
 }

@@ -8,7 +8,6 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 
 using namespace velotte;
@@ -46,6 +45,14 @@ struct CliCloud : ::testing::Test {
         f.write(cloud.secretsPlist());
         // Suggestions must never reach a model server outside this test.
         setSetting(home, u"services/model"_s, u"http://127.0.0.1:9"_s);
+    }
+    // No token, code or client secret ever reaches a terminal, the program's logs included.
+    void TearDown() override
+    {
+        const QString all = printed.join(u'\n');
+        const QByteArray basic = (cloud.signIn.clientID + u':' + cloud.signIn.clientSecret).toUtf8().toBase64();
+        for (const QString &secret : {u"access-"_s, u"refresh-"_s, u"code-"_s, cloud.signIn.clientSecret, QString::fromLatin1(basic)})
+            EXPECT_FALSE(all.contains(secret)) << secret.toStdString() << " in\n" << all.toStdString();
     }
     CliResult ctl(const QStringList &args)
     {
@@ -108,8 +115,6 @@ TEST_F(CliCloud, SignInThenUseTheHousehold)
     const auto status = ctl({u"status"_s, u"--json"_s});
     ASSERT_EQ(status.exit, 0) << status.err.toStdString();
     EXPECT_EQ(QJsonDocument::fromJson(status.out.toUtf8()).object()[u"room"_s].toString(), u"Living Room + 1"_s);
-    EXPECT_EQ(ctl({u"mute"_s, u"on"_s}).exit, 0);
-    EXPECT_TRUE(living().muted);
 
     // Failures give the session's sentences and fail the command.
     cloud.addFault({"GET", QRegularExpression(u"^households$"_s), 500, {}});
@@ -123,10 +128,6 @@ TEST_F(CliCloud, SignInThenUseTheHousehold)
     const auto signedOut = ctl({u"account"_s});
     EXPECT_EQ(signedOut.exit, 1);
     EXPECT_EQ(signedOut.out.trimmed(), u"Not signed in to Sonos. Run velottectl login."_s);
-    // No token and no client secret ever reaches a terminal.
-    const QString all = printed.join(u'\n');
-    for (const QString &secret : {u"access-"_s, u"refresh-"_s, cloud.signIn.clientSecret})
-        EXPECT_FALSE(all.contains(secret)) << secret.toStdString();
 }
 
 TEST_F(CliCloud, EveryWrongAnswerOrMissingPieceEndsTheSignInWithoutAToken)
@@ -196,9 +197,6 @@ TEST_F(CliCloud, FavoritesPlaylistsAndHistory)
     EXPECT_EQ(ctl({u"queue-favorite"_s, u"Beethoven"_s}).out.trimmed(), u"Added to the queue in Living Room + 1"_s);
     EXPECT_EQ(ctl({u"play-playlist"_s, u"Dinner Jazz"_s, u"--append"_s}).out.trimmed(), u"Playlist added to Living Room + 1"_s);
     EXPECT_EQ(living().queue.size(), 3);
-    const auto unknown = ctl({u"play-favorite"_s, u"Nothing Like It"_s});
-    EXPECT_EQ(unknown.exit, 1);
-    EXPECT_EQ(unknown.err.trimmed(), u"No favorite is called \"Nothing Like It\"."_s);
 }
 
 TEST_F(CliCloud, DoctorExplainsTheAccount)
@@ -220,6 +218,7 @@ TEST_F(CliCloud, DoctorExplainsTheAccount)
     cloud.signIn.refuseStatus = 400;
     r = ctl({u"doctor"_s});
     EXPECT_TRUE(r.out.contains(u"✗ Your Sonos sign-in has expired. Run velottectl login again."_s)) << r.out.toStdString();
+    EXPECT_TRUE(r.err.contains(u"token status 400"_s)) << "the logs reach the terminal the fixture checks for secrets";
 
     // No session bus: no Secret Service to keep the sign-in in.
     const QByteArray bus = qgetenv("DBUS_SESSION_BUS_ADDRESS");

@@ -50,6 +50,7 @@ TEST(CliDemo, EveryMistakeGetsItsSentence)
         {{u"--frob"_s, u"status"_s}, 2, u"Unknown option --frob. See velottectl --help."_s},
         {{demo, u"--guest"_s, u"status"_s}, 2, u"Choose one of --demo, --guest and --speakers."_s},
         {{demo, u"play-playlist"_s, u"Nope"_s}, 1, u"No playlist is called \"Nope\"."_s},
+        {{demo, u"play-favorite"_s, u"Nope"_s}, 1, u"No favorite is called \"Nope\"."_s},
         {{demo, u"favorites"_s, u"--frob"_s}, 2, u"Unknown argument \"--frob\" for favorites."_s},
         {{demo, u"news"_s, u"frob"_s}, 2, u"Unknown news subcommand \"frob\". Use list, add, edit, enable, disable, delete or play."_s},
         {{demo, u"news"_s, u"edit"_s, u"3"_s, u"blah"_s}, 2, u"\"blah\" is neither a time (HH:MM) nor days."_s},

@@ -1,7 +1,6 @@
 #include "cloud/records.h"
 
 #include <QFile>
-#include <QSet>
 
 #include <gtest/gtest.h>
 

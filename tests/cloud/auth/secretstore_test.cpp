@@ -6,8 +6,6 @@
 #include <QDBusInterface>
 #include <QDBusObjectPath>
 #include <QDBusReply>
-#include <QDirIterator>
-#include <QFile>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -30,40 +28,10 @@ struct Keyring : ::testing::Test {
     void TearDown() override { test::await(store.clear()); }
 };
 
-// Files under the throw-away home that hold these bytes in the clear.
-QStringList filesHolding(const QByteArray &bytes)
-{
-    const QString home = qEnvironmentVariable("HOME");
-    QStringList found;
-    if (!home.startsWith(QLatin1String("/tmp/")))
-        return found; // never search a real home
-    QDirIterator it(home, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        QFile f(it.next());
-        if (f.open(QIODevice::ReadOnly) && f.readAll().contains(bytes))
-            found << f.fileName();
-    }
-    return found;
-}
-
 } // namespace
 
-TEST_F(Keyring, KeepsReplacesAndForgetsTheItem)
-{
-    EXPECT_EQ(test::await(store.load()), std::nullopt);
-    test::await(store.write(R"({"access":"keyring-access-1","refresh":"keyring-refresh-1","expiry":100})"));
-    const QByteArray second = R"({"access":"keyring-access-2","refresh":"keyring-refresh-2","expiry":200})";
-    test::await(store.write(second));
-    EXPECT_EQ(test::await(store.load()), second);
-
-    // Nothing fell back to a plain file.
-    EXPECT_EQ(filesHolding("keyring-refresh-2"), QStringList());
-
-    test::await(store.clear());
-    EXPECT_EQ(test::await(store.load()), std::nullopt);
-    test::await(store.clear()); // forgetting nothing is fine
-}
-
+// Keeping, replacing and forgetting the item, and that no plain file holds
+// it, are the command-line sign-in's tests.
 TEST_F(Keyring, CallsRunOneAtATimeInOrderWithoutBlocking)
 {
     std::vector<std::optional<QByteArray>> seen(3);
