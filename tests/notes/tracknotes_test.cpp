@@ -204,16 +204,6 @@ TEST_F(Fixture, IdentityAndCache)
     load(u"Salt & Pepper"_s, u"The Cruets"_s, other, 246000);
     EXPECT_EQ(requestsTo(lrclib), 3);
     EXPECT_EQ(notes.lyricArtists(), QStringList{u"The Cruets"_s});
-
-    // Twenty entries; the twenty-first empties the cache and stays alone.
-    for (int i = 0; i < 19; ++i)
-        notes.cacheLyrics(u"key %1"_s.arg(i), LyricsResult{{TrackLine{0, u"x"_s}}, TrackLyricsSource::kugou()});
-    EXPECT_EQ(notes.cachedCount(), 20);
-    notes.cacheLyrics(u"key 3"_s, LyricsResult{});
-    EXPECT_EQ(notes.cachedCount(), 20);
-    notes.cacheLyrics(u"key 20"_s, LyricsResult{});
-    EXPECT_EQ(notes.cachedCount(), 1);
-    EXPECT_TRUE(notes.cachedLyrics(u"key 20"_s));
 }
 
 TEST_F(Fixture, LateAnswerForAnOldTrackIsDropped)
