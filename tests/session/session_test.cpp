@@ -14,11 +14,7 @@ TEST_F(SessionTest, TwoBootstrapsShareOneStartUp)
     auto bBody = [&]() -> QCoro::Task<void> { co_await session->bootstrap(); second = true; };
     auto b = bBody();
     EXPECT_TRUE(session->isBootstrapping());
-    transport.hold = false;
-    while (!transport.held.empty()) {
-        transport.release();
-        test::drain();
-    }
+    releaseAll();
     EXPECT_TRUE(first && second);
     EXPECT_EQ(signIn.restores, 1);
     EXPECT_EQ(cloudReads(QStringLiteral("households")), 1);
@@ -88,17 +84,6 @@ TEST_F(SessionTest, VanishedActiveGroupGivesWayToAPlayingOne)
     EXPECT_EQ(session->activeGroupID(), playing);
 }
 
-TEST_F(SessionTest, RefreshFailureKeepsTheRoomsAndSaysSo)
-{
-    test::await(session->bootstrap());
-    cloud.addFault({"GET", QRegularExpression(QStringLiteral("groups$")), 500, {}});
-    test::await(session->refresh());
-    EXPECT_EQ(session->noteText(), QStringLiteral("Could not refresh Sonos."));
-    EXPECT_EQ(session->groups().size(), 3);
-    test::await(session->refresh());
-    EXPECT_TRUE(session->noteText().isEmpty());
-}
-
 TEST_F(SessionTest, TheLoopReadsOnItsTicksOnlyWhileThePanelShows)
 {
     // Cloud: every 15th tick (7.5 s); local: every 3rd (1.5 s).
@@ -146,18 +131,22 @@ TEST_F(SessionTest, PositionAdvancesBetweenReadsAndStopsAtTheEnd)
     EXPECT_LE(session->playback()->positionMillis(), session->playback()->durationMillis());
 }
 
-TEST_F(SessionTest, PlaybackReadFailuresAndTheirClearing)
+TEST_F(SessionTest, ReadFailuresKeepWhatWasShownAndClearOnTheNextRead)
 {
     test::await(session->bootstrap());
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("groups$")), 500, {}});
+    test::await(session->refresh());
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not refresh Sonos."));
+    EXPECT_EQ(session->groups().size(), 3);
+    test::await(session->refresh());
+    EXPECT_TRUE(session->noteText().isEmpty());
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 503, {}});
     test::await(session->playback()->refreshPlayback());
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room."));
     test::await(session->playback()->refreshPlayback());
     EXPECT_TRUE(session->noteText().isEmpty());
 
-    signIn.stored = false;
-    make();
-    test::await(session->bootstrap());
+    bootLocally();
     local.reachable = false;
     test::await(session->playback()->refreshPlayback());
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room. Check that your speakers are on the same Wi-Fi network."));

@@ -1,29 +1,11 @@
 #include "sessionfixture.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 using namespace velotte;
 using namespace velotte::test;
 using namespace std::chrono_literals;
 
 namespace {
-struct Sound : SessionTest {
-    void SetUp() override
-    {
-        SessionTest::SetUp();
-        test::await(session->bootstrap());
-        cloud.requests.clear();
-    }
-    QStringList posts(const QString &suffix) const
-    {
-        QStringList out;
-        for (const auto &r : cloud.requests) {
-            if (r.method == "POST" && r.path.endsWith(suffix))
-                out << QString::fromUtf8(r.body);
-        }
-        return out;
-    }
+struct Sound : Booted {
     QString kitchen() const { return cloud.players[1].id; }
 };
 } // namespace
@@ -46,12 +28,9 @@ TEST_F(Sound, RoomSliderIsDebouncedAndClamped)
     clock.advance(500ms);
     EXPECT_EQ(posts(QStringLiteral("playerVolume")).mid(1), (QStringList{QStringLiteral("{\"volume\":100}"), QStringLiteral("{\"volume\":0}")}));
     test::await(session->settle());
-}
 
-TEST_F(Sound, FixedRoomMovesButSendsNothing)
-{
-    test::await(session->sound()->refreshRoomControls());
-    session->choose(cloud.groups[2].id); // the office: a fixed-volume room
+    // A fixed-volume room (the office) moves but sends nothing.
+    session->choose(cloud.groups[2].id);
     test::drain();
     test::await(session->sound()->refreshRoomControls());
     const QString office = cloud.players[3].id;
@@ -59,7 +38,7 @@ TEST_F(Sound, FixedRoomMovesButSendsNothing)
     session->sound()->setPlayerVolume(office, 70);
     EXPECT_EQ(session->sound()->playerVolumes().value(office), 70);
     clock.advance(1s);
-    EXPECT_TRUE(posts(QStringLiteral("playerVolume")).isEmpty());
+    EXPECT_EQ(posts(QStringLiteral("playerVolume")).size(), 3);
 }
 
 TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
@@ -73,11 +52,7 @@ TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
     auto grouping = session->rooms()->groupRooms({cloud.players[0].id});
     session->sound()->setVolume(50);
     session->sound()->commitGroupVolume(); // released while rooms change: nothing goes out
-    transport.hold = false;
-    while (!transport.held.empty()) {
-        transport.release();
-        test::drain();
-    }
+    releaseAll();
     EXPECT_EQ(posts(QStringLiteral("groupVolume")).size(), 1);
 
     // A group whose volume is fixed (a TV input at line level) is never sent one.
@@ -140,10 +115,10 @@ TEST_F(Sound, BassIsFoundLocallyEvenInTheCloudAndDebounced)
     EXPECT_EQ(session->sound()->bass(), 0.0); // back to what the speaker confirmed
     EXPECT_EQ(session->sound()->bassNoteText(), QStringLiteral("Bass could not be changed. Check the speaker’s connection and retry."));
     EXPECT_TRUE(session->noteText().isEmpty()); // the bass has its own note
-}
+    test::await(session->sound()->refreshBassControl()); // the address is known but nothing answers
+    EXPECT_EQ(session->sound()->bassNoteText(), QStringLiteral("Could not connect to Sonos."));
 
-TEST_F(Sound, BassWithoutAHostExplainsWhatToDo)
-{
+    local.reachable = true;
     for (auto &p : cloud.players)
         p.host = QStringLiteral("[::1"); // no usable address
     test::await(session->refresh());
@@ -187,11 +162,8 @@ TEST_F(Sound, ConversationLowersEachRoomAndGivesItsOwnVolumeBack)
 
 TEST_F(SessionTest, LocalGroupVolumeAndConversationReachEveryRoom)
 {
-    signIn.stored = false;
-    local.snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen + 1"), QStringLiteral("RINCON_A"), std::nullopt,
-                              {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
-    make();
-    test::await(session->bootstrap());
+    local.groupBoth();
+    bootLocally();
     session->sound()->setVolume(41.4);
     session->sound()->commitGroupVolume();
     test::drain();
@@ -228,8 +200,4 @@ TEST_F(Sound, RoomVolumesAreConfirmedAndFailuresSayWhy)
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playerVolume$")), 500, {}});
     test::await(session->sound()->refreshRoomControls());
     EXPECT_EQ(session->noteText(), QStringLiteral("Rooms could not refresh."));
-
-    local.reachable = false; // the speaker's address is known but nothing answers
-    test::await(session->sound()->refreshBassControl());
-    EXPECT_EQ(session->sound()->bassNoteText(), QStringLiteral("Could not connect to Sonos."));
 }
