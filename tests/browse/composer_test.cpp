@@ -23,7 +23,6 @@ TEST(MixSelectionRules, KeepsTheFirstTwelveDistinctIndicesInRange)
     EXPECT_EQ(MixSelectionRules::validIndices({0, 0, 99, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 13),
               (QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}));
     EXPECT_TRUE(MixSelectionRules::validIndices({0, 1}, 0).isEmpty());
-    EXPECT_TRUE(MixSelectionRules::validIndices({}, 5).isEmpty());
 }
 
 TEST(MusicMixComposer, CandidateLinesAndPromptAreCutByCharacters)
@@ -54,7 +53,6 @@ TEST(MusicMixComposer, CandidateLinesAndPromptAreCutByCharacters)
     const QString prompt = MusicMixComposer::prompt(mood, {{QStringLiteral("One"), QStringLiteral("A"), std::nullopt, {QStringLiteral("Pop")}},
                                                            {QStringLiteral("Two"), QStringLiteral("B"), std::nullopt, {}}});
     EXPECT_EQ(prompt, QStringLiteral("Mood: ") + QString(200, QLatin1Char('m')) + QStringLiteral("\nCandidates:\n0: One | A | Pop\n1: Two | B | "));
-    EXPECT_EQ(MusicMixComposer::prompt(QStringLiteral("calm"), {}), QStringLiteral("Mood: calm\nCandidates:\n"));
 }
 
 TEST(MusicMixComposer, RequestCarriesInstructionsPromptAndSchema)

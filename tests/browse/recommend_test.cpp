@@ -22,7 +22,6 @@ TEST(Recommend, ArtistRequestsAreRecognised)
     EXPECT_EQ(artist("recommend music by  Björk."), QString::fromUtf8("Björk"));
     EXPECT_EQ(artist("Could you suggest some tracks from 周杰倫?"), QString::fromUtf8("周杰倫"));
     EXPECT_EQ(artist("recommend music by"), std::nullopt);
-    EXPECT_EQ(artist("recommend music by ..."), std::nullopt);
     EXPECT_EQ(artist("something calm for a rainy evening"), std::nullopt);
     EXPECT_EQ(artist("music by the sea"), std::nullopt);
 }

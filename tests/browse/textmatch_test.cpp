@@ -4,20 +4,6 @@
 
 using namespace velotte;
 
-TEST(TextMatch, KeyIgnoresCaseWidthAccentsScriptAndPunctuation)
-{
-    const QString key = TextMatch::key(QStringLiteral("cafe"));
-    EXPECT_EQ(key, QStringLiteral("cafe"));
-    for (const char *same : {"Café", "CAFÉ", "ｃａｆｅ", "Ｃａｆé", "ca-fe", "c a f e", "cafe\u0301"})
-        EXPECT_EQ(TextMatch::key(QString::fromUtf8(same)), key) << same;
-    EXPECT_EQ(TextMatch::key(QString::fromUtf8("周杰倫")), TextMatch::key(QString::fromUtf8("周杰伦")));
-    EXPECT_EQ(TextMatch::key(QString::fromUtf8("Ｎｏ．５")), QStringLiteral("no5"));
-    EXPECT_EQ(TextMatch::key(QString::fromUtf8("...!?")), QString());
-    // Letters of other scripts survive; Korean syllables come back whole.
-    EXPECT_EQ(TextMatch::key(QString::fromUtf8("방탄소년단")), QString::fromUtf8("방탄소년단"));
-    EXPECT_EQ(TextMatch::key(QString::fromUtf8("Чайковский")), QString::fromUtf8("чаиковскии"));
-}
-
 TEST(TextMatch, WordsSplitOnPunctuationButKeepInnerApostrophes)
 {
     EXPECT_EQ(TextMatch::words(QStringLiteral("Beethoven: Symphony No. 5, Op. 67")),

@@ -28,6 +28,7 @@ TEST(TrackMatching, KeysFoldCaseWidthAccentsPunctuationAndScript)
     EXPECT_EQ(M::normalized(u"Gymnopédie No. 1"_s), M::normalized(u"GYMNOPEDIE NO1"_s));
     EXPECT_EQ(M::normalized(u"Cafe\u0301"_s), u"cafe"_s);
     EXPECT_EQ(M::normalized(u"林曉風"_s), u"林晓风"_s);
+    EXPECT_EQ(M::normalized(u"Чайковский 방탄소년단"_s), u"чаиковскии방탄소년단"_s); // other scripts' letters stay, syllables whole
     EXPECT_EQ(M::normalized(u"Straße"_s), M::normalized(u"STRASSE"_s));
     EXPECT_EQ(M::normalized(u"😀 Smile 🎵"_s), u"smile"_s);
     EXPECT_TRUE(M::normalized(u"?!… —— 、。"_s).isEmpty());
