@@ -1,16 +1,22 @@
-// Apple Music on the session: favorites that play items, direct queueing on
-// the coordinator, and the artist queue with its progress and cancellation.
+// The library on the session: Sonos favorites and playlists, Apple Music
+// queued directly on the coordinator or through a favorite, and the artist
+// queue with its progress and cancellation.
 #include "sessionfixture.h"
 #include "session/sessionnewsport.h"
-
 #include "core/settings.h"
 #include "local/applemusicdirect.h"
 #include "session/applemusicbridge.h"
 #include "session/applemusiccatalog.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
 using namespace velotte;
 using namespace velotte::test;
 using namespace Qt::Literals::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -286,4 +292,132 @@ TEST_F(AppleMusic, NewsHostIsTheCoordinatorsHost)
     EXPECT_EQ(test::await(news.newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
     EXPECT_EQ(news.newsHouseholdID(), session->householdID().value_or(QString()));
     EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerFault);
+}
+
+TEST(AppleMusicBridge, LinksFollowTheHousehold)
+{
+    MemoryStore defaults;
+    AppleMusicSonosBridge bridge(defaults);
+    const AppleMusicIdentity album{QStringLiteral("1440857781"), QStringLiteral("Kind of Blue"), QStringLiteral("Miles Davis"), QStringLiteral("album")};
+    const QList<SonosFavorite> favorites{
+        {QStringLiteral("7"), QStringLiteral("Kind of Blue"), std::nullopt, SonosService{std::nullopt, QStringLiteral("Spotify")}},
+        {QStringLiteral("9"), QStringLiteral("Kind Of Blue"), std::nullopt, SonosService{std::nullopt, QStringLiteral("Apple Music")}},
+        {QStringLiteral("12"), QStringLiteral("Jazz mix"), std::nullopt, SonosService{std::nullopt, QStringLiteral("Apple Music")}}};
+
+    bridge.link(album, QStringLiteral("12")); // no household yet: nothing kept
+    EXPECT_EQ(defaults.writes(), 0);
+    bridge.selectHousehold(QStringLiteral("H1"));
+    EXPECT_EQ(bridge.scope(), QStringLiteral("H1"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("9")); // the Apple Music one by title
+    bridge.link(album, QStringLiteral("12"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("12"));
+    EXPECT_TRUE(defaults.value(QStringLiteral("sonos.appleMusicReferences.H1")).isValid());
+
+    bridge.selectHousehold(QStringLiteral("H2"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("9"));
+    bridge.selectHousehold(QStringLiteral("H1"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("12"));
+    bridge.clear();
+    EXPECT_FALSE(bridge.scope().has_value());
+    EXPECT_FALSE(bridge.favorite({QStringLiteral("x"), QStringLiteral("Unknown"), {}, QStringLiteral("song")}, favorites).has_value());
+}
+
+namespace {
+class History final : public PlayHistory {
+public:
+    QStringList played;
+    void recordPlayed(const SonosFavorite &f) override { played << f.id; }
+    bool isStation(const SonosFavorite &f) const override { return f.name.contains(QStringLiteral("Radio")); }
+};
+
+struct Music : SessionTest {
+    History history;
+    QList<SonosFavorite> favorites;
+    void SetUp() override
+    {
+        make({}, [this](HouseSession::Services &services) { services.history = &history; });
+        test::await(session->bootstrap());
+        test::await(session->library()->refreshLibrary());
+        favorites = session->library()->favorites();
+        cloud.requests.clear();
+    }
+    QList<QJsonObject> loads() const
+    {
+        QList<QJsonObject> out;
+        for (const QString &body : posts(QStringLiteral("/favorites")))
+            out << QJsonDocument::fromJson(body.toUtf8()).object();
+        return out;
+    }
+};
+} // namespace
+
+TEST_F(Music, OneFavoriteReplacesWaitsAndRecords)
+{
+    ASSERT_EQ(favorites.size(), 5);
+    auto play = session->library()->playFavorite(favorites[1]);
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("7")});
+    const int reads = cloudReads();
+    clock.advance(699ms);
+    EXPECT_EQ(cloudReads(), reads);
+    clock.advance(1ms);
+    EXPECT_EQ(cloudReads(), reads + 1);
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Morning Coffee"));
+    EXPECT_EQ(loads().first().value(QStringLiteral("action")).toString(), QStringLiteral("REPLACE"));
+
+    // Gone since the list was read: nothing is recorded.
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 410, {}});
+    test::await(session->library()->playFavorite(favorites[0]));
+    EXPECT_EQ(session->noteText(),
+              QStringLiteral("Could not play this favorite. This room or saved item is no longer available. Refresh Sonos and select it again."));
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("7")});
+
+    cloud.requests.clear();
+    session->loadDemo();
+    test::await(session->library()->playFavorite(favorites[0]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Connect to Sonos and refresh Browse to play this favorite."));
+    EXPECT_TRUE(cloud.requests.empty());
+}
+
+TEST_F(Music, SeveralFavoritesWithALaterFailure)
+{
+    cloud.addFault({.method = "POST", .path = QRegularExpression(QStringLiteral("/favorites$")), .status = 404, .after = 1});
+    test::await(session->library()->playFavorites({favorites[0], favorites[1], favorites[4]}, true));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Started 1 of 3 favorites. The remaining music could not be added."));
+    const auto sent = loads();
+    ASSERT_EQ(sent.size(), 2);
+    EXPECT_TRUE(sent[0].value(QStringLiteral("playOnCompletion")).toBool());
+    EXPECT_EQ(sent[1].value(QStringLiteral("action")).toString(), QStringLiteral("APPEND"));
+    EXPECT_FALSE(sent[1].value(QStringLiteral("playOnCompletion")).toBool());
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("3")});
+    EXPECT_FALSE(cloud.groups.front().shuffle); // ordered
+
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 403, {}});
+    test::await(session->library()->playFavorites({favorites[0], favorites[4]}, false));
+    EXPECT_TRUE(session->noteText().startsWith(QStringLiteral("Could not play selected music. Sonos denied this command.")));
+}
+
+TEST_F(Music, StationsPlayButAreNeverQueued)
+{
+    test::await(session->library()->queueFavorite(favorites[2]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Stations play directly; they can’t be added to the queue."));
+    EXPECT_TRUE(loads().isEmpty());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 500, {}});
+    test::await(session->library()->queueFavorite(favorites[1]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("This favorite could not be added to the queue."));
+    auto play = session->library()->playFavorite(favorites[2]);
+    EXPECT_EQ(loads().size(), 2);
+}
+
+TEST_F(Music, APlaylistThatReplacesStopsTheQueueFirst)
+{
+    const auto playlists = session->library()->sonosPlaylists();
+    ASSERT_EQ(playlists.size(), 2);
+    transport.hold = true;
+    auto replace = session->library()->playPlaylist(playlists[1], QStringLiteral("REPLACE"));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Stopping queue…"));
+    releaseAll();
+    EXPECT_TRUE(session->noteText().isEmpty());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/playlists$")), 410, {}});
+    test::await(session->library()->playPlaylist(playlists[1], QStringLiteral("REPLACE")));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play this playlist. This room or saved item is no longer available. Refresh Sonos and select it again."));
 }
