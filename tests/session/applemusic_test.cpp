@@ -134,10 +134,7 @@ TEST_F(AppleMusic, ThroughASonosFavoriteWhenOnePlaysTheItem)
 {
     const SonosFavorite favorite = session->library()->favorites().at(1);
     links.link(song, favorite.id);
-    auto play = session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace);
-    test::drain();
-    clock.advance(std::chrono::milliseconds(700)); // the favorite's settling wait
-    test::await(std::move(play));
+    run(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace)); // past the favorite's settling wait
     EXPECT_EQ(favoriteLoads(), 1);
     test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
     EXPECT_EQ(favoriteLoads(), 2);
@@ -145,10 +142,7 @@ TEST_F(AppleMusic, ThroughASonosFavoriteWhenOnePlaysTheItem)
 
     // A station plays only through its favorite.
     links.link(station, session->library()->favorites().at(0).id);
-    play = session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace);
-    test::drain();
-    clock.advance(std::chrono::milliseconds(700));
-    test::await(std::move(play));
+    run(session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace));
     EXPECT_EQ(favoriteLoads(), 3);
     EXPECT_TRUE(queue.runs.empty());
 }

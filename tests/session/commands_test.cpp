@@ -132,19 +132,6 @@ TEST_F(Commands, PlayModesSendOnlyWhatChanged)
     EXPECT_TRUE(session->playback()->shuffle());
 }
 
-TEST_F(Commands, ClearingTheReadNoteLeavesOtherNotes)
-{
-    cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 500, {}});
-    test::await(session->playback()->refreshPlayback());
-    cloud.addFault({"POST", QRegularExpression(QStringLiteral("pause$")), 500, {}});
-    session->playback()->toggle();
-    test::drain();
-    const QString other = session->noteText();
-    EXPECT_TRUE(other.startsWith(QStringLiteral("Could not pause")));
-    session->playback()->clearPlaybackReadNote();
-    EXPECT_EQ(session->noteText(), other);
-}
-
 TEST_F(Commands, LocalOperationSendsToTheCoordinatorHost)
 {
     bootLocally();

@@ -146,6 +146,16 @@ TEST_F(SessionTest, ReadFailuresKeepWhatWasShownAndClearOnTheNextRead)
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room."));
     test::await(session->playback()->refreshPlayback());
     EXPECT_TRUE(session->noteText().isEmpty());
+    // A command's note outlives the clearing of the read's.
+    cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 500, {}});
+    test::await(session->playback()->refreshPlayback());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("pause$")), 500, {}});
+    session->playback()->toggle();
+    test::drain();
+    const QString other = session->noteText();
+    EXPECT_TRUE(other.startsWith(QStringLiteral("Could not pause")));
+    session->playback()->clearPlaybackReadNote();
+    EXPECT_EQ(session->noteText(), other);
 
     bootLocally();
     local.reachable = false;

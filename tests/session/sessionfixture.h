@@ -194,10 +194,13 @@ struct SessionTest : ::testing::Test {
     template <typename T>
     T run(QCoro::Task<T> task)
     {
-        std::optional<T> value;
+        std::optional<std::conditional_t<std::is_void_v<T>, bool, T>> value;
         bool done = false;
         auto body = [&]() -> QCoro::Task<void> {
-            value.emplace(co_await task);
+            if constexpr (std::is_void_v<T>)
+                co_await task;
+            else
+                value.emplace(co_await task);
             done = true;
         };
         auto runner = body();
@@ -207,7 +210,8 @@ struct SessionTest : ::testing::Test {
                 clock.advance(std::chrono::milliseconds(50));
         }
         EXPECT_TRUE(done) << "the task still sleeps after 30 virtual seconds";
-        return value.value_or(T{});
+        if constexpr (!std::is_void_v<T>)
+            return value.value_or(T{});
     }
     QString living() const { return cloud.groups.front().id; }
 };
