@@ -18,7 +18,7 @@ struct Browse : ::testing::Test {
 };
 } // namespace
 
-TEST_F(Browse, EveryQueryWordMustMatchNameDescriptionOrService)
+TEST_F(Browse, EveryQueryWordMustMatchAndBetterMatchesComeFirst)
 {
     EXPECT_EQ(visible({}).size(), favorites.size());
     EXPECT_EQ(visible(QStringLiteral("miles")), (QStringList{QStringLiteral("f8"), QStringLiteral("f6")}));
@@ -26,10 +26,7 @@ TEST_F(Browse, EveryQueryWordMustMatchNameDescriptionOrService)
     EXPECT_EQ(visible(QStringLiteral("blue spotify")), QStringList());
     EXPECT_EQ(visible(QStringLiteral("concerto spotify")), QStringList{QStringLiteral("f9")});
     EXPECT_EQ(visible(QStringLiteral("podcasts")), QStringList{QStringLiteral("f5")});
-}
 
-TEST_F(Browse, BetterMatchesComeFirstThenTheSpeakersOrder)
-{
     favorites = {favorite(QStringLiteral("a"), QStringLiteral("Jazz Classics"), QStringLiteral("Playlist")),
                  favorite(QStringLiteral("b"), QStringLiteral("Late Night"), QStringLiteral("Jazz playlist")),
                  favorite(QStringLiteral("c"), QStringLiteral("Smooth Jazzy Evenings")),
@@ -66,7 +63,7 @@ TEST_F(Browse, ServiceAndClassicalFilters)
     EXPECT_EQ(visible({}).size(), favorites.size());
 }
 
-TEST(FavoriteMatch, StationsAreWholeWordsBetweenBlanks)
+TEST(FavoriteMatch, StationsSectionsAndServices)
 {
     auto station = [](const char *name, const char *detail) {
         return FavoriteMatch::isStation(favorite(QStringLiteral("x"), QString::fromUtf8(name), QString::fromUtf8(detail)));
@@ -83,10 +80,7 @@ TEST(FavoriteMatch, StationsAreWholeWordsBetweenBlanks)
     MemoryStore defaults;
     SonosBrowseModel model(defaults);
     EXPECT_TRUE(model.isStation(favorite(QStringLiteral("x"), QStringLiteral("Radio Paradise"))));
-}
 
-TEST(FavoriteMatch, SectionsAndServices)
-{
     const QList<SonosFavorite> list = {
         favorite(QStringLiteral("1"), QStringLiteral("Daily Mix 1"), QStringLiteral("Playlist"), QStringLiteral("Spotify")),
         favorite(QStringLiteral("2"), QStringLiteral("Discover Weekly"), QStringLiteral("Playlist"), QStringLiteral("Spotify")),
@@ -104,7 +98,7 @@ TEST(FavoriteMatch, SectionsAndServices)
     EXPECT_EQ(FavoriteMatch::services(list), (QStringList{QStringLiteral("Spotify"), QStringLiteral("Apple Music"), QStringLiteral("Pandora")}));
 }
 
-TEST(TextMatch, WordsSplitOnPunctuationButKeepInnerApostrophes)
+TEST(TextMatch, WordsAndWhatAQueryWordMatches)
 {
     EXPECT_EQ(TextMatch::words(QStringLiteral("Beethoven: Symphony No. 5, Op. 67")),
               (QStringList{QStringLiteral("beethoven"), QStringLiteral("symphony"), QStringLiteral("no"), QStringLiteral("5"),
@@ -113,10 +107,7 @@ TEST(TextMatch, WordsSplitOnPunctuationButKeepInnerApostrophes)
               (QStringList{QStringLiteral("dont"), QStringLiteral("stop"), QStringLiteral("me"), QStringLiteral("now")}));
     EXPECT_EQ(TextMatch::normalized(QString::fromUtf8("  Radio   Swiss—Classic ")), QStringLiteral("radio swiss classic"));
     EXPECT_TRUE(TextMatch::words(QStringLiteral(" - · ")).isEmpty());
-}
 
-TEST(TextMatch, QueryWordsMatchWordStartsAndInsideUnspacedScripts)
-{
     EXPECT_TRUE(TextMatch::wordMatches(QStringLiteral("beet"), QStringLiteral("beethoven")));
     EXPECT_FALSE(TextMatch::wordMatches(QStringLiteral("hoven"), QStringLiteral("beethoven")));
     // Chinese has no blanks between words: a name inside a longer run matches.
@@ -187,7 +178,7 @@ TEST(ClassicalPiece, ParsesACatalogueOfRealisticTitles)
     }
 }
 
-TEST(ClassicalPiece, PopMusicIsNotClassical)
+TEST(ClassicalPiece, PopMusicIsNotClassicalAndComposersAreListedOnce)
 {
     for (const char *title : {"Coldplay - Yellow", "Daft Punk: Random Access Memories", "Symphony of Destruction", "Bohemian Rhapsody",
                               "Morning Coffee", "Rock Opera Classics - Live", "Taylor Swift - Red (Taylor's Version)", "Chill Mix"}) {
@@ -198,10 +189,7 @@ TEST(ClassicalPiece, PopMusicIsNotClassical)
     const auto station = ClassicalPiece::parse(QStringLiteral("Classic FM"), QStringLiteral("Classical radio"));
     ASSERT_TRUE(station.has_value());
     EXPECT_TRUE(station->composer.isEmpty());
-}
 
-TEST(ClassicalPiece, ComposersAreListedOnceAlphabetically)
-{
     QList<SonosFavorite> favorites;
     for (const char *title : {"Mozart: Requiem", "Beethoven: Symphony No. 7", "MOZART - Piano Concerto No. 21", "Dvorak: Symphony No. 8",
                               "Coldplay - Yellow", "Bach: Goldberg Variations, BWV 988", "Dvořák: Cello Concerto"})
@@ -211,3 +199,4 @@ TEST(ClassicalPiece, ComposersAreListedOnceAlphabetically)
     EXPECT_TRUE(ClassicalPiece::sameComposer(QStringLiteral("DVORAK"), QString::fromUtf8("Dvořák")));
     EXPECT_FALSE(ClassicalPiece::sameComposer(QString(), QString()));
 }
+

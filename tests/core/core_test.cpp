@@ -202,17 +202,14 @@ TEST(VirtualClock, WakesSleepersInDeadlineOrderAtTheirOwnTimeOrOnCancel)
     EXPECT_EQ(clock.sleepers(), 0);
 }
 
-TEST(SystemClock, SleepsAndCancels)
+TEST(Cancel, TheSystemClockSleepsAndCancelsAndCallbacksRunOnce)
 {
     test::await(Clock::system().sleep(30ms));
     // A minute's sleep that did not end on cancel would outlast the wait.
     CancelToken cancel;
     QTimer::singleShot(10, [&] { cancel.cancel(); });
     test::await(Clock::system().sleep(60s, cancel));
-}
 
-TEST(CancelToken, CallbacksRunOnceAndCanBeRemoved)
-{
     CancelToken token;
     int runs = 0;
     const int removed = token.onCancel([&] { runs += 100; });
@@ -227,3 +224,4 @@ TEST(CancelToken, CallbacksRunOnceAndCanBeRemoved)
     token.onCancel([&] { ++runs; }); // already cancelled: runs at once
     EXPECT_EQ(runs, 2);
 }
+

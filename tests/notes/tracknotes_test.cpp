@@ -68,6 +68,12 @@ struct Fixture : ::testing::Test {
     {
         return int(std::count_if(transport.requests.begin(), transport.requests.end(), [port](const HttpRequest &r) { return r.url.port() == port; }));
     }
+    // The address of the last request to `path`; empty when none went there.
+    QUrl lastTo(const QString &path) const
+    {
+        const auto r = std::find_if(transport.requests.rbegin(), transport.requests.rend(), [&](const HttpRequest &r) { return r.url.path() == path; });
+        return r == transport.requests.rend() ? QUrl() : r->url;
+    }
     void load(const QString &title, const QString &artist, const QUrl &artwork = {}, qint64 millis = 0)
     {
         await(notes.load(title, artist, artwork, millis));
@@ -194,7 +200,7 @@ TEST_F(Fixture, IdentityAndCache)
     EXPECT_NE(notes.requestID(), first);
     EXPECT_EQ(requestsTo(lrclib), 1);
     EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
-    EXPECT_TRUE(std::any_of(transport.requests.begin(), transport.requests.end(), [&](const HttpRequest &r) { return r.url == other; }));
+    EXPECT_EQ(lastTo(other.path()), other);
 
     // Another duration is another track and another key.
     load(u"Salt & Pepper"_s, u"The Condiments"_s, other, 246000);
@@ -250,21 +256,13 @@ TEST_F(Fixture, CatalogMatchAndArtwork)
     EXPECT_EQ(notes.album(), u"晚风里的城市"_s); // in the script of the title
     EXPECT_EQ(notes.cover(), QUrl(u"http://127.0.0.1:7105/a/100x100bb.png"_s));
     EXPECT_EQ(notes.picture(), "PNGBYTES");
-    const auto search = std::find_if(transport.requests.begin(), transport.requests.end(),
-                                     [](const HttpRequest &r) { return r.url.path() == u"/search"_s; });
-    ASSERT_NE(search, transport.requests.end());
-    EXPECT_EQ(QUrlQuery(search->url).queryItemValue(u"term"_s, QUrl::FullyDecoded), u"夜车 林晓风"_s);
-    const auto lookup = std::find_if(transport.requests.begin(), transport.requests.end(),
-                                     [](const HttpRequest &r) { return r.url.path() == u"/lookup"_s; });
-    ASSERT_NE(lookup, transport.requests.end());
-    EXPECT_EQ(lookup->url.query(), u"id=1700112236&country=cn&lang=zh_CN"_s);
+    EXPECT_EQ(QUrlQuery(lastTo(u"/search"_s)).queryItemValue(u"term"_s, QUrl::FullyDecoded), u"夜车 林晓风"_s);
+    EXPECT_EQ(lastTo(u"/lookup"_s).query(), u"id=1700112236&country=cn&lang=zh_CN"_s);
 
     // A Traditional title whose lookup comes back Simplified keeps the search's names.
     load(u"夜車"_s, u"林曉風"_s, {}, 276000);
     EXPECT_EQ(notes.album(), u"晚風裡的城市"_s);
-    const auto lastLookup = std::find_if(transport.requests.rbegin(), transport.requests.rend(),
-                                         [](const HttpRequest &r) { return r.url.path() == u"/lookup"_s; });
-    EXPECT_EQ(lastLookup->url.query(), u"id=1700112236&country=tw&lang=zh_TW"_s);
+    EXPECT_EQ(lastTo(u"/lookup"_s).query(), u"id=1700112236&country=tw&lang=zh_TW"_s);
 
     // A failing catalog and picture leave the media empty and the lyrics alone.
     services[itunes] = [](const HttpRequest &) { return Answer{reply(500, "oops")}; };
@@ -371,7 +369,6 @@ TEST(TrackLinesModel, MirrorsTheLines)
     EXPECT_EQ(model.data(first, TrackLinesModel::TextRole).toString(), u"Pour it slow"_s);
     EXPECT_EQ(model.data(first, TrackLinesModel::TimeRole).toLongLong(), 1000);
     EXPECT_TRUE(model.data(first, TrackLinesModel::TimedRole).toBool());
-    EXPECT_FALSE(model.index(5).isValid());
 
     await(notes.load(QString(), QString(), {}, 0));
     EXPECT_EQ(model.rowCount(), 0);

@@ -57,8 +57,9 @@ TEST_F(Commands, AnOlderReadThatAnswersLastChangesNothing)
     }
 }
 
-TEST_F(Commands, PreviousRestartsAfterThreeSeconds)
+TEST_F(Commands, PreviousRestartsAfterThreeSecondsAndSeekRoundsAndClamps)
 {
+    const auto track = cloud.groups.front().track;
     cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED");
     cloud.groups.front().position = 3001;
     test::await(session->playback()->refreshPlayback());
@@ -73,6 +74,22 @@ TEST_F(Commands, PreviousRestartsAfterThreeSeconds)
     session->playback()->skip(false);
     test::drain();
     EXPECT_EQ(posts().last(), QStringLiteral("playback/skipToPreviousTrack {}"));
+
+    cloud.groups.front().track = track; // back to the first song, paused so the fake's position holds
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->seek(0.5);
+    test::drain();
+    EXPECT_EQ(posts().last(), QStringLiteral("playback/seek {\"positionMillis\":150000}"));
+    session->playback()->seek(1.5);
+    EXPECT_EQ(session->playback()->positionMillis(), 300000);
+    session->playback()->seek(-0.2);
+    EXPECT_EQ(session->playback()->positionMillis(), 0);
+    session->playback()->seek(1.0 / 600000.0); // 0.5 ms rounds away from zero
+    EXPECT_EQ(session->playback()->positionMillis(), 1);
+    cloud.catalogue[0].durationMillis = 0;
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->seek(0.7);
+    EXPECT_EQ(session->playback()->positionMillis(), 0);
 }
 
 TEST_F(Commands, UnavailableSkipsSayWhy)
@@ -89,25 +106,6 @@ TEST_F(Commands, UnavailableSkipsSayWhy)
     make();
     session->playback()->toggle();
     EXPECT_EQ(session->noteText(), QStringLiteral("Choose a room."));
-}
-
-TEST_F(Commands, SeekRoundsAndClamps)
-{
-    cloud.groups.front().state = QStringLiteral("PLAYBACK_STATE_PAUSED"); // the fake's position must not move on its own
-    test::await(session->playback()->refreshPlayback());
-    session->playback()->seek(0.5);
-    test::drain();
-    EXPECT_EQ(posts().last(), QStringLiteral("playback/seek {\"positionMillis\":150000}"));
-    session->playback()->seek(1.5);
-    EXPECT_EQ(session->playback()->positionMillis(), 300000);
-    session->playback()->seek(-0.2);
-    EXPECT_EQ(session->playback()->positionMillis(), 0);
-    session->playback()->seek(1.0 / 600000.0); // 0.5 ms rounds away from zero
-    EXPECT_EQ(session->playback()->positionMillis(), 1);
-    cloud.catalogue[0].durationMillis = 0;
-    test::await(session->playback()->refreshPlayback());
-    session->playback()->seek(0.7);
-    EXPECT_EQ(session->playback()->positionMillis(), 0);
 }
 
 TEST_F(Commands, PlayModesSendOnlyWhatChanged)
@@ -245,7 +243,7 @@ TEST_F(Sound, GroupVolumeRoundsAndIsHeldWhileRoomsChange)
     EXPECT_TRUE(session->noteText().endsWith(QStringLiteral(". Try again.")));
 }
 
-TEST_F(Sound, MuteFlipsAtOnceAndFailsBack)
+TEST_F(Sound, MuteFlipsAtOnceAndConversationGivesEachRoomItsOwnVolumeBack)
 {
     EXPECT_EQ(session->sound()->conversationHelp(), QStringLiteral("Click for Conversation. Hold to mute."));
     cloud.addFault({"POST", QRegularExpression(QStringLiteral("mute$")), 500, {}});
@@ -263,6 +261,32 @@ TEST_F(Sound, MuteFlipsAtOnceAndFailsBack)
     EXPECT_TRUE(session->sound()->muted());
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not unmute Living Room + 1. Try again."));
     EXPECT_EQ(session->sound()->conversationHelp(), QStringLiteral("Hold to unmute. Click for Conversation."));
+
+    // The living room's group: the living room at 30, the kitchen at 50.
+    auto &living = cloud.players[0], &kitchen = cloud.players[1];
+    living.volume = 30;
+    kitchen.volume = 50;
+    test::await(session->sound()->toggleConversation());
+    EXPECT_TRUE(session->sound()->conversationOn());
+    EXPECT_EQ(living.volume, 12);
+    EXPECT_EQ(kitchen.volume, 12);
+
+    // Turned from another controller meanwhile: the kitchen keeps its 20; the
+    // living room, one step off, gets its own 30 back.
+    kitchen.volume = 20;
+    living.volume = 13;
+    test::await(session->sound()->toggleConversation());
+    EXPECT_FALSE(session->sound()->conversationOn());
+    EXPECT_EQ(living.volume, 30);
+    EXPECT_EQ(kitchen.volume, 20);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Keeping your new volume."));
+
+    // A room already quiet keeps its level; a refused send says so.
+    living.volume = 8;
+    cloud.addFault({"POST", QRegularExpression(kitchen.id + QStringLiteral("/playerVolume$")), 500, {}});
+    test::await(session->sound()->toggleConversation());
+    EXPECT_EQ(living.volume, 8);
+    EXPECT_EQ(session->noteText(), QStringLiteral("Room volume could not change. Try again."));
 }
 
 TEST_F(Sound, BassIsFoundLocallyEvenInTheCloudAndDebounced)
@@ -302,35 +326,6 @@ TEST_F(Sound, BassIsFoundLocallyEvenInTheCloudAndDebounced)
     local.bonjour.insert(cloud.players[0].id, QStringLiteral("127.0.0.21"));
     test::await(session->sound()->refreshBassControl());
     EXPECT_TRUE(session->sound()->canAdjustBass());
-}
-
-TEST_F(Sound, ConversationLowersEachRoomAndGivesItsOwnVolumeBack)
-{
-    // The living room's group: the living room at 30, the kitchen at 50.
-    auto &living = cloud.players[0], &kitchen = cloud.players[1];
-    living.volume = 30;
-    kitchen.volume = 50;
-    test::await(session->sound()->toggleConversation());
-    EXPECT_TRUE(session->sound()->conversationOn());
-    EXPECT_EQ(living.volume, 12);
-    EXPECT_EQ(kitchen.volume, 12);
-
-    // Turned from another controller meanwhile: the kitchen keeps its 20; the
-    // living room, one step off, gets its own 30 back.
-    kitchen.volume = 20;
-    living.volume = 13;
-    test::await(session->sound()->toggleConversation());
-    EXPECT_FALSE(session->sound()->conversationOn());
-    EXPECT_EQ(living.volume, 30);
-    EXPECT_EQ(kitchen.volume, 20);
-    EXPECT_EQ(session->noteText(), QStringLiteral("Keeping your new volume."));
-
-    // A room already quiet keeps its level; a refused send says so.
-    living.volume = 8;
-    cloud.addFault({"POST", QRegularExpression(kitchen.id + QStringLiteral("/playerVolume$")), 500, {}});
-    test::await(session->sound()->toggleConversation());
-    EXPECT_EQ(living.volume, 8);
-    EXPECT_EQ(session->noteText(), QStringLiteral("Room volume could not change. Try again."));
 }
 
 TEST_F(SessionTest, LocalGroupVolumeAndConversationReachEveryRoom)

@@ -163,22 +163,7 @@ TEST_F(SessionTest, ReadFailuresKeepWhatWasShownAndClearOnTheNextRead)
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not reach this room. Check that your speakers are on the same Wi-Fi network."));
 }
 
-TEST_F(SessionTest, SignOutForgetsEverything)
-{
-    test::await(session->bootstrap());
-    session->setPollingEnabled(true);
-    session->signOut();
-    EXPECT_EQ(session->phase(), Phase::signedOut);
-    EXPECT_TRUE(session->groups().isEmpty());
-    EXPECT_FALSE(session->activeGroupID().has_value());
-    EXPECT_TRUE(session->playback()->title().isEmpty());
-    EXPECT_EQ(signIn.signOuts, 1);
-    const int before = cloudReads();
-    ticks(40);
-    EXPECT_EQ(cloudReads(), before);
-}
-
-TEST_F(SessionTest, ConnectFromLocalOperationSwitchesToTheCloud)
+TEST_F(SessionTest, ConnectFromLocalOperationThenSignOutForgetsEverything)
 {
     signIn.stored = false;
     test::await(session->bootstrap());
@@ -192,6 +177,18 @@ TEST_F(SessionTest, ConnectFromLocalOperationSwitchesToTheCloud)
     test::await(session->connect());
     EXPECT_EQ(session->phase(), Phase::ready);
     EXPECT_TRUE(session->noteText().isEmpty());
+
+    // Signing out forgets everything and reads nothing more.
+    session->setPollingEnabled(true);
+    session->signOut();
+    EXPECT_EQ(session->phase(), Phase::signedOut);
+    EXPECT_TRUE(session->groups().isEmpty());
+    EXPECT_FALSE(session->activeGroupID().has_value());
+    EXPECT_TRUE(session->playback()->title().isEmpty());
+    EXPECT_EQ(signIn.signOuts, 1);
+    const int before = cloudReads();
+    ticks(40);
+    EXPECT_EQ(cloudReads(), before);
 }
 
 TEST_F(SessionTest, DemoAdvancesByTheTickAndSkipsAtTheEnd)
