@@ -68,10 +68,11 @@ struct Fixture : ::testing::Test {
     {
         return int(std::count_if(transport.requests.begin(), transport.requests.end(), [port](const HttpRequest &r) { return r.url.port() == port; }));
     }
-    // The address of the last request to `path`; empty when none went there.
-    QUrl lastTo(const QString &path) const
+    // The address of the last request to `path` of a service; empty when none went there.
+    QUrl lastTo(const QString &path, int port = itunes) const
     {
-        const auto r = std::find_if(transport.requests.rbegin(), transport.requests.rend(), [&](const HttpRequest &r) { return r.url.path() == path; });
+        const auto r = std::find_if(transport.requests.rbegin(), transport.requests.rend(),
+                                    [&](const HttpRequest &r) { return r.url.port() == port && r.url.path() == path; });
         return r == transport.requests.rend() ? QUrl() : r->url;
     }
     void load(const QString &title, const QString &artist, const QUrl &artwork = {}, qint64 millis = 0)
@@ -200,7 +201,7 @@ TEST_F(Fixture, IdentityAndCache)
     EXPECT_NE(notes.requestID(), first);
     EXPECT_EQ(requestsTo(lrclib), 1);
     EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
-    EXPECT_EQ(lastTo(other.path()), other);
+    EXPECT_EQ(lastTo(other.path(), art), other);
 
     // Another duration is another track and another key.
     load(u"Salt & Pepper"_s, u"The Condiments"_s, other, 246000);
