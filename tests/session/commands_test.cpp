@@ -92,7 +92,7 @@ TEST_F(Commands, PreviousRestartsAfterThreeSecondsAndSeekRoundsAndClamps)
     EXPECT_EQ(session->playback()->positionMillis(), 0);
 }
 
-TEST_F(Commands, UnavailableSkipsSayWhy)
+TEST_F(Commands, UnavailableSkipsNoRoomAndLocalCommandsSayWhy)
 {
     // A source that refuses both directions, read from a scripted reply.
     cloud.addFault({"GET", QRegularExpression(QStringLiteral("playback$")), 200,
@@ -106,6 +106,17 @@ TEST_F(Commands, UnavailableSkipsSayWhy)
     make();
     session->playback()->toggle();
     EXPECT_EQ(session->noteText(), QStringLiteral("Choose a room."));
+
+    // Without the cloud, commands go to the coordinator's host.
+    bootLocally();
+    test::await(session->playback()->refreshPlayback());
+    session->playback()->toggle();
+    test::drain();
+    EXPECT_EQ(local.commands, QStringList{QStringLiteral("Pause@127.0.0.11")});
+    local.reachable = false;
+    session->playback()->toggle();
+    test::drain();
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Kitchen. The speaker did not answer. Check that it is on the same Wi-Fi network."));
 }
 
 TEST_F(Commands, PlayModesSendOnlyWhatChanged)
@@ -128,19 +139,6 @@ TEST_F(Commands, PlayModesSendOnlyWhatChanged)
     transport.release();
     test::drain();
     EXPECT_TRUE(session->playback()->shuffle());
-}
-
-TEST_F(Commands, LocalOperationSendsToTheCoordinatorHost)
-{
-    bootLocally();
-    test::await(session->playback()->refreshPlayback());
-    session->playback()->toggle();
-    test::drain();
-    EXPECT_EQ(local.commands, QStringList{QStringLiteral("Pause@127.0.0.11")});
-    local.reachable = false;
-    session->playback()->toggle();
-    test::drain();
-    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Kitchen. The speaker did not answer. Check that it is on the same Wi-Fi network."));
 }
 
 TEST_F(Commands, FailedSendsNameTheActionAndTheRoom)
