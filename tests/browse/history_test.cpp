@@ -146,21 +146,6 @@ TEST_F(QuickPicks, SixAtMostAndUnpinningKeepsTheOrder)
     EXPECT_EQ(store.ids(), ids({"q"}));
 }
 
-TEST_F(QuickPicks, ItemsFollowPinOrderSkippingPodcastsAndMissingFavorites)
-{
-    const QList<SonosFavorite> favorites = householdFavorites();
-    store.selectHousehold(QStringLiteral("H1"));
-    for (const char *id : {"f6", "gone", "f5", "f1", "f3"})
-        store.toggle(QLatin1String(id));
-    EXPECT_EQ(idsOf(store.items(favorites)), ids({"f6", "f1", "f3"}));
-    // The deleted favorite and the podcast stay pinned.
-    EXPECT_EQ(storedFor(QStringLiteral("H1")).toStringList(), ids({"f6", "gone", "f5", "f1", "f3"}));
-    // A favorite with no service is kept.
-    QList<SonosFavorite> bare = {favorite(QStringLiteral("gone"), QStringLiteral("Back again"))};
-    EXPECT_EQ(idsOf(store.items(bare)), ids({"gone"}));
-    EXPECT_TRUE(store.items({}).isEmpty());
-}
-
 TEST_F(QuickPicks, EachHouseholdItsPinsAndWhatTheSettingsFileKeeps)
 {
     store.selectHousehold(QStringLiteral("H1"));
@@ -206,4 +191,17 @@ TEST_F(QuickPicks, EachHouseholdItsPinsAndWhatTheSettingsFileKeeps)
     SonosBrowseModel second(reopened);
     second.selectHousehold(householdA);
     EXPECT_EQ(second.recentFavorites(), (QList<SonosFavorite>{full, numbered(2)}));
+
+    // Items follow the pins, skipping podcasts and favorites deleted since.
+    const QList<SonosFavorite> favorites = householdFavorites();
+    store.selectHousehold(QStringLiteral("H4"));
+    for (const char *id : {"f6", "gone", "f5", "f1", "f3"})
+        store.toggle(QLatin1String(id));
+    EXPECT_EQ(idsOf(store.items(favorites)), ids({"f6", "f1", "f3"}));
+    // The deleted favorite and the podcast stay pinned.
+    EXPECT_EQ(storedFor(QStringLiteral("H4")).toStringList(), ids({"f6", "gone", "f5", "f1", "f3"}));
+    // A favorite with no service is kept.
+    QList<SonosFavorite> bare = {favorite(QStringLiteral("gone"), QStringLiteral("Back again"))};
+    EXPECT_EQ(idsOf(store.items(bare)), ids({"gone"}));
+    EXPECT_TRUE(store.items({}).isEmpty());
 }

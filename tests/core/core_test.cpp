@@ -41,7 +41,7 @@ struct Transport : ::testing::Test {
 };
 } // namespace
 
-TEST_F(Transport, SendsMethodHeadersAndBodyAndReturnsStatusAndHeaders)
+TEST_F(Transport, SendsAndReturnsOrFailsCleanly)
 {
     next = fake::Response::json("{\"late\":1}", 429).header("Retry-After", "120");
     HttpRequest request = this->request(QStringLiteral("/control/api/v1/groups/G%3A1/playback/play"));
@@ -56,12 +56,10 @@ TEST_F(Transport, SendsMethodHeadersAndBodyAndReturnsStatusAndHeaders)
     ASSERT_EQ(seen.size(), 1u);
     EXPECT_EQ(seen[0].method + ' ' + seen[0].target + ' ' + seen[0].header("Authorization") + ' ' + seen[0].body,
               "POST /control/api/v1/groups/G%3A1/playback/play Bearer abc {}");
-}
 
-TEST_F(Transport, TimeOutRefusedConnectionAndBadAddressFailCleanly)
-{
+    // A time-out, a refused connection and a bad address fail cleanly.
     next.noAnswer = true;
-    HttpRequest request = this->request(QStringLiteral("/slow"));
+    request = this->request(QStringLiteral("/slow"));
     request.timeout = 150ms;
     EXPECT_EQ(test::failureSentence(transport.send(request)), QStringLiteral("The request timed out."));
     request.url = QUrl(QStringLiteral("http://127.0.0.1:1/"));

@@ -55,6 +55,25 @@ TEST_F(Commands, AnOlderReadThatAnswersLastChangesNothing)
         test::drain();
         EXPECT_EQ(c.shown(), newer) << c.held;
     }
+
+    session->playback()->toggleShuffle();
+    EXPECT_TRUE(session->playback()->shuffle());
+    test::drain();
+    session->playback()->toggleRepeat();
+    test::drain();
+    EXPECT_EQ(posts(), (QStringList{QStringLiteral("playback/playMode {\"playModes\":{\"shuffle\":true}}"),
+                                    QStringLiteral("playback/playMode {\"playModes\":{\"repeat\":true,\"repeatOne\":false}}")}));
+    EXPECT_TRUE(cloud.groups.front().shuffle && cloud.groups.front().repeat);
+
+    // A refused write is undone by the re-read.
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playMode$")), 500, {}});
+    transport.hold = true;
+    session->playback()->toggleShuffle();
+    EXPECT_FALSE(session->playback()->shuffle());
+    transport.hold = false;
+    transport.release();
+    test::drain();
+    EXPECT_TRUE(session->playback()->shuffle());
 }
 
 TEST_F(Commands, PreviousRestartsAfterThreeSecondsAndSeekRoundsAndClamps)
@@ -117,28 +136,6 @@ TEST_F(Commands, UnavailableSkipsNoRoomAndLocalCommandsSayWhy)
     session->playback()->toggle();
     test::drain();
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play in Kitchen. The speaker did not answer. Check that it is on the same Wi-Fi network."));
-}
-
-TEST_F(Commands, PlayModesSendOnlyWhatChanged)
-{
-    session->playback()->toggleShuffle();
-    EXPECT_TRUE(session->playback()->shuffle());
-    test::drain();
-    session->playback()->toggleRepeat();
-    test::drain();
-    EXPECT_EQ(posts(), (QStringList{QStringLiteral("playback/playMode {\"playModes\":{\"shuffle\":true}}"),
-                                    QStringLiteral("playback/playMode {\"playModes\":{\"repeat\":true,\"repeatOne\":false}}")}));
-    EXPECT_TRUE(cloud.groups.front().shuffle && cloud.groups.front().repeat);
-
-    // A refused write is undone by the re-read.
-    cloud.addFault({"POST", QRegularExpression(QStringLiteral("playMode$")), 500, {}});
-    transport.hold = true;
-    session->playback()->toggleShuffle();
-    EXPECT_FALSE(session->playback()->shuffle());
-    transport.hold = false;
-    transport.release();
-    test::drain();
-    EXPECT_TRUE(session->playback()->shuffle());
 }
 
 TEST_F(Commands, FailedSendsNameTheActionAndTheRoom)
