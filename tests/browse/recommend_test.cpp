@@ -89,7 +89,7 @@ TEST_F(Recommending, TheModelArrangesTheMatchingFavorites)
     EXPECT_EQ(model.recommendedArtist(), std::nullopt);
 }
 
-TEST_F(Recommending, WithoutAModelTheFavoritesAreRankedWithTheHistory)
+TEST_F(Recommending, WithoutAModelOrWithAFailedAnswerTheFavoritesAreRankedWithTheHistory)
 {
     answer(false, {});
     model.selectHousehold(QStringLiteral("H"));
@@ -114,10 +114,8 @@ TEST_F(Recommending, WithoutAModelTheFavoritesAreRankedWithTheHistory)
                                           favorite(QStringLiteral("r3"), QStringLiteral("Tchaikovsky Radio"), QStringLiteral("Station"))};
     await(plain.recommend(QStringLiteral("recommend music by Tchaikovsky"), russian));
     EXPECT_EQ(idsOf(plain.recommendations()), (QStringList{QStringLiteral("r3"), QStringLiteral("r1")}));
-}
 
-TEST_F(Recommending, AFailedOrEmptyModelAnswerFallsBack)
-{
+    // A failed or empty answer of the model falls back the same way.
     for (const QByteArray &chat : {completion(mixOf({-1, 99, 99})), QByteArray("{\"choices\":[{\"message\":{\"content\":\"{\\\"title\\\"\"}}]}"),
                                    completion(mixOf({}))}) {
         answer(true, chat);

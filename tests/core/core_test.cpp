@@ -72,12 +72,10 @@ TEST_F(Transport, SendsAndReturnsOrFailsCleanly)
     CancelToken cancel;
     QTimer::singleShot(30, [&] { cancel.cancel(); });
     EXPECT_THROW(test::await(transport.send(request, cancel)), Cancelled);
-}
 
-TEST_F(Transport, OversizedRepliesAndCookiesWhenSwitchedOff)
-{
+    // An oversized reply is refused; cookies stay home when switched off.
     next = fake::Response::text(QByteArray(3 * 1024 * 1024, 'a'), "text/plain");
-    HttpRequest request = this->request(QStringLiteral("/big"));
+    request = this->request(QStringLiteral("/big"));
     request.maxBytes = 1024 * 1024;
     EXPECT_EQ(test::failureSentence(transport.send(request)), QStringLiteral("The server sent more data than expected."));
     request.maxBytes = 8 * 1024 * 1024;
@@ -90,13 +88,6 @@ TEST_F(Transport, OversizedRepliesAndCookiesWhenSwitchedOff)
     request.cookies = false;
     test::await(transport.send(request));
     EXPECT_TRUE(seen.back().header("Cookie").isEmpty());
-}
-
-TEST(Sentences, AnythingThatIsNoFailureHasTheGeneralSentence)
-{
-    // A fault of a library that knows no sentence still reads as one.
-    EXPECT_EQ(sentenceOf(std::runtime_error("bad_alloc somewhere")), QStringLiteral("The operation couldn’t be completed."));
-    EXPECT_EQ(sentenceOf(DecodeError(QStringLiteral("missing key"))), QStringLiteral("The data couldn’t be read because it isn’t in the correct format."));
 }
 
 // No code path may accept a certificate the system does not trust: a server
@@ -135,7 +126,7 @@ TEST(Tls, SelfSignedServerIsRefused)
     EXPECT_FALSE(requestRead);
 }
 
-TEST(ServiceAddresses, DefaultsAndOverridesFromTheSettingsFile)
+TEST(Core, ServiceAddressesFromTheSettingsFileAndTheGeneralSentence)
 {
     QTemporaryDir dir;
     const QString file = dir.filePath(QStringLiteral("velotte.conf"));
@@ -152,6 +143,10 @@ TEST(ServiceAddresses, DefaultsAndOverridesFromTheSettingsFile)
     EXPECT_EQ(a.kugou, d.kugou);
     EXPECT_EQ(a.netease, d.netease);
     EXPECT_EQ(a.speakers, (QStringList{QStringLiteral("127.0.0.11"), QStringLiteral("127.0.0.12")}));
+
+    // A fault of a library that knows no sentence still reads as one.
+    EXPECT_EQ(sentenceOf(std::runtime_error("bad_alloc somewhere")), QStringLiteral("The operation couldn’t be completed."));
+    EXPECT_EQ(sentenceOf(DecodeError(QStringLiteral("missing key"))), QStringLiteral("The data couldn’t be read because it isn’t in the correct format."));
 }
 
 namespace {

@@ -143,6 +143,13 @@ TEST_F(AppleMusic, QueuedDirectlyOnTheCoordinatorOrThroughAFavoriteThatPlaysIt)
     run(session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace));
     EXPECT_EQ(favoriteLoads(), 3);
     EXPECT_EQ(queue.runs.size(), 2u); // only the two direct plays above
+
+    // The kitchen follows the living room: its coordinator answers.
+    SessionNewsPort news(*session);
+    EXPECT_EQ(test::await(news.newsHost(u"RINCON_5CAAFD0BEEF201400"_s)), u"127.0.0.11"_s);
+    EXPECT_EQ(test::await(news.newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
+    EXPECT_EQ(news.newsHouseholdID(), session->householdID().value_or(QString()));
+    EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerFault);
 }
 
 TEST_F(AppleMusic, WhatCannotPlaySaysWhy)
@@ -177,7 +184,7 @@ TEST_F(AppleMusic, WhatCannotPlaySaysWhy)
     }
 }
 
-TEST_F(AppleMusic, ArtistQueueFillsInTheBackground)
+TEST_F(AppleMusic, ArtistQueueFillsInTheBackgroundStopsAndFails)
 {
     queue.holdAfter = 17;
     QStringList progress;
@@ -203,19 +210,16 @@ TEST_F(AppleMusic, ArtistQueueFillsInTheBackground)
     EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
     EXPECT_TRUE(session->appleMusic()->artistQueueProgress().isEmpty());
     EXPECT_EQ(session->appleMusic()->artistQueuedCount(), 40);
-}
 
-// Stopping after some songs is velottectl's test.
-TEST_F(AppleMusic, ArtistQueueStoppedOrFailed)
-{
     // Stopped by the user before anything was queued; then a run that a
-    // regroup ends says nothing at all.
+    // regroup ends says nothing at all. Stopping after some songs is velottectl's test.
+    queue.release = Wakeup();
     queue.holdAfter = 0;
     session->appleMusic()->playAppleMusicSongs(songs(5), true, AppleMusicAction::replace);
     test::drain();
     EXPECT_EQ(session->appleMusic()->artistQueueProgress(), u"Starting on Sonos…"_s);
     EXPECT_FALSE(session->appleMusic()->artistQueueStarted());
-    EXPECT_EQ(queue.runs[0].action, AppleMusicAction::replaceShuffled);
+    EXPECT_EQ(queue.runs.back().action, AppleMusicAction::replaceShuffled);
     session->appleMusic()->cancelArtistQueue();
     EXPECT_TRUE(queue.lastCancel.isCancelled());
     EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
@@ -272,16 +276,6 @@ TEST_F(AppleMusic, ArtistSongsFromTheCatalogAndThePreviewRoom)
     session->appleMusic()->playAppleMusicSongs(songs(4), false, AppleMusicAction::replace);
     EXPECT_EQ(session->playback()->title(), u"Track 1"_s);
     EXPECT_EQ(queue.runs.size(), 1u); // only the catalog run above
-}
-
-TEST_F(AppleMusic, NewsHostIsTheCoordinatorsHost)
-{
-    // The kitchen follows the living room: its coordinator answers.
-    SessionNewsPort news(*session);
-    EXPECT_EQ(test::await(news.newsHost(u"RINCON_5CAAFD0BEEF201400"_s)), u"127.0.0.11"_s);
-    EXPECT_EQ(test::await(news.newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
-    EXPECT_EQ(news.newsHouseholdID(), session->householdID().value_or(QString()));
-    EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerFault);
 }
 
 TEST(AppleMusicBridge, LinksFollowTheHousehold)
@@ -368,7 +362,7 @@ TEST_F(Music, OneFavoriteReplacesWaitsAndRecords)
     EXPECT_TRUE(cloud.requests.empty());
 }
 
-TEST_F(Music, SeveralFavoritesAndStationsThatAreNeverQueued)
+TEST_F(Music, SeveralFavoritesStationsAndPlaylists)
 {
     cloud.addFault({.method = "POST", .path = QRegularExpression(QStringLiteral("/favorites$")), .status = 404, .after = 1});
     test::await(session->library()->playFavorites({favorites[0], favorites[1], favorites[4]}, true));
@@ -394,10 +388,8 @@ TEST_F(Music, SeveralFavoritesAndStationsThatAreNeverQueued)
     EXPECT_EQ(session->noteText(), QStringLiteral("This favorite could not be added to the queue."));
     auto play = session->library()->playFavorite(favorites[2]);
     EXPECT_EQ(loads().size(), 2);
-}
 
-TEST_F(Music, APlaylistThatReplacesStopsTheQueueFirst)
-{
+    // A playlist that replaces stops the queue first.
     const auto playlists = session->library()->sonosPlaylists();
     ASSERT_EQ(playlists.size(), 2);
     transport.hold = true;
@@ -409,3 +401,4 @@ TEST_F(Music, APlaylistThatReplacesStopsTheQueueFirst)
     test::await(session->library()->playPlaylist(playlists[1], QStringLiteral("REPLACE")));
     EXPECT_EQ(session->noteText(), QStringLiteral("Could not play this playlist. This room or saved item is no longer available. Refresh Sonos and select it again."));
 }
+
