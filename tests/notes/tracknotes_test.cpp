@@ -87,7 +87,6 @@ const QUrl cover(u"http://127.0.0.1:7105/cover/1.jpg"_s);
 
 TEST_F(Fixture, EveryStateOfTheLoader)
 {
-    EXPECT_EQ(notes.lyricsState(), TrackNotes::idle);
     QSignalSpy states(&notes, &TrackNotes::lyricsStateChanged);
 
     load(u"Salt & Pepper"_s, u"The Condiments"_s, cover, 201000);
