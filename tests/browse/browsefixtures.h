@@ -19,14 +19,6 @@ inline SonosFavorite favorite(const QString &id, const QString &name, const QStr
     return f;
 }
 
-inline QStringList namesOf(const QList<SonosFavorite> &favorites)
-{
-    QStringList names;
-    for (const SonosFavorite &f : favorites)
-        names.append(f.name);
-    return names;
-}
-
 inline QStringList idsOf(const QList<SonosFavorite> &favorites)
 {
     QStringList ids;

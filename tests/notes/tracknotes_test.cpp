@@ -1,17 +1,18 @@
 #include "notes/tracknotes.h"
-
 #include "notesfixture.h"
-
 #include "testkit/testkit.h"
+#include "notes/nowplayingfollower.h"
+#include "notes/tracklinesmodel.h"
 
+#include <QAbstractItemModelTester>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSignalSpy>
+#include <QUrl>
 #include <QUrlQuery>
 
 #include <gtest/gtest.h>
-
 #include <map>
 
 using namespace velotte;
@@ -67,6 +68,13 @@ struct Fixture : ::testing::Test {
     {
         return int(std::count_if(transport.requests.begin(), transport.requests.end(), [port](const HttpRequest &r) { return r.url.port() == port; }));
     }
+    // The address of the last request to `path` of a service; empty when none went there.
+    QUrl lastTo(const QString &path, int port = itunes) const
+    {
+        const auto r = std::find_if(transport.requests.rbegin(), transport.requests.rend(),
+                                    [&](const HttpRequest &r) { return r.url.port() == port && r.url.path() == path; });
+        return r == transport.requests.rend() ? QUrl() : r->url;
+    }
     void load(const QString &title, const QString &artist, const QUrl &artwork = {}, qint64 millis = 0)
     {
         await(notes.load(title, artist, artwork, millis));
@@ -79,7 +87,6 @@ const QUrl cover(u"http://127.0.0.1:7105/cover/1.jpg"_s);
 
 TEST_F(Fixture, EveryStateOfTheLoader)
 {
-    EXPECT_EQ(notes.lyricsState(), TrackNotes::idle);
     QSignalSpy states(&notes, &TrackNotes::lyricsStateChanged);
 
     load(u"Salt & Pepper"_s, u"The Condiments"_s, cover, 201000);
@@ -193,7 +200,7 @@ TEST_F(Fixture, IdentityAndCache)
     EXPECT_NE(notes.requestID(), first);
     EXPECT_EQ(requestsTo(lrclib), 1);
     EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
-    EXPECT_TRUE(std::any_of(transport.requests.begin(), transport.requests.end(), [&](const HttpRequest &r) { return r.url == other; }));
+    EXPECT_EQ(lastTo(other.path(), art), other);
 
     // Another duration is another track and another key.
     load(u"Salt & Pepper"_s, u"The Condiments"_s, other, 246000);
@@ -204,16 +211,6 @@ TEST_F(Fixture, IdentityAndCache)
     load(u"Salt & Pepper"_s, u"The Cruets"_s, other, 246000);
     EXPECT_EQ(requestsTo(lrclib), 3);
     EXPECT_EQ(notes.lyricArtists(), QStringList{u"The Cruets"_s});
-
-    // Twenty entries; the twenty-first empties the cache and stays alone.
-    for (int i = 0; i < 19; ++i)
-        notes.cacheLyrics(u"key %1"_s.arg(i), LyricsResult{{TrackLine{0, u"x"_s}}, TrackLyricsSource::kugou()});
-    EXPECT_EQ(notes.cachedCount(), 20);
-    notes.cacheLyrics(u"key 3"_s, LyricsResult{});
-    EXPECT_EQ(notes.cachedCount(), 20);
-    notes.cacheLyrics(u"key 20"_s, LyricsResult{});
-    EXPECT_EQ(notes.cachedCount(), 1);
-    EXPECT_TRUE(notes.cachedLyrics(u"key 20"_s));
 }
 
 TEST_F(Fixture, LateAnswerForAnOldTrackIsDropped)
@@ -259,21 +256,13 @@ TEST_F(Fixture, CatalogMatchAndArtwork)
     EXPECT_EQ(notes.album(), u"晚风里的城市"_s); // in the script of the title
     EXPECT_EQ(notes.cover(), QUrl(u"http://127.0.0.1:7105/a/100x100bb.png"_s));
     EXPECT_EQ(notes.picture(), "PNGBYTES");
-    const auto search = std::find_if(transport.requests.begin(), transport.requests.end(),
-                                     [](const HttpRequest &r) { return r.url.path() == u"/search"_s; });
-    ASSERT_NE(search, transport.requests.end());
-    EXPECT_EQ(QUrlQuery(search->url).queryItemValue(u"term"_s, QUrl::FullyDecoded), u"夜车 林晓风"_s);
-    const auto lookup = std::find_if(transport.requests.begin(), transport.requests.end(),
-                                     [](const HttpRequest &r) { return r.url.path() == u"/lookup"_s; });
-    ASSERT_NE(lookup, transport.requests.end());
-    EXPECT_EQ(lookup->url.query(), u"id=1700112236&country=cn&lang=zh_CN"_s);
+    EXPECT_EQ(QUrlQuery(lastTo(u"/search"_s)).queryItemValue(u"term"_s, QUrl::FullyDecoded), u"夜车 林晓风"_s);
+    EXPECT_EQ(lastTo(u"/lookup"_s).query(), u"id=1700112236&country=cn&lang=zh_CN"_s);
 
     // A Traditional title whose lookup comes back Simplified keeps the search's names.
     load(u"夜車"_s, u"林曉風"_s, {}, 276000);
     EXPECT_EQ(notes.album(), u"晚風裡的城市"_s);
-    const auto lastLookup = std::find_if(transport.requests.rbegin(), transport.requests.rend(),
-                                         [](const HttpRequest &r) { return r.url.path() == u"/lookup"_s; });
-    EXPECT_EQ(lastLookup->url.query(), u"id=1700112236&country=tw&lang=zh_TW"_s);
+    EXPECT_EQ(lastTo(u"/lookup"_s).query(), u"id=1700112236&country=tw&lang=zh_TW"_s);
 
     // A failing catalog and picture leave the media empty and the lyrics alone.
     services[itunes] = [](const HttpRequest &) { return Answer{reply(500, "oops")}; };
@@ -284,3 +273,106 @@ TEST_F(Fixture, CatalogMatchAndArtwork)
     EXPECT_TRUE(notes.picture().isEmpty());
     EXPECT_EQ(notes.lyricsState(), TrackNotes::available);
 }
+
+namespace {
+
+// What the session shows, with the same property names and signals.
+class PlayingNow : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString title MEMBER title NOTIFY titleChanged)
+    Q_PROPERTY(QString artist MEMBER artist NOTIFY artistChanged)
+    Q_PROPERTY(QUrl artwork MEMBER artwork NOTIFY artworkChanged)
+    Q_PROPERTY(qint64 durationMillis MEMBER durationMillis NOTIFY durationMillisChanged)
+    Q_PROPERTY(qint64 positionMillis MEMBER positionMillis NOTIFY positionMillisChanged)
+public:
+    QString title;
+    QString artist;
+    QUrl artwork;
+    qint64 durationMillis = 0;
+    qint64 positionMillis = 0;
+
+    void show(const QString &t, const QString &a, qint64 d)
+    {
+        title = t;
+        Q_EMIT titleChanged();
+        artist = a;
+        Q_EMIT artistChanged();
+        durationMillis = d;
+        Q_EMIT durationMillisChanged();
+    }
+
+Q_SIGNALS:
+    void titleChanged();
+    void artistChanged();
+    void artworkChanged();
+    void durationMillisChanged();
+    void positionMillisChanged();
+};
+
+} // namespace
+
+TEST(NowPlayingFollower, OneLoadPerChangeOfTrack)
+{
+    RecordingTransport transport([](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.url.path() == u"/api/search"_s)
+            co_return reply(200, "[]");
+        co_return reply(200, "{}");
+    });
+    VirtualClock clock;
+    TrackNotes notes(transport, clock, scriptedServices());
+    PlayingNow session;
+    NowPlayingFollower follower(&session, &notes);
+
+    // Title, artist and duration change in one reading: one load, with all three.
+    session.show(u"Salt & Pepper"_s, u"The Condiments"_s, 201000);
+    drain();
+    EXPECT_EQ(notes.lyricArtists(), QStringList{u"The Condiments"_s});
+    EXPECT_EQ(notes.lyricDurationMillis(), 201000);
+    EXPECT_EQ(std::count_if(transport.requests.begin(), transport.requests.end(), [](const HttpRequest &r) { return r.url.port() == lrclibPort; }), 1);
+    const auto asked = transport.requests.size();
+
+    // The position moving on is no new track.
+    session.positionMillis = 5000;
+    Q_EMIT session.positionMillisChanged();
+    session.show(u"Salt & Pepper"_s, u"The Condiments"_s, 201000);
+    drain();
+    EXPECT_EQ(transport.requests.size(), asked);
+
+    // New artwork is.
+    session.artwork = QUrl(u"http://127.0.0.1:7105/art.jpg"_s);
+    Q_EMIT session.artworkChanged();
+    drain();
+    EXPECT_EQ(notes.cover(), session.artwork);
+
+    // Nothing playing any more.
+    session.show(QString(), QString(), 0);
+    drain();
+    EXPECT_EQ(notes.lyricsState(), TrackNotes::idle);
+}
+
+TEST(TrackLinesModel, MirrorsTheLines)
+{
+    RecordingTransport transport([](const HttpRequest &r, CancelToken) -> QCoro::Task<HttpResponse> {
+        if (r.url.path() == u"/api/search"_s)
+            co_return reply(200, R"([{"trackName":"Olive Oil Blues","artistName":"The Condiments","duration":234.0,"plainLyrics":"Pour it slow\nOlive oil blues","syncedLyrics":"[00:01.00]Pour it slow"}])");
+        co_return reply(200, "{}");
+    });
+    VirtualClock clock;
+    TrackNotes notes(transport, clock, scriptedServices());
+    TrackLinesModel model(&notes);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Warning);
+    QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+
+    await(notes.load(u"Olive Oil Blues"_s, u"The Condiments"_s, {}, 234000));
+    ASSERT_EQ(model.rowCount(), 1);
+    const QModelIndex first = model.index(0);
+    EXPECT_EQ(model.data(first, TrackLinesModel::TextRole).toString(), u"Pour it slow"_s);
+    EXPECT_EQ(model.data(first, TrackLinesModel::TimeRole).toLongLong(), 1000);
+    EXPECT_TRUE(model.data(first, TrackLinesModel::TimedRole).toBool());
+
+    await(notes.load(QString(), QString(), {}, 0));
+    EXPECT_EQ(model.rowCount(), 0);
+    EXPECT_GE(resets.size(), 2);
+}
+
+#include "tracknotes_test.moc"

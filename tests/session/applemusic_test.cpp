@@ -1,8 +1,8 @@
-// Apple Music on the session: favorites that play items, direct queueing on
-// the coordinator, and the artist queue with its progress and cancellation.
+// The library on the session: Sonos favorites and playlists, Apple Music
+// queued directly on the coordinator or through a favorite, and the artist
+// queue with its progress and cancellation.
 #include "sessionfixture.h"
 #include "session/sessionnewsport.h"
-
 #include "core/settings.h"
 #include "local/applemusicdirect.h"
 #include "session/applemusicbridge.h"
@@ -11,9 +11,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <gtest/gtest.h>
+
 using namespace velotte;
 using namespace velotte::test;
 using namespace Qt::Literals::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -99,13 +102,7 @@ struct AppleMusic : SessionTest {
         test::await(session->library()->refreshLibrary());
         cloud.requests.clear();
     }
-    int favoriteLoads() const
-    {
-        int n = 0;
-        for (const auto &r : cloud.requests)
-            n += r.method == "POST" && r.path.endsWith("/favorites"_L1);
-        return n;
-    }
+    int favoriteLoads() const { return int(posts(u"/favorites"_s).size()); }
     void finishArtistQueue()
     {
         queue.release.fire();
@@ -116,7 +113,7 @@ struct AppleMusic : SessionTest {
 
 } // namespace
 
-TEST_F(AppleMusic, QueuedDirectlyOnTheCoordinator)
+TEST_F(AppleMusic, QueuedDirectlyOnTheCoordinatorOrThroughAFavoriteThatPlaysIt)
 {
     test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     ASSERT_EQ(queue.runs.size(), 1u);
@@ -131,16 +128,11 @@ TEST_F(AppleMusic, QueuedDirectlyOnTheCoordinator)
     queue.coordinatorHost = u"127.0.0.12"_s;
     test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace));
     EXPECT_EQ(queue.runs.back().host, u"127.0.0.12"_s);
-}
 
-TEST_F(AppleMusic, ThroughASonosFavoriteWhenOnePlaysTheItem)
-{
+    // Through a Sonos favorite when one plays the item.
     const SonosFavorite favorite = session->library()->favorites().at(1);
     links.link(song, favorite.id);
-    auto play = session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace);
-    test::drain();
-    clock.advance(std::chrono::milliseconds(700)); // the favorite's settling wait
-    test::await(std::move(play));
+    run(session->appleMusic()->playAppleMusic(song, AppleMusicAction::replace)); // past the favorite's settling wait
     EXPECT_EQ(favoriteLoads(), 1);
     test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
     EXPECT_EQ(favoriteLoads(), 2);
@@ -148,12 +140,16 @@ TEST_F(AppleMusic, ThroughASonosFavoriteWhenOnePlaysTheItem)
 
     // A station plays only through its favorite.
     links.link(station, session->library()->favorites().at(0).id);
-    play = session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace);
-    test::drain();
-    clock.advance(std::chrono::milliseconds(700));
-    test::await(std::move(play));
+    run(session->appleMusic()->playAppleMusic(station, AppleMusicAction::replace));
     EXPECT_EQ(favoriteLoads(), 3);
-    EXPECT_TRUE(queue.runs.empty());
+    EXPECT_EQ(queue.runs.size(), 2u); // only the two direct plays above
+
+    // The kitchen follows the living room: its coordinator answers.
+    SessionNewsPort news(*session);
+    EXPECT_EQ(test::await(news.newsHost(u"RINCON_5CAAFD0BEEF201400"_s)), u"127.0.0.11"_s);
+    EXPECT_EQ(test::await(news.newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
+    EXPECT_EQ(news.newsHouseholdID(), session->householdID().value_or(QString()));
+    EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerFault);
 }
 
 TEST_F(AppleMusic, WhatCannotPlaySaysWhy)
@@ -188,7 +184,7 @@ TEST_F(AppleMusic, WhatCannotPlaySaysWhy)
     }
 }
 
-TEST_F(AppleMusic, ArtistQueueFillsInTheBackground)
+TEST_F(AppleMusic, ArtistQueueFillsInTheBackgroundStopsAndFails)
 {
     queue.holdAfter = 17;
     QStringList progress;
@@ -214,19 +210,16 @@ TEST_F(AppleMusic, ArtistQueueFillsInTheBackground)
     EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
     EXPECT_TRUE(session->appleMusic()->artistQueueProgress().isEmpty());
     EXPECT_EQ(session->appleMusic()->artistQueuedCount(), 40);
-}
 
-// Stopping after some songs is velottectl's test.
-TEST_F(AppleMusic, CancellingBeforeAnythingWasQueued)
-{
     // Stopped by the user before anything was queued; then a run that a
-    // regroup ends says nothing at all.
+    // regroup ends says nothing at all. Stopping after some songs is velottectl's test.
+    queue.release = Wakeup();
     queue.holdAfter = 0;
     session->appleMusic()->playAppleMusicSongs(songs(5), true, AppleMusicAction::replace);
     test::drain();
     EXPECT_EQ(session->appleMusic()->artistQueueProgress(), u"Starting on Sonos…"_s);
     EXPECT_FALSE(session->appleMusic()->artistQueueStarted());
-    EXPECT_EQ(queue.runs[0].action, AppleMusicAction::replaceShuffled);
+    EXPECT_EQ(queue.runs.back().action, AppleMusicAction::replaceShuffled);
     session->appleMusic()->cancelArtistQueue();
     EXPECT_TRUE(queue.lastCancel.isCancelled());
     EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
@@ -242,10 +235,8 @@ TEST_F(AppleMusic, CancellingBeforeAnythingWasQueued)
     EXPECT_TRUE(session->noteText().isEmpty()) << session->noteText().toStdString();
     finishArtistQueue();
     EXPECT_TRUE(session->noteText().isEmpty());
-}
+    queue.holdAfter = -1;
 
-TEST_F(AppleMusic, ArtistQueueFailures)
-{
     session->appleMusic()->playAppleMusicSongs({}, false, AppleMusicAction::replace);
     EXPECT_EQ(session->noteText(), u"No playable songs are available for this artist."_s);
     EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
@@ -264,7 +255,7 @@ TEST_F(AppleMusic, ArtistQueueFailures)
     EXPECT_FALSE(session->appleMusic()->musicQueueBusy());
 }
 
-TEST_F(AppleMusic, ArtistSongsFromTheCatalog)
+TEST_F(AppleMusic, ArtistSongsFromTheCatalogAndThePreviewRoom)
 {
     catalog.songs = songs(3);
     catalog.songs.append({u"99"_s, u"A video"_s, {}, u"album"_s}); // only songs are queued
@@ -274,10 +265,8 @@ TEST_F(AppleMusic, ArtistSongsFromTheCatalog)
     EXPECT_EQ(queue.runs[0].items.size(), 3);
     EXPECT_EQ(queue.runs[0].action, AppleMusicAction::addAfterCurrent);
     EXPECT_EQ(session->noteText(), u"Added to the Sonos queue in Living Room + 1"_s);
-}
 
-TEST_F(AppleMusic, PreviewRoom)
-{
+    // The preview room queues in memory.
     session->loadDemo();
     const int before = int(session->playback()->demoQueue().size());
     test::await(session->appleMusic()->playAppleMusic(song, AppleMusicAction::addAfterCurrent));
@@ -286,15 +275,130 @@ TEST_F(AppleMusic, PreviewRoom)
     EXPECT_EQ(session->playback()->demoQueue().at(session->playback()->demoIndex() + 1).title, u"Blue in Green"_s);
     session->appleMusic()->playAppleMusicSongs(songs(4), false, AppleMusicAction::replace);
     EXPECT_EQ(session->playback()->title(), u"Track 1"_s);
-    EXPECT_TRUE(queue.runs.empty());
+    EXPECT_EQ(queue.runs.size(), 1u); // only the catalog run above
 }
 
-TEST_F(AppleMusic, NewsHostIsTheCoordinatorsHost)
+TEST(AppleMusicBridge, LinksFollowTheHousehold)
 {
-    // The kitchen follows the living room: its coordinator answers.
-    SessionNewsPort news(*session);
-    EXPECT_EQ(test::await(news.newsHost(u"RINCON_5CAAFD0BEEF201400"_s)), u"127.0.0.11"_s);
-    EXPECT_EQ(test::await(news.newsHost(u"RINCON_347E5C0DEAD101400"_s)), u"127.0.0.13"_s);
-    EXPECT_EQ(news.newsHouseholdID(), session->householdID().value_or(QString()));
-    EXPECT_THROW(test::await(news.newsHost(u"RINCON_UNKNOWN"_s)), SpeakerFault);
+    MemoryStore defaults;
+    AppleMusicSonosBridge bridge(defaults);
+    const AppleMusicIdentity album{QStringLiteral("1440857781"), QStringLiteral("Kind of Blue"), QStringLiteral("Miles Davis"), QStringLiteral("album")};
+    const QList<SonosFavorite> favorites{
+        {QStringLiteral("7"), QStringLiteral("Kind of Blue"), std::nullopt, SonosService{std::nullopt, QStringLiteral("Spotify")}},
+        {QStringLiteral("9"), QStringLiteral("Kind Of Blue"), std::nullopt, SonosService{std::nullopt, QStringLiteral("Apple Music")}},
+        {QStringLiteral("12"), QStringLiteral("Jazz mix"), std::nullopt, SonosService{std::nullopt, QStringLiteral("Apple Music")}}};
+
+    bridge.link(album, QStringLiteral("12")); // no household yet: nothing kept
+    EXPECT_EQ(defaults.writes(), 0);
+    bridge.selectHousehold(QStringLiteral("H1"));
+    EXPECT_EQ(bridge.scope(), QStringLiteral("H1"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("9")); // the Apple Music one by title
+    bridge.link(album, QStringLiteral("12"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("12"));
+    EXPECT_TRUE(defaults.value(QStringLiteral("sonos.appleMusicReferences.H1")).isValid());
+
+    bridge.selectHousehold(QStringLiteral("H2"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("9"));
+    bridge.selectHousehold(QStringLiteral("H1"));
+    EXPECT_EQ(bridge.favorite(album, favorites)->id, QStringLiteral("12"));
+    bridge.clear();
+    EXPECT_FALSE(bridge.scope().has_value());
+    EXPECT_FALSE(bridge.favorite({QStringLiteral("x"), QStringLiteral("Unknown"), {}, QStringLiteral("song")}, favorites).has_value());
 }
+
+namespace {
+class History final : public PlayHistory {
+public:
+    QStringList played;
+    void recordPlayed(const SonosFavorite &f) override { played << f.id; }
+    bool isStation(const SonosFavorite &f) const override { return f.name.contains(QStringLiteral("Radio")); }
+};
+
+struct Music : SessionTest {
+    History history;
+    QList<SonosFavorite> favorites;
+    void SetUp() override
+    {
+        make({}, [this](HouseSession::Services &services) { services.history = &history; });
+        test::await(session->bootstrap());
+        test::await(session->library()->refreshLibrary());
+        favorites = session->library()->favorites();
+        cloud.requests.clear();
+    }
+    QList<QJsonObject> loads() const
+    {
+        QList<QJsonObject> out;
+        for (const QString &body : posts(QStringLiteral("/favorites")))
+            out << QJsonDocument::fromJson(body.toUtf8()).object();
+        return out;
+    }
+};
+} // namespace
+
+TEST_F(Music, OneFavoriteReplacesWaitsAndRecords)
+{
+    ASSERT_EQ(favorites.size(), 5);
+    auto play = session->library()->playFavorite(favorites[1]);
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("7")});
+    const int reads = cloudReads();
+    clock.advance(699ms);
+    EXPECT_EQ(cloudReads(), reads);
+    clock.advance(1ms);
+    EXPECT_EQ(cloudReads(), reads + 1);
+    EXPECT_EQ(session->playback()->title(), QStringLiteral("Morning Coffee"));
+    EXPECT_EQ(loads().first().value(QStringLiteral("action")).toString(), QStringLiteral("REPLACE"));
+
+    // Gone since the list was read: nothing is recorded.
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 410, {}});
+    test::await(session->library()->playFavorite(favorites[0]));
+    EXPECT_EQ(session->noteText(),
+              QStringLiteral("Could not play this favorite. This room or saved item is no longer available. Refresh Sonos and select it again."));
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("7")});
+
+    cloud.requests.clear();
+    session->loadDemo();
+    test::await(session->library()->playFavorite(favorites[0]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Connect to Sonos and refresh Browse to play this favorite."));
+    EXPECT_TRUE(cloud.requests.empty());
+}
+
+TEST_F(Music, SeveralFavoritesStationsAndPlaylists)
+{
+    cloud.addFault({.method = "POST", .path = QRegularExpression(QStringLiteral("/favorites$")), .status = 404, .after = 1});
+    test::await(session->library()->playFavorites({favorites[0], favorites[1], favorites[4]}, true));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Started 1 of 3 favorites. The remaining music could not be added."));
+    const auto sent = loads();
+    ASSERT_EQ(sent.size(), 2);
+    EXPECT_TRUE(sent[0].value(QStringLiteral("playOnCompletion")).toBool());
+    EXPECT_EQ(sent[1].value(QStringLiteral("action")).toString(), QStringLiteral("APPEND"));
+    EXPECT_FALSE(sent[1].value(QStringLiteral("playOnCompletion")).toBool());
+    EXPECT_EQ(history.played, QStringList{QStringLiteral("3")});
+    EXPECT_FALSE(cloud.groups.front().shuffle); // ordered
+
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 403, {}});
+    test::await(session->library()->playFavorites({favorites[0], favorites[4]}, false));
+    EXPECT_TRUE(session->noteText().startsWith(QStringLiteral("Could not play selected music. Sonos denied this command.")));
+
+    cloud.requests.clear();
+    test::await(session->library()->queueFavorite(favorites[2]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Stations play directly; they can’t be added to the queue."));
+    EXPECT_TRUE(loads().isEmpty());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/favorites$")), 500, {}});
+    test::await(session->library()->queueFavorite(favorites[1]));
+    EXPECT_EQ(session->noteText(), QStringLiteral("This favorite could not be added to the queue."));
+    auto play = session->library()->playFavorite(favorites[2]);
+    EXPECT_EQ(loads().size(), 2);
+
+    // A playlist that replaces stops the queue first.
+    const auto playlists = session->library()->sonosPlaylists();
+    ASSERT_EQ(playlists.size(), 2);
+    transport.hold = true;
+    auto replace = session->library()->playPlaylist(playlists[1], QStringLiteral("REPLACE"));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Stopping queue…"));
+    releaseAll();
+    EXPECT_TRUE(session->noteText().isEmpty());
+    cloud.addFault({"POST", QRegularExpression(QStringLiteral("/playlists$")), 410, {}});
+    test::await(session->library()->playPlaylist(playlists[1], QStringLiteral("REPLACE")));
+    EXPECT_EQ(session->noteText(), QStringLiteral("Could not play this playlist. This room or saved item is no longer available. Refresh Sonos and select it again."));
+}
+

@@ -27,7 +27,6 @@ public:
         r.url = QUrl(QStringLiteral("http://fake") + QString::fromUtf8(r.target));
         r.headers = request.headers;
         r.body = request.body;
-        ++sent;
         const fake::Response answer = m_handler(r);
         if (hold || (holdIf && holdIf(r))) {
             Wakeup gate;
@@ -55,7 +54,6 @@ public:
         fake::Request request;
         Wakeup gate;
     };
-    int sent = 0;
     bool hold = false;
     std::function<bool(const fake::Request &)> holdIf;
     std::vector<Held> held;

@@ -103,6 +103,12 @@ struct FakeLocal {
         p->delegate = [this](QString coordinator, QString host) { return sent(QStringLiteral("Delegate %1@%2").arg(coordinator, host)); };
         return p;
     }
+    // The two rooms as one group the kitchen leads.
+    void groupBoth()
+    {
+        snapshot.groups = {{QStringLiteral("RINCON_A:1"), QStringLiteral("Kitchen + 1"), QStringLiteral("RINCON_A"), std::nullopt,
+                            {QStringLiteral("RINCON_A"), QStringLiteral("RINCON_B")}}};
+    }
     QHash<QString, int> volumes;
     int bassLevel = 0;
     QHash<QString, QString> bonjour; // player id -> host found by Bonjour
@@ -136,6 +142,40 @@ struct SessionTest : ::testing::Test {
         session = std::make_unique<HouseSession>(services);
     }
     void SetUp() override { make(); }
+    // Started, with the requests of the start forgotten.
+    void boot()
+    {
+        test::await(session->bootstrap());
+        cloud.requests.clear();
+    }
+    // A new session on the local household alone.
+    void bootLocally()
+    {
+        signIn.stored = false;
+        make();
+        test::await(session->bootstrap());
+    }
+    // Lets every held reply go, and the ones they lead to.
+    void releaseAll()
+    {
+        transport.hold = false;
+        while (!transport.held.empty()) {
+            transport.release();
+            test::drain();
+        }
+    }
+    // Each POST as "route body", or only the bodies of routes ending in `suffix`.
+    QStringList posts(const QString &suffix = {}) const
+    {
+        QStringList out;
+        for (const auto &r : cloud.requests) {
+            if (r.method == "POST" && suffix.isEmpty())
+                out << r.path.section(QLatin1Char('/'), 2) + QLatin1Char(' ') + QString::fromUtf8(r.body);
+            else if (r.method == "POST" && r.path.endsWith(suffix))
+                out << QString::fromUtf8(r.body);
+        }
+        return out;
+    }
 
     int cloudReads(const QString &suffix = QStringLiteral("/playback")) const
     {
@@ -154,10 +194,13 @@ struct SessionTest : ::testing::Test {
     template <typename T>
     T run(QCoro::Task<T> task)
     {
-        std::optional<T> value;
+        std::optional<std::conditional_t<std::is_void_v<T>, bool, T>> value;
         bool done = false;
         auto body = [&]() -> QCoro::Task<void> {
-            value.emplace(co_await task);
+            if constexpr (std::is_void_v<T>)
+                co_await task;
+            else
+                value.emplace(co_await task);
             done = true;
         };
         auto runner = body();
@@ -167,9 +210,18 @@ struct SessionTest : ::testing::Test {
                 clock.advance(std::chrono::milliseconds(50));
         }
         EXPECT_TRUE(done) << "the task still sleeps after 30 virtual seconds";
-        return value.value_or(T{});
+        if constexpr (!std::is_void_v<T>)
+            return value.value_or(T{});
     }
     QString living() const { return cloud.groups.front().id; }
+};
+
+struct Booted : SessionTest {
+    void SetUp() override
+    {
+        make();
+        boot();
+    }
 };
 
 } // namespace velotte::test

@@ -18,18 +18,19 @@
 
 namespace velotte::test {
 
-namespace detail {
-inline void spin(bool &done, int limitMs)
+// Runs the event loop until `done` holds; false when it still does not
+// after limitMs of real time (a guard against hanging, not a measure).
+inline bool until(const std::function<bool()> &done, int limitMs = 10000)
 {
     QElapsedTimer timer;
     timer.start();
-    while (!done) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    while (!done()) {
         if (timer.elapsed() > limitMs)
-            throw std::runtime_error("task did not finish in time");
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
     }
+    return true;
 }
-} // namespace detail
 
 // Runs a task to its end on a nested event loop and returns its value or
 // rethrows its exception. Never hangs: gives up after limitMs of real time.
@@ -54,7 +55,8 @@ T await(QCoro::Task<T> task, int limitMs = 20000)
         done = true;
     };
     auto runner = body(std::move(task));
-    detail::spin(done, limitMs);
+    if (!until([&] { return done; }, limitMs))
+        throw std::runtime_error("task did not finish in time");
     if (error)
         std::rethrow_exception(error);
     if constexpr (!std::is_void_v<T>)
@@ -93,19 +95,6 @@ inline void drain(int rounds = 5)
         QCoreApplication::processEvents();
 }
 
-// Runs the event loop until `done` holds; false when it still does not
-// after limitMs of real time (a guard against hanging, not a measure).
-inline bool until(const std::function<bool()> &done, int limitMs = 10000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > limitMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    }
-    return true;
-}
 
 // A transport that records every request and answers from a script.
 class RecordingTransport final : public HttpTransport {
