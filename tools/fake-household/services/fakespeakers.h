@@ -129,8 +129,10 @@ public:
     static QString didlItem(const Track &t, const QString &id, const QString &parent);
     static QString didlDocument(const QString &items);
 
-private:
+    // One request answered in-process, as the speaker would over a socket.
     Response handle(Speaker &speaker, const Request &request);
+
+private:
     Response soap(Speaker &speaker, const QString &service, const QString &action, const QString &body);
     Response rendering(Speaker &speaker, const QString &action, const QString &body);
     Response transport(Speaker &speaker, const QString &action, const QString &body);
