@@ -31,10 +31,8 @@ void measure(benchmark::State &state, const char *mode)
     int runs = 0;
     for (auto _ : state) {
         auto f = run({QString::fromLatin1(mode)});
-        if (!f.count(QStringLiteral("rss-kb"))) {
-            state.SkipWithError("the probe did not draw a frame");
-            return;
-        }
+        if (!f.count(QStringLiteral("rss-kb")))
+            return state.SkipWithError("the probe did not draw a frame");
         frame += f[QStringLiteral("first-frame-ms")];
         rss += f[QStringLiteral("rss-kb")];
         ++runs;
@@ -49,12 +47,9 @@ void BM_DemoPanel(benchmark::State &state) { measure(state, "panel"); }
 void load(benchmark::State &state, const char *mode)
 {
     for (auto _ : state) {
-        const QString household = QStringLiteral(VELOTTE_FAKE_HOUSEHOLD);
-        auto f = run({household, QString::fromLatin1(mode)});
-        if (!f.count(QStringLiteral("cpu-percent"))) {
-            state.SkipWithError("the panel did not run");
-            return;
-        }
+        auto f = run({QStringLiteral(VELOTTE_FAKE_HOUSEHOLD), QString::fromLatin1(mode)});
+        if (!f.count(QStringLiteral("cpu-percent")))
+            return state.SkipWithError("the panel did not run");
         state.counters["cpu_percent"] = f[QStringLiteral("cpu-percent")];
         state.counters["wakeups_per_s"] = f[QStringLiteral("wakeups-per-s")];
     }

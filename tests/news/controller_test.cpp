@@ -2,7 +2,6 @@
 
 #include "core/clock.h"
 #include "services/fakespeakers.h"
-#include "services/fakespeakersoap.h"
 #include "testkit/testkit.h"
 
 #include <QJsonDocument>
