@@ -45,11 +45,12 @@ QString shortEnvelope(const QString &service, const QString &action, const Field
 
 QString setURIEnvelope(const QString &uri, const QString &title)
 {
+    // The DIDL document is text inside the envelope, so what it holds is escaped twice.
     const QString metadata =
         QStringLiteral("&lt;DIDL-Lite xmlns:dc=&quot;http://purl.org/dc/elements/1.1/&quot; xmlns:upnp=&quot;urn:schemas-upnp-org:metadata-1-0/upnp/&quot; "
                        "xmlns=&quot;urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/&quot;&gt;&lt;item id=&quot;0&quot; parentID=&quot;-1&quot; "
                        "restricted=&quot;1&quot;&gt;&lt;dc:title&gt;")
-        + escape(title) + QStringLiteral("&lt;/dc:title&gt;&lt;upnp:class&gt;object.item.audioItem.musicTrack&lt;/upnp:class&gt;&lt;res&gt;") + escape(uri)
+        + escape(escape(title)) + QStringLiteral("&lt;/dc:title&gt;&lt;upnp:class&gt;object.item.audioItem.musicTrack&lt;/upnp:class&gt;&lt;res&gt;") + escape(escape(uri))
         + QStringLiteral("&lt;/res&gt;&lt;/item&gt;&lt;/DIDL-Lite&gt;");
     return QStringLiteral("<?xml version=\"1.0\"?>\n"
                           "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\n"

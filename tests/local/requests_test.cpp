@@ -101,9 +101,9 @@ TEST(Envelopes, SetURIEnvelopeByteForByte)
                        "<CurrentURI>x-rincon-mp3radio://http://radio.example/a?b=1&amp;c=2</CurrentURI>\n"
                        "<CurrentURIMetaData>&lt;DIDL-Lite xmlns:dc=&quot;http://purl.org/dc/elements/1.1/&quot; "
                        "xmlns:upnp=&quot;urn:schemas-upnp-org:metadata-1-0/upnp/&quot; xmlns=&quot;urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/&quot;&gt;"
-                       "&lt;item id=&quot;0&quot; parentID=&quot;-1&quot; restricted=&quot;1&quot;&gt;&lt;dc:title&gt;Rock &amp; &quot;Roll&quot;&lt;/dc:title&gt;"
+                       "&lt;item id=&quot;0&quot; parentID=&quot;-1&quot; restricted=&quot;1&quot;&gt;&lt;dc:title&gt;Rock &amp;amp; &amp;quot;Roll&amp;quot;&lt;/dc:title&gt;"
                        "&lt;upnp:class&gt;object.item.audioItem.musicTrack&lt;/upnp:class&gt;"
-                       "&lt;res&gt;x-rincon-mp3radio://http://radio.example/a?b=1&amp;c=2&lt;/res&gt;&lt;/item&gt;&lt;/DIDL-Lite&gt;</CurrentURIMetaData>"));
+                       "&lt;res&gt;x-rincon-mp3radio://http://radio.example/a?b=1&amp;amp;c=2&lt;/res&gt;&lt;/item&gt;&lt;/DIDL-Lite&gt;</CurrentURIMetaData>"));
 }
 
 TEST(Envelopes, QueueingRequestByteForByte)
