@@ -17,7 +17,7 @@ PACKAGES=(
   libavahi-client-dev libicu-dev libxcb1-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
-  dbus dbus-bin gnome-keyring avahi-daemon avahi-utils iproute2 xvfb xauth playerctl procps openssl python3
+  dbus dbus-bin gnome-keyring avahi-daemon avahi-utils iproute2 util-linux mount xvfb xauth playerctl procps openssl python3
   # the Debian package: icons, shared-library dependencies, the desktop's validators, the man page's check
   librsvg2-bin dpkg-dev file desktop-file-utils appstream groff-base
   # the panel as a tray popup: a window manager and real clicks and keys under Xvfb
